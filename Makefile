@@ -1,0 +1,52 @@
+# The commands of the README. Each one installs what it needs first (scripts/bootstrap.sh),
+# so they work on a fresh Debian 12 machine from a clean clone.
+
+JOBS     ?= $(shell nproc 2>/dev/null || echo 2)
+BUILD    ?= build
+CMAKE_FLAGS ?=
+
+.PHONY: all build test demo bench sanitize fuzz newcomer-check clean
+
+all: build
+
+build:
+	@sh scripts/bootstrap.sh
+	cmake -S . -B $(BUILD) -DCMAKE_BUILD_TYPE=Release -DQSSSE_WERROR=ON $(CMAKE_FLAGS)
+	cmake --build $(BUILD) -j $(JOBS)
+
+test: build
+	cd $(BUILD) && ctest --output-on-failure -j $(JOBS)
+
+demo: build
+	./$(BUILD)/tools/qssse demo --out out
+
+bench:
+	@sh scripts/bootstrap.sh bench
+	cmake -S . -B build-bench -DCMAKE_BUILD_TYPE=Release -DQSSSE_BUILD_BENCH=ON -DQSSSE_BUILD_TESTS=OFF $(CMAKE_FLAGS)
+	cmake --build build-bench -j $(JOBS)
+	sh scripts/run-benchmarks.sh build-bench
+
+# ASan+UBSan over every suite, then TSan over the suites labelled "threads".
+sanitize:
+	@sh scripts/bootstrap.sh sanitize
+	cmake -S . -B build-asan -DCMAKE_BUILD_TYPE=RelWithDebInfo -DQSSSE_SANITIZE=address,undefined $(CMAKE_FLAGS)
+	cmake --build build-asan -j $(JOBS)
+	cd build-asan && ctest --output-on-failure -j $(JOBS) -LE install
+	cmake -S . -B build-tsan -DCMAKE_BUILD_TYPE=RelWithDebInfo -DQSSSE_SANITIZE=thread $(CMAKE_FLAGS)
+	cmake --build build-tsan -j $(JOBS)
+	cd build-tsan && ctest --output-on-failure -j $(JOBS) -L threads
+
+FUZZ_SECONDS ?= 60
+fuzz:
+	@sh scripts/bootstrap.sh fuzz
+	CXX=clang++ cmake -S . -B build-fuzz -DCMAKE_BUILD_TYPE=RelWithDebInfo -DQSSSE_BUILD_FUZZ=ON -DQSSSE_BUILD_TESTS=OFF -DQSSSE_BUILD_TOOLS=OFF $(CMAKE_FLAGS)
+	cmake --build build-fuzz -j $(JOBS)
+	sh scripts/run-fuzzers.sh build-fuzz $(FUZZ_SECONDS)
+
+# Not part of CI: clones this repository into a minimal Debian 12 chroot and runs make demo and
+# make test there, as a newcomer would.
+newcomer-check:
+	sh scripts/newcomer-check.sh
+
+clean:
+	rm -rf build build-bench build-asan build-tsan build-fuzz out

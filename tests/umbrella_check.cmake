@@ -1,0 +1,13 @@
+# Fails when a public header under qssse/ is not included by qssse/qssse.h.
+file(READ ${ROOT}/qssse/qssse.h umbrella)
+file(GLOB_RECURSE headers RELATIVE ${ROOT} ${ROOT}/qssse/*/*.h)
+set(missing "")
+foreach(h IN LISTS headers)
+  string(FIND "${umbrella}" "#include \"${h}\"" at)
+  if(at EQUAL -1)
+    list(APPEND missing ${h})
+  endif()
+endforeach()
+if(missing)
+  message(FATAL_ERROR "qssse/qssse.h does not include: ${missing}")
+endif()
