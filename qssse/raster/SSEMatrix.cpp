@@ -1,0 +1,210 @@
+#include "qssse/raster/SSEMatrix.h"
+
+#include <algorithm>
+#include <cfloat>
+#include <cstring>
+#include <stdexcept>
+#include <string>
+
+#include "qssse/platform/AlignedMemory.h"
+#include "qssse/vector/SSEFns.h"
+#include "qssse/vector/SimdOps.h"
+
+CSSEMatrix::CSSEMatrix() { init(); }
+
+CSSEMatrix::CSSEMatrix(const CSSEMatrix& other) : CbReferenceCounted() {
+  init();
+  CopyFromSSEMatrix(other);
+}
+
+CSSEMatrix::CSSEMatrix(const DmField2D<float, 1>& field) {
+  init();
+  CopyFromField(field);
+}
+
+CSSEMatrix& CSSEMatrix::operator=(const CSSEMatrix& other) {
+  if (this != &other) CopyFromSSEMatrix(other);
+  return *this;
+}
+
+CSSEMatrix::~CSSEMatrix() { Free(); }
+
+void CSSEMatrix::init() {
+  sizeX = sizeY = sseSizeX = sseSizeY = 0;
+  rowProcessed = 0;
+  fieldCount = 0;
+  std::fill(std::begin(fields), std::end(fields), nullptr);
+  rows = nullptr;
+}
+
+std::size_t CSSEMatrix::FieldElements(int i) const {
+  const int lines = (i < fieldCount - 1) ? kLinesPerField : sseSizeY - kLinesPerField * (fieldCount - 1);
+  return static_cast<std::size_t>(lines) * static_cast<std::size_t>(sseSizeX);
+}
+
+void CSSEMatrix::Allocate(int newSizeX, int newSizeY) {
+  if (newSizeX < 0 || newSizeY < 0 || newSizeY > kMaxSizeY) {
+    throw std::invalid_argument("CSSEMatrix: size " + std::to_string(newSizeX) + " x " + std::to_string(newSizeY) +
+                                " is outside 0..2^31 x 0.." + std::to_string(kMaxSizeY));
+  }
+  Free();
+  sizeX = newSizeX;
+  sizeY = newSizeY;
+  sseSizeX = newSizeX;
+  sseSizeY = (newSizeY >> 2) + 1;
+  const int count = (sseSizeY + kLinesPerField - 1) / kLinesPerField;
+  rows = qssse::alignedAllocArray<__m128*>(static_cast<std::size_t>(sseSizeY));
+  // Fields are counted as they are allocated, so a failure part way leaves a matrix Free can release.
+  try {
+    for (int f = 0; f < count; ++f) {
+      fieldCount = f + 1;
+      fields[f] = nullptr;
+      const int lines = (f < count - 1) ? kLinesPerField : sseSizeY - kLinesPerField * (count - 1);
+      const std::size_t elements = static_cast<std::size_t>(lines) * static_cast<std::size_t>(sseSizeX);
+      // A 0-wide matrix still gets a (tiny) block, so every row pointer is a real address.
+      fields[f] = qssse::alignedAllocArray<__m128>(std::max<std::size_t>(elements, 1));
+      for (int k = 0; k < lines; ++k) rows[kLinesPerField * f + k] = fields[f] + static_cast<std::size_t>(k) * sseSizeX;
+    }
+  } catch (...) {
+    Free();
+    throw;
+  }
+}
+
+void CSSEMatrix::Create(int newSizeX, int newSizeY) {
+  Allocate(newSizeX, newSizeY);
+  Clear();
+}
+
+void CSSEMatrix::CreateNoClear(int newSizeX, int newSizeY) { Allocate(newSizeX, newSizeY); }
+
+void CSSEMatrix::CreateSimilar(const CSSEMatrix& other) { Create(other.sizeX, other.sizeY); }
+
+void CSSEMatrix::Free() {
+  for (int i = 0; i < kMaxFields; ++i) {
+    if (fields[i] != nullptr) {
+      qssse::alignedFree(fields[i]);
+      fields[i] = nullptr;
+    }
+  }
+  fieldCount = 0;
+  if (rows != nullptr) {
+    qssse::alignedFree(rows);
+    rows = nullptr;
+  }
+}
+
+void CSSEMatrix::Clear() {
+  ForEachField([](__m128* block, std::size_t n) { std::memset(static_cast<void*>(block), 0, n * sizeof(__m128)); });
+}
+
+void CSSEMatrix::Fill(float v) {
+  const __m128 value = _mm_set1_ps(v);
+  ForEachField([value](__m128* block, std::size_t n) {
+    for (std::size_t i = 0; i < n; ++i) block[i] = value;
+  });
+}
+
+void CSSEMatrix::CopyFromSSEMatrix(const CSSEMatrix& src) {
+  if (src.rows == nullptr || &src == this) return;
+  if (rows == nullptr || sizeX != src.sizeX || sizeY != src.sizeY) CreateNoClear(src.sizeX, src.sizeY);
+  if (fieldCount == 1) {
+    std::memcpy(static_cast<void*>(fields[0]), src.fields[0], FieldElements(0) * sizeof(__m128));
+    return;
+  }
+  for (int g = 0; g < sseSizeY; ++g) {
+    std::memcpy(static_cast<void*>(rows[g]), src.rows[g], static_cast<std::size_t>(sseSizeX) * sizeof(__m128));
+  }
+}
+
+void CSSEMatrix::CopyFromMatrix(double** src, int newSizeX, int newSizeY) {
+  Create(newSizeX, newSizeY);
+  if (src == nullptr) return;
+  for (int y = 0; y < sizeY; ++y) {
+    if (src[y] == nullptr) continue;
+    for (int x = 0; x < sizeX; ++x) *pixel(x, y) = static_cast<float>(src[y][x]);
+  }
+}
+
+void CSSEMatrix::CopyFromField(const DmField2D<float, 1>& field) {
+  Create(field.GetSizeX(), field.GetSizeY());
+  for (int y = 0; y < sizeY; ++y) {
+    for (int x = 0; x < sizeX; ++x) *pixel(x, y) = field(x, y);
+  }
+}
+
+namespace {
+
+// True when src cannot hold a centred window of dst's size (the centred copies then do nothing).
+bool WindowMissing(const CSSEMatrix& dst, const CSSEMatrix& src) {
+  return src.GetSizeX() < dst.GetSizeX() || src.GetSizeY() < dst.GetSizeY() || dst.GetSizeY() < 1;
+}
+
+}  // namespace
+
+void CSSEMatrix::CopyFromSSEMatrixCentered(const CSSEMatrix& src) {
+  Clear();
+  if (WindowMissing(*this, src) || !HasPixels()) return;
+  const int dx = (src.sizeX >> 1) - (sizeX >> 1), dy = (src.sizeY >> 1) - (sizeY >> 1);
+  for (int y = 0; y < sizeY; ++y) {
+    for (int x = 0; x < sizeX; ++x) *pixel(x, y) = src.GetPoint(x + dx, y + dy);
+  }
+}
+
+void CSSEMatrix::CopyFromSSEMatrixCenteredMaximum(const CSSEMatrix& src) {
+  if (WindowMissing(*this, src) || !HasPixels()) return;
+  const int dx = (src.sizeX >> 1) - (sizeX >> 1), dy = (src.sizeY >> 1) - (sizeY >> 1);
+  for (int y = 0; y < sizeY; ++y) {
+    for (int x = 0; x < sizeX; ++x) {
+      const float w = src.GetPoint(x + dx, y + dy);
+      float* p = pixel(x, y);
+      if (w > *p) *p = w;
+    }
+  }
+}
+
+void CSSEMatrix::CopyFromSSEMatrixCenteredMinimum(const CSSEMatrix& src) {
+  if (WindowMissing(*this, src) || !HasPixels()) return;
+  const int dx = (src.sizeX >> 1) - (sizeX >> 1), dy = (src.sizeY >> 1) - (sizeY >> 1);
+  for (int y = 0; y < sizeY; ++y) {
+    for (int x = 0; x < sizeX; ++x) {
+      const float w = src.GetPoint(x + dx, y + dy);
+      float* p = pixel(x, y);
+      if (w < *p) *p = w;
+    }
+  }
+}
+
+void CSSEMatrix::CalcMinMaxValues(float* maxOut, float* minOut) const {
+  if (rows != nullptr && sseSizeY > 2 && sseSizeX > 6) {
+    using namespace qssse::simd;
+    // The accumulator is the second operand, so a NaN pixel loses every comparison and is ignored.
+    f4 mn = splat(1000000.0f), mx = splat(-1000000.0f);
+    for (int g = 1; g <= sseSizeY - 2; ++g) {
+      const __m128* row = rows[g];
+      for (int x = 3; x <= sseSizeX - 4; ++x) {
+        mn = min(row[x], mn);
+        mx = max(row[x], mx);
+      }
+    }
+    CSSEFns::min_of_m128(mn, minOut);
+    CSSEFns::max_of_m128(mx, maxOut);
+    return;
+  }
+  if (!HasPixels()) {
+    // Inverted on purpose: an empty matrix never looks like a valid range.
+    *minOut = -FLT_MAX;
+    *maxOut = FLT_MAX;
+    return;
+  }
+  float mn = FLT_MAX, mx = -FLT_MAX;
+  for (int y = 0; y < sizeY; ++y) {
+    for (int x = 0; x < sizeX; ++x) {
+      const float v = *pixel(x, y);
+      if (v < mn) mn = v;
+      if (v > mx) mx = v;
+    }
+  }
+  *minOut = mn;
+  *maxOut = mx;
+}

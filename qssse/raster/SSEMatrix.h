@@ -1,0 +1,222 @@
+#pragma once
+#include <immintrin.h>
+
+#include <cstdint>
+
+#include "qssse/platform/Export.h"
+#include "qssse/platform/Field2D.h"
+#include "qssse/platform/ReferenceCounted.h"
+#include "qssse/platform/String.h"
+#include "qssse/raster/ImgFromToArray.h"
+
+class CArchive;
+class CbStreamWriteBinary;
+class CbStreamReadBinary;
+
+// The library's float raster: a height field of sizeX by sizeY floats, x the column, y the row.
+//
+// Layout (every SIMD kernel of the library depends on it):
+//  - one __m128 holds four vertically adjacent pixels: lane l of element x of SIMD row g is pixel
+//    (x, 4g + l); the float address of pixel (x, y) is rows[y >> 2] + 4x + (y & 3);
+//  - sseSizeX = sizeX, sseSizeY = (sizeY >> 2) + 1, so there is always at least one padding lane row at
+//    the bottom; padding pixels take part in SIMD operations and in persistence, and are 0 after Create;
+//  - SIMD rows are allocated in fields of 32 SIMD rows (128 pixel rows), at most 250 fields, so sizeY is
+//    at most kMaxSizeY = 31999; every block and the rows array are 16-byte aligned.
+//
+// Coordinates outside the matrix are clamped to the nearest border pixel on reads and writes, on
+// purpose: callers stamp and read near the border without bounds tests. A new matrix holds 0, the usual
+// "no value". Copy construction and assignment are deep (through CopyFromSSEMatrix).
+//
+// Robustness: reading from a matrix without pixels (default-constructed, freed, or of size 0) returns 0
+// and writing to it does nothing; Create rejects negative sizes and sizeY > kMaxSizeY with
+// std::invalid_argument; allocation failure raises CMemoryException.
+class QSSSE_API CSSEMatrix : public CbReferenceCounted {
+ public:
+  static constexpr int kMaxFields = 250;
+  static constexpr int kLinesPerField = 32;
+  static constexpr int kMaxSizeY = kMaxFields * kLinesPerField * 4 - 1;  // 31999
+
+  // ---- construction and lifetime (SSEMatrix.cpp) ----
+  CSSEMatrix();                                // empty: sizes 0, no storage
+  CSSEMatrix(const CSSEMatrix& other);         // deep copy through CopyFromSSEMatrix
+  explicit CSSEMatrix(const DmField2D<float, 1>& field);  // copy through CopyFromField
+  CSSEMatrix& operator=(const CSSEMatrix& other);          // deep copy; self-assignment does nothing
+  ~CSSEMatrix() override;
+
+  // Frees any storage, sets the sizes by the layout rules and allocates zeroed storage (padding too).
+  // Negative sizes or sizeY > kMaxSizeY throw std::invalid_argument; a size of 0 gives a matrix without
+  // pixels (a 0-wide one holds no elements, an n x 0 one holds its padding row only).
+  void Create(int sizeX, int sizeY);
+  // Create without zeroing: the elements hold whatever the allocator returned.
+  void CreateNoClear(int sizeX, int sizeY);
+  // Create with the other matrix's sizeX and sizeY.
+  void CreateSimilar(const CSSEMatrix& other);
+  // Releases the storage; sizeX and sizeY are kept (the matrix then has no pixels).
+  void Free();
+  // Every element (padding included) becomes 0, respectively v.
+  void Clear();
+  void Fill(float v);
+
+  // ---- element access, clamped (inline) ----
+  // Pixel (x, y) with x clamped to [0, sizeX-1] and y to [0, sizeY-1]; 0 for a matrix without pixels.
+  float GetPoint(int x, int y) const;
+  // Writes the clamped pixel; does nothing on a matrix without pixels.
+  void SetPoint(int x, int y, float v);
+  // Address of the clamped pixel; nullptr for a matrix without pixels.
+  float* GetPointAddress(int x, int y);
+  const float* GetPointAddress(int x, int y) const;
+
+  __m128* GetField(int i) const { return fields[i]; }  // fields[i] without any check
+  int GetFields() const { return fieldCount; }
+  int GetLinesPerField() const { return kLinesPerField; }
+  int GetSSESizeX() const { return sseSizeX; }
+  int GetSSESizeY() const { return sseSizeY; }
+  int GetSizeX() const { return sizeX; }
+  int GetSizeY() const { return sizeY; }
+  __m128** GetMatrixDataDirectly() const { return rows; }  // the SIMD rows; nullptr without storage
+  int GetRowProcessed() const { return rowProcessed; }
+  void SetRowProcessed(int row) { rowProcessed = row; }
+  CImgFromToArray& GetFromToArray() { return fromTo; }
+  const CImgFromToArray& GetFromToArray() const { return fromTo; }
+  // True when the matrix has storage and at least one pixel.
+  bool HasPixels() const { return rows != nullptr && sizeX > 0 && sizeY > 0; }
+
+  // ---- copying (SSEMatrix.cpp) ----
+  // Deep copy of src, padding included; in place when the sizes agree, else after Create. A source
+  // without storage leaves this matrix unchanged.
+  void CopyFromSSEMatrix(const CSSEMatrix& src);
+  // Create(sizeX, sizeY), then pixel (x, y) = (float)src[y][x]; a null src leaves the zeroed matrix.
+  void CopyFromMatrix(double** src, int sizeX, int sizeY);
+  // Create with the field's sizes, then copy every value.
+  void CopyFromField(const DmField2D<float, 1>& field);
+  // Keeps this size: clears, then crops the centred window of a larger (or equal) src:
+  // this(x, y) = src(x - (sizeX >> 1) + (src.sizeX >> 1), y - (sizeY >> 1) + (src.sizeY >> 1)), reads
+  // clamped. A src smaller in either direction (or sizeY < 1) leaves the matrix all 0.
+  void CopyFromSSEMatrixCentered(const CSSEMatrix& src);
+  // The same window without clearing: each pixel takes the window value when it is strictly larger,
+  // respectively smaller; a smaller src leaves the matrix unchanged.
+  void CopyFromSSEMatrixCenteredMaximum(const CSSEMatrix& src);
+  void CopyFromSSEMatrixCenteredMinimum(const CSSEMatrix& src);
+
+  // ---- value queries (SSEMatrix.cpp) ----
+  // Deliberately maximum first, minimum second (callers depend on this order). Matrices with
+  // sseSizeY > 2 and sseSizeX > 6 are scanned by SIMD without a frame of one SIMD row at top and bottom
+  // and three columns left and right, starting from min 1e6 / max -1e6 (so min <= 1e6 and max >= -1e6
+  // always); smaller ones are scanned pixel by pixel from +-FLT_MAX; a matrix without pixels yields the
+  // inverted range max = +FLT_MAX, min = -FLT_MAX. NaN pixels are ignored.
+  void CalcMinMaxValues(float* maxOut, float* minOut) const;
+
+  // ---- persistence (SSEMatrixIO.cpp) ----
+  // All formats write the elements column by column: for x (outer), for SIMD row g (inner), the four
+  // lanes of element (g, x); padding rows included, sseSizeX * sseSizeY * 4 floats.
+  // Archive: sizeX, sizeY (int32), then the floats. Loading keeps the storage when the sizes agree,
+  // else re-creates the matrix. A header with negative sizes, sizeY > kMaxSizeY or more data than the
+  // file holds throws CArchiveException (badIndex, endOfFile) before anything changes.
+  void Serialize(CArchive& ar);
+  // Stream: version record 1, sizeX, sizeY (int32), then the floats.
+  void Serialize(CbStreamWriteBinary& stream) const;
+  // Stream: a version other than 1 leaves a 0 x 0 matrix; otherwise the matrix is always re-created and
+  // read. Impossible sizes or more data than the stream holds throw CbException before allocating.
+  void Serialize(CbStreamReadBinary& stream);
+  // Writes the archive format to a file (created or truncated); false when it cannot be opened.
+  bool Store(const CString& path) const;
+  // Reads the archive format from a file; false when it cannot be opened; a truncated or corrupt file
+  // throws CArchiveException.
+  bool Load(const CString& path);
+
+  // ---- stamping (inline, SSEMatrixStamp.h) ----
+  // Each stamp clamps its centre so that the whole footprint lies inside the matrix: a stamp near the
+  // border is shifted inward as a whole, never cut off (callers stamp without bounds tests). On a matrix
+  // smaller than the footprint each footprint pixel is clamped on its own instead. Combining rules:
+  // overwrite stores v; Min stores p if v > p, else v; Max stores p if p > v, else v (so a NaN on
+  // either side stores v).
+  void SetPointMin(int x, int y, float v);
+  void SetPointMax(int x, int y, float v);
+  void SetPointAndRightOfPoint(int x, int y, float v);  // (cx, cy), (cx+1, cy); cx in [0, sizeX-2]
+  void SetPointAndLeftOfPoint(int x, int y, float v);   // (cx, cy), (cx-1, cy); cx in [1, sizeX-1]
+  void SetTriplePointMin(int x, int y, float v);        // (cx-1..cx+1, cy)
+  void SetTriplePointMax(int x, int y, float v);
+  void SetCross(int x, int y, float v);     // (cx-1,cy), (cx,cy), (cx+1,cy), (cx,cy-1), (cx,cy+1)
+  void SetCrossMin(int x, int y, float v);
+  void SetCrossMax(int x, int y, float v);
+  void Set3x3BoxPoint(int x, int y, float v);
+  void Set3x3BoxPointMin(int x, int y, float v);
+  void Set3x3BoxPointMax(int x, int y, float v);
+  void Set5x5BoxPointMin(int x, int y, float v);
+  void Set5x5BoxPointMax(int x, int y, float v);
+  void Set11x11BoxPointMax(int x, int y, float v);
+  // Maximum of the five-pixel CROSS around the clamped centre, not of the 3x3 box the name promises:
+  // callers depend on the cross. 0 for a matrix without pixels.
+  float GetPointMax3x3(int x, int y) const;
+
+ protected:
+  // Unchecked address of pixel (x, y): the caller guarantees storage and in-range coordinates.
+  float* pixel(int x, int y) const { return reinterpret_cast<float*>(rows[y >> 2]) + 4 * x + (y & 3); }
+  // Applies f(__m128* block, std::size_t count) to each allocated field in turn: every element of the
+  // matrix, padding included, exactly once. Nothing happens without storage.
+  template <class F>
+  void ForEachField(F f) const;
+  // Number of __m128 held by field i.
+  std::size_t FieldElements(int i) const;
+
+ private:
+  void Allocate(int sizeX, int sizeY);
+  void init();
+  template <class Op>
+  void StampRect(int x, int y, int left, int right, int up, int down, float v);
+  template <class Op>
+  void StampCross(int x, int y, float v);
+  template <class Op>
+  void StampSafe(int x, int y, float v);  // one clamped pixel, combined by Op
+
+  // Members in their declared order (the layout is part of the interface).
+  int sizeX;
+  int sizeY;
+  int sseSizeX;
+  int sseSizeY;
+  int rowProcessed;
+  int fieldCount;
+  __m128* fields[kMaxFields];
+  __m128** rows;
+  CImgFromToArray fromTo;
+};
+
+template <class F>
+void CSSEMatrix::ForEachField(F f) const {
+  for (int i = 0; i < fieldCount; ++i) {
+    if (fields[i] != nullptr) f(fields[i], FieldElements(i));
+  }
+}
+
+inline float CSSEMatrix::GetPoint(int x, int y) const {
+  if (!HasPixels()) return 0.0f;
+  x = x < 0 ? 0 : x;
+  x = x > sizeX - 1 ? sizeX - 1 : x;
+  y = y < 0 ? 0 : y;
+  y = y > sizeY - 1 ? sizeY - 1 : y;
+  return *pixel(x, y);
+}
+
+inline void CSSEMatrix::SetPoint(int x, int y, float v) {
+  if (!HasPixels()) return;
+  x = x < 0 ? 0 : x;
+  x = x > sizeX - 1 ? sizeX - 1 : x;
+  y = y < 0 ? 0 : y;
+  y = y > sizeY - 1 ? sizeY - 1 : y;
+  *pixel(x, y) = v;
+}
+
+inline const float* CSSEMatrix::GetPointAddress(int x, int y) const {
+  if (!HasPixels()) return nullptr;
+  x = x < 0 ? 0 : x;
+  x = x > sizeX - 1 ? sizeX - 1 : x;
+  y = y < 0 ? 0 : y;
+  y = y > sizeY - 1 ? sizeY - 1 : y;
+  return pixel(x, y);
+}
+
+inline float* CSSEMatrix::GetPointAddress(int x, int y) {
+  return const_cast<float*>(static_cast<const CSSEMatrix*>(this)->GetPointAddress(x, y));
+}
+
+#include "qssse/raster/SSEMatrixStamp.h"

@@ -1,0 +1,126 @@
+#include <gtest/gtest.h>
+
+#include "qssse/raster/ImgFromToArray.h"
+#include "qssse/raster/SSEMatrix.h"
+
+namespace {
+
+// A matrix 10 wide and 8 high whose columns from `step` on hold `height` (all rows alike).
+CSSEMatrix Step(int step, float height) {
+  CSSEMatrix m;
+  m.Create(10, 8);
+  for (int y = 0; y < 8; ++y)
+    for (int x = step; x < 10; ++x) m.SetPoint(x, y, height);
+  return m;
+}
+
+TEST(ImgFromToArray, FlatMatrixKeepsWholeRowSpans) {
+  CSSEMatrix m;
+  m.Create(10, 8);
+  m.Fill(2.0f);
+  CImgFromToArray& a = m.GetFromToArray();
+  a.CalcArray(m, 0, 9);
+  ASSERT_EQ(a.GetCount(), 2);
+  EXPECT_EQ(a.GetFrom(0), 0);
+  EXPECT_EQ(a.GetTo(1), 999999);
+}
+
+TEST(ImgFromToArray, BackwardScanStopsAboveFromSoASingleStepLeavesToOpen) {
+  CSSEMatrix m = Step(5, 1.0f);
+  CImgFromToArray a;
+  a.CalcArray(m, 0, 9);
+  EXPECT_EQ(a.GetFrom(0), 5);
+  EXPECT_EQ(a.GetTo(0), 999999);
+  for (int y = 0; y < 8; ++y) m.SetPoint(7, y, 3.0f);  // a second step between 6 and 7
+  for (int y = 0; y < 8; ++y) m.SetPoint(8, y, 3.0f);
+  for (int y = 0; y < 8; ++y) m.SetPoint(9, y, 3.0f);
+  a.CalcArray(m, 0, 9);
+  EXPECT_EQ(a.GetFrom(1), 5);
+  EXPECT_EQ(a.GetTo(1), 7);
+}
+
+TEST(ImgFromToArray, ChangeMustReachTheTolerance) {
+  CImgFromToArray a;
+  CSSEMatrix small = Step(5, 0.004f);
+  a.CalcArray(small, 0, 9);
+  EXPECT_EQ(a.GetFrom(0), 0);
+  CSSEMatrix enough = Step(5, 0.0050001f);
+  a.CalcArray(enough, 0, 9);
+  EXPECT_EQ(a.GetFrom(0), 5);
+}
+
+TEST(ImgFromToArray, ColumnsAreClampedAndOnlyOneRowOfAGroupNeedsToChange) {
+  CSSEMatrix m;
+  m.Create(10, 8);
+  m.SetPoint(3, 6, 1.0f);  // group 1, lane 2 only
+  CImgFromToArray a;
+  a.CalcArray(m, -4, 400);
+  EXPECT_EQ(a.GetFrom(0), 0);
+  EXPECT_EQ(a.GetFrom(1), 3);
+  EXPECT_EQ(a.GetTo(1), 4);
+}
+
+TEST(ImgFromToArray, PositionTestUsesRowGroupsAndSkipsTheLastGroup) {
+  CSSEMatrix m;
+  m.Create(10, 16);  // four groups
+  for (int y = 4; y < 8; ++y) m.SetPoint(5, y, 1.0f);
+  CImgFromToArray a;
+  a.CalcArray(m, 0, 9);  // group 1 spans 5..6, the others whole rows
+  EXPECT_EQ(a.IsPositionInArray(3, 6, 1), 0);  // r = 1: group 6 >> 2 = 1
+  EXPECT_EQ(a.IsPositionInArray(5, 6, 1), 1);
+  EXPECT_EQ(a.IsPositionInArray(5, 100, 1), 0);  // outside the array
+  EXPECT_EQ(a.IsPositionInArray(3, 2, 2), 1);  // groups 0 .. <1: only group 0 tested
+  EXPECT_EQ(a.IsPositionInArray(3, 6, 4), 0);  // groups 0 .. <2 include group 1
+  EXPECT_EQ(a.IsPositionInArray(3, 14, 2), 1);  // both ends in group 3: no group tested
+}
+
+TEST(ImgFromToArray, CoordsUseYAsAGroupForRadiusOneAndEmptyWhenNoGroup) {
+  CSSEMatrix m;
+  m.Create(10, 16);
+  for (int y = 4; y < 8; ++y) m.SetPoint(5, y, 1.0f);
+  CImgFromToArray a;
+  a.CalcArray(m, 0, 9);
+  int from = 0, to = 9;
+  a.GetFromToCoords(from, to, 1, 1);  // y = 1 is group 1 here
+  EXPECT_EQ(from, 5);
+  EXPECT_EQ(to, 6);
+  from = 0;
+  to = 9;
+  a.GetFromToCoords(from, to, 6, 1);  // group 6 clamped to 3
+  EXPECT_EQ(from, 0);
+  EXPECT_EQ(to, 999999);
+  from = 0;
+  to = 9;
+  a.GetFromToCoords(from, to, 14, 2);  // both ends in group 3: no group, empty interval
+  EXPECT_GT(from, to);
+  from = 0;
+  to = 9;
+  a.GetFromToCoords(from, to, 6, 4);  // groups 0 and 1
+  EXPECT_EQ(from, 0);
+  EXPECT_EQ(to, 9);
+}
+
+TEST(ImgFromToArray, CopiesShareTheSpansAndOutliveTheOriginal) {
+  CImgFromToArray copy;
+  {
+    CSSEMatrix m = Step(5, 1.0f);
+    CImgFromToArray a;
+    a.CalcArray(m, 0, 9);
+    copy = a;
+  }
+  EXPECT_EQ(copy.GetFrom(0), 5);
+}
+
+TEST(ImgFromToArray, DrawInMatrixMarksBothBorders) {
+  CSSEMatrix m = Step(5, 1.0f);
+  CImgFromToArray a;
+  a.CalcArray(m, 0, 9);
+  CSSEMatrix canvas;
+  canvas.Create(10, 8);
+  a.DrawInMatrix(canvas);
+  EXPECT_EQ(canvas.GetPoint(5, 0), 1.0f);
+  EXPECT_EQ(canvas.GetPoint(9, 4), 1.0f);  // 999999 lands on the right border
+  EXPECT_EQ(canvas.GetPoint(2, 2), 0.0f);
+}
+
+}  // namespace

@@ -1,0 +1,199 @@
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <cstdio>
+#include <cstring>
+#include <filesystem>
+#include <vector>
+
+#include "qssse/platform/Archive.h"
+#include "qssse/platform/ArchiveException.h"
+#include "qssse/platform/CoreException.h"
+#include "qssse/platform/MemFile.h"
+#include "qssse/platform/StreamReadBinaryMemory.h"
+#include "qssse/platform/StreamWriteBinaryMemory.h"
+#include "qssse/raster/SSEMatrix.h"
+
+namespace {
+
+float* Lanes(CSSEMatrix& m, int x, int g) { return reinterpret_cast<float*>(&m.GetMatrixDataDirectly()[g][x]); }
+
+// Distinct values everywhere, padding pixels included.
+CSSEMatrix Sample(int sx, int sy) {
+  CSSEMatrix m;
+  m.Create(sx, sy);
+  for (int g = 0; g < m.GetSSESizeY(); ++g)
+    for (int x = 0; x < sx; ++x)
+      for (int l = 0; l < 4; ++l) Lanes(m, x, g)[l] = static_cast<float>(1000 * x + 4 * g + l) + 0.25f;
+  return m;
+}
+
+bool Identical(CSSEMatrix& a, CSSEMatrix& b) {
+  if (a.GetSizeX() != b.GetSizeX() || a.GetSizeY() != b.GetSizeY() || a.GetSSESizeY() != b.GetSSESizeY()) return false;
+  for (int g = 0; g < a.GetSSESizeY(); ++g)
+    for (int x = 0; x < a.GetSSESizeX(); ++x)
+      if (std::memcmp(Lanes(a, x, g), Lanes(b, x, g), 16) != 0) return false;
+  return true;
+}
+
+std::vector<unsigned char> ArchiveBytes(CSSEMatrix& m) {
+  CMemFile file;
+  CArchive ar(&file, CArchive::store);
+  m.Serialize(ar);
+  ar.Close();
+  return file.GetBytes();
+}
+
+void LoadArchive(CSSEMatrix& m, const std::vector<unsigned char>& bytes) {
+  CMemFile file(bytes);
+  CArchive ar(&file, CArchive::load);
+  m.Serialize(ar);
+}
+
+std::vector<unsigned char> StreamBytes(const CSSEMatrix& m) {
+  CbStreamWriteBinaryMemory out;
+  m.Serialize(out);
+  return out.GetData();
+}
+
+TEST(SSEMatrixArchive, WritesSizesThenColumnsOfSimdRowsLittleEndian) {
+  CSSEMatrix m = Sample(2, 3);  // sseSizeY 1: element (0, 0), then (0, 1)
+  const std::vector<unsigned char> bytes = ArchiveBytes(m);
+  ASSERT_EQ(bytes.size(), 8u + 2 * 1 * 16);
+  const unsigned char header[8] = {2, 0, 0, 0, 3, 0, 0, 0};
+  EXPECT_EQ(std::memcmp(bytes.data(), header, 8), 0);
+  float first[8];
+  std::memcpy(first, bytes.data() + 8, sizeof first);
+  EXPECT_EQ(first[0], 0.25f);     // pixel (0, 0)
+  EXPECT_EQ(first[3], 3.25f);     // padding pixel (0, 3)
+  EXPECT_EQ(first[4], 1000.25f);  // pixel (1, 0)
+}
+
+TEST(SSEMatrixArchive, RoundTripKeepsPaddingAndEqualSizeKeepsStorage) {
+  CSSEMatrix m = Sample(7, 130);
+  const std::vector<unsigned char> bytes = ArchiveBytes(m);
+  CSSEMatrix same;
+  same.Create(7, 130);
+  __m128** storage = same.GetMatrixDataDirectly();
+  LoadArchive(same, bytes);
+  EXPECT_EQ(same.GetMatrixDataDirectly(), storage);
+  EXPECT_TRUE(Identical(m, same));
+
+  CSSEMatrix other;
+  other.Create(3, 3);
+  LoadArchive(other, bytes);
+  EXPECT_TRUE(Identical(m, other));
+}
+
+TEST(SSEMatrixArchive, ImpossibleHeadersAreRejectedBeforeTheMatrixChanges) {
+  CSSEMatrix m = Sample(3, 5);
+  const std::vector<unsigned char> valid = ArchiveBytes(m);
+  const std::int32_t headers[][2] = {{-1, 5}, {3, -7}, {3, CSSEMatrix::kMaxSizeY + 1}, {2000000000, 30000}, {4, 5}};
+  const int causes[] = {CArchiveException::badIndex, CArchiveException::badIndex, CArchiveException::badIndex,
+                        CArchiveException::endOfFile, CArchiveException::endOfFile};
+  for (std::size_t i = 0; i < std::size(headers); ++i) {
+    std::vector<unsigned char> bytes = valid;
+    std::memcpy(bytes.data(), headers[i], 8);
+    CSSEMatrix target = Sample(2, 2);
+    try {
+      LoadArchive(target, bytes);
+      ADD_FAILURE() << "header " << i << " accepted";
+    } catch (const CArchiveException& e) {
+      EXPECT_EQ(e.m_cause, causes[i]) << i;
+    }
+    CSSEMatrix untouched = Sample(2, 2);
+    EXPECT_TRUE(Identical(target, untouched)) << i;
+  }
+}
+
+TEST(SSEMatrixArchive, EveryTruncationThrowsEndOfFile) {
+  CSSEMatrix m = Sample(3, 6);
+  const std::vector<unsigned char> valid = ArchiveBytes(m);
+  for (std::size_t n = 0; n < valid.size(); ++n) {
+    CSSEMatrix target;
+    try {
+      LoadArchive(target, std::vector<unsigned char>(valid.begin(), valid.begin() + static_cast<long>(n)));
+      ADD_FAILURE() << "prefix of " << n << " bytes accepted";
+    } catch (const CArchiveException& e) {
+      EXPECT_EQ(e.m_cause, CArchiveException::endOfFile) << n;
+    }
+  }
+}
+
+TEST(SSEMatrixArchive, FreedMatrixStoresZeroElementsThatLoadBack) {
+  CSSEMatrix m = Sample(3, 2);
+  m.Free();
+  const std::vector<unsigned char> bytes = ArchiveBytes(m);
+  EXPECT_EQ(bytes.size(), 8u + 3 * 16);
+  CSSEMatrix back;
+  LoadArchive(back, bytes);
+  EXPECT_EQ(back.GetSizeX(), 3);
+  EXPECT_EQ(back.GetPoint(2, 1), 0.0f);
+}
+
+TEST(SSEMatrixStream, RoundTripWithVersionOne) {
+  CSSEMatrix m = Sample(5, 9);
+  CbStreamReadBinaryMemory in(StreamBytes(m));
+  CSSEMatrix back;
+  back.Serialize(in);
+  EXPECT_TRUE(Identical(m, back));
+  EXPECT_EQ(in.BytesRemaining(), 0u);
+}
+
+TEST(SSEMatrixStream, UnknownVersionLeavesAnEmptyMatrix) {
+  CbStreamWriteBinaryMemory out;
+  out.WriteVersion(2);
+  out.WriteInt32(4);
+  out.WriteInt32(4);
+  CbStreamReadBinaryMemory in(out.GetData());
+  CSSEMatrix m = Sample(3, 3);
+  m.Serialize(in);
+  EXPECT_EQ(m.GetSizeX(), 0);
+  EXPECT_EQ(m.GetSizeY(), 0);
+  EXPECT_FALSE(m.HasPixels());
+}
+
+TEST(SSEMatrixStream, ImpossibleSizesAndTruncationThrowBeforeAllocating) {
+  CSSEMatrix m = Sample(4, 4);
+  const std::vector<unsigned char> valid = StreamBytes(m);
+  for (std::size_t n = 0; n < valid.size(); ++n) {
+    CbStreamReadBinaryMemory in(valid.data(), n);
+    CSSEMatrix target = Sample(2, 2);
+    if (n < 8) {
+      // A cut version record is an unknown version: the matrix becomes 0 x 0.
+      target.Serialize(in);
+      EXPECT_EQ(target.GetSizeX(), 0) << n;
+    } else {
+      EXPECT_THROW(target.Serialize(in), CbException) << n;
+      EXPECT_EQ(target.GetSizeX(), 2) << n;
+    }
+  }
+  CbStreamWriteBinaryMemory out;
+  out.WriteVersion(1);
+  out.WriteInt32(100000);
+  out.WriteInt32(30000);
+  CbStreamReadBinaryMemory in(out.GetData());
+  CSSEMatrix target = Sample(2, 2);
+  EXPECT_THROW(target.Serialize(in), CbException);
+  EXPECT_EQ(target.GetSizeX(), 2);
+}
+
+TEST(SSEMatrixFile, StoreAndLoadRoundTripAndReportMissingFiles) {
+  const std::filesystem::path dir = std::filesystem::temp_directory_path() / "qssse_matrix_io";
+  std::filesystem::create_directories(dir);
+  const std::string path = (dir / "m.qsm").string();
+  CSSEMatrix m = Sample(33, 17);
+  ASSERT_TRUE(m.Store(CString(path)));
+  CSSEMatrix back;
+  ASSERT_TRUE(back.Load(CString(path)));
+  EXPECT_TRUE(Identical(m, back));
+
+  EXPECT_FALSE(back.Load(CString((dir / "missing.qsm").string())));
+  EXPECT_FALSE(m.Store(CString((dir / "no" / "such" / "dir.qsm").string())));
+
+  std::filesystem::resize_file(path, 8 + 16 * 5);  // truncated in the data
+  EXPECT_THROW(back.Load(CString(path)), CArchiveException);
+  std::filesystem::remove_all(dir);
+}
+
+}  // namespace

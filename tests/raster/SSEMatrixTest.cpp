@@ -1,0 +1,248 @@
+#include <gtest/gtest.h>
+
+#include <cfloat>
+#include <cmath>
+#include <limits>
+#include <stdexcept>
+
+#include "qssse/platform/Field2D.h"
+#include "qssse/raster/SSEMatrix.h"
+
+namespace {
+
+// Lane l of element x of SIMD row g.
+float Lane(const CSSEMatrix& m, int x, int g, int l) {
+  return reinterpret_cast<const float*>(&m.GetMatrixDataDirectly()[g][x])[l];
+}
+
+// Every pixel (x, y) = 100 y + x.
+CSSEMatrix Ramp(int sx, int sy) {
+  CSSEMatrix m;
+  m.Create(sx, sy);
+  for (int y = 0; y < sy; ++y)
+    for (int x = 0; x < sx; ++x) m.SetPoint(x, y, static_cast<float>(100 * y + x));
+  return m;
+}
+
+TEST(SSEMatrixLayout, SizesAndFieldsFollowTheLayoutRules) {
+  CSSEMatrix m;
+  m.Create(10, 8);
+  EXPECT_EQ(m.GetSSESizeX(), 10);
+  EXPECT_EQ(m.GetSSESizeY(), 3);  // a multiple of four still gets a padding row
+  EXPECT_EQ(m.GetFields(), 1);
+  EXPECT_EQ(m.GetLinesPerField(), 32);
+
+  m.Create(5, 512);
+  EXPECT_EQ(m.GetSSESizeY(), 129);
+  ASSERT_EQ(m.GetFields(), 5);
+  __m128** rows = m.GetMatrixDataDirectly();
+  for (int f = 0; f < 5; ++f) EXPECT_EQ(rows[32 * f], m.GetField(f));
+  EXPECT_EQ(rows[33], m.GetField(1) + 5);
+  EXPECT_EQ(rows[128], m.GetField(4));
+  for (int g = 0; g < m.GetSSESizeY(); ++g) {
+    EXPECT_EQ(reinterpret_cast<std::uintptr_t>(rows[g]) % 16, 0u);
+  }
+  EXPECT_EQ(reinterpret_cast<std::uintptr_t>(rows) % 16, 0u);
+}
+
+TEST(SSEMatrixLayout, PixelLivesInLaneYMod4OfElementXOfRowYDiv4) {
+  CSSEMatrix m;
+  m.Create(10, 8);
+  m.SetPoint(2, 5, 7.5f);
+  EXPECT_EQ(Lane(m, 2, 1, 1), 7.5f);
+  EXPECT_EQ(m.GetPointAddress(2, 5), reinterpret_cast<float*>(&m.GetMatrixDataDirectly()[1][2]) + 1);
+}
+
+TEST(SSEMatrixLayout, CreateZeroesEverythingIncludingPadding) {
+  CSSEMatrix m;
+  m.CreateNoClear(7, 9);
+  m.Fill(3.0f);
+  m.Create(7, 9);
+  for (int g = 0; g < m.GetSSESizeY(); ++g)
+    for (int x = 0; x < 7; ++x)
+      for (int l = 0; l < 4; ++l) ASSERT_EQ(Lane(m, x, g, l), 0.0f);
+}
+
+TEST(SSEMatrixLayout, RejectsImpossibleSizesWithoutChangingTheMatrix) {
+  CSSEMatrix m = Ramp(4, 4);
+  EXPECT_THROW(m.Create(-1, 4), std::invalid_argument);
+  EXPECT_THROW(m.Create(4, -1), std::invalid_argument);
+  EXPECT_THROW(m.Create(4, CSSEMatrix::kMaxSizeY + 1), std::invalid_argument);
+  EXPECT_EQ(m.GetPoint(3, 3), 303.0f);
+  m.Create(1, CSSEMatrix::kMaxSizeY);  // the largest height the 250 fields hold
+  EXPECT_EQ(m.GetFields(), 250);
+  m.SetPoint(0, CSSEMatrix::kMaxSizeY - 1, 1.0f);
+  EXPECT_EQ(m.GetPoint(0, 99999), 1.0f);
+}
+
+TEST(SSEMatrixAccess, ReadsAndWritesOutsideAreClampedToTheBorder) {
+  CSSEMatrix m = Ramp(10, 8);
+  EXPECT_EQ(m.GetPoint(-5, 3), 300.0f);
+  EXPECT_EQ(m.GetPoint(50, -2), 9.0f);
+  EXPECT_EQ(m.GetPoint(4, 1000), 704.0f);
+  m.SetPoint(100, 100, -1.0f);
+  EXPECT_EQ(m.GetPoint(9, 7), -1.0f);
+  m.SetPoint(-100, -100, -2.0f);
+  EXPECT_EQ(m.GetPoint(0, 0), -2.0f);
+}
+
+TEST(SSEMatrixAccess, MatricesWithoutPixelsReadZeroAndIgnoreWrites) {
+  CSSEMatrix empty;
+  EXPECT_EQ(empty.GetPoint(0, 0), 0.0f);
+  empty.SetPoint(1, 1, 5.0f);
+  empty.Set11x11BoxPointMax(0, 0, 5.0f);
+  EXPECT_EQ(empty.GetPointAddress(0, 0), nullptr);
+  empty.Clear();
+  empty.Fill(1.0f);
+
+  CSSEMatrix wide;
+  wide.Create(6, 0);  // a padding row only
+  EXPECT_FALSE(wide.HasPixels());
+  EXPECT_EQ(wide.GetSSESizeY(), 1);
+  wide.SetCross(0, 0, 1.0f);
+  EXPECT_EQ(wide.GetPoint(0, 0), 0.0f);
+
+  CSSEMatrix freed = Ramp(5, 5);
+  freed.Free();
+  EXPECT_EQ(freed.GetSizeX(), 5);  // sizes survive Free
+  EXPECT_EQ(freed.GetPoint(2, 2), 0.0f);
+  freed.Set3x3BoxPointMin(2, 2, 1.0f);
+  freed.Fill(2.0f);
+}
+
+TEST(SSEMatrixCopy, CopyIsDeepAndIncludesPadding) {
+  CSSEMatrix a = Ramp(9, 6);
+  reinterpret_cast<float*>(&a.GetMatrixDataDirectly()[1][3])[3] = 42.0f;  // padding pixel (3, 7)
+  CSSEMatrix b(a);
+  EXPECT_NE(b.GetMatrixDataDirectly(), a.GetMatrixDataDirectly());
+  EXPECT_EQ(Lane(b, 3, 1, 3), 42.0f);
+  EXPECT_EQ(b.GetPoint(8, 5), 508.0f);
+  a.SetPoint(0, 0, -1.0f);
+  EXPECT_EQ(b.GetPoint(0, 0), 0.0f);
+}
+
+TEST(SSEMatrixCopy, CopyIntoEqualSizeKeepsStorageAndAcrossFieldsCopiesEveryRow) {
+  CSSEMatrix src = Ramp(3, 300);  // 76 SIMD rows in three fields
+  CSSEMatrix dst;
+  dst.Create(3, 300);
+  __m128** before = dst.GetMatrixDataDirectly();
+  dst.CopyFromSSEMatrix(src);
+  EXPECT_EQ(dst.GetMatrixDataDirectly(), before);
+  EXPECT_EQ(dst.GetPoint(2, 299), 29902.0f);
+  EXPECT_EQ(dst.GetPoint(1, 130), 13001.0f);
+  dst = dst;  // self-assignment does nothing
+  EXPECT_EQ(dst.GetPoint(1, 130), 13001.0f);
+  CSSEMatrix none;
+  dst.CopyFromSSEMatrix(none);  // a source without storage leaves the target alone
+  EXPECT_EQ(dst.GetPoint(1, 130), 13001.0f);
+}
+
+TEST(SSEMatrixCopy, CopiesFromDoubleRowsAndFromFields) {
+  double r0[3] = {1.0, 2.0, 0.1}, r1[3] = {4.0, 5.0, 6.0};
+  double* rows[2] = {r0, r1};
+  CSSEMatrix m;
+  m.CopyFromMatrix(rows, 3, 2);
+  EXPECT_EQ(m.GetPoint(2, 0), 0.1f);
+  EXPECT_EQ(m.GetPoint(1, 1), 5.0f);
+
+  DmField2D<float, 1> field(4, 3);
+  field(3, 2) = 9.0f;
+  const CSSEMatrix f(field);
+  EXPECT_EQ(f.GetSizeX(), 4);
+  EXPECT_EQ(f.GetSizeY(), 3);
+  EXPECT_EQ(f.GetPoint(3, 2), 9.0f);
+}
+
+TEST(SSEMatrixCopy, CenteredCopyCropsTheMiddleOfALargerMatrix) {
+  const CSSEMatrix src = Ramp(10, 9);
+  CSSEMatrix dst;
+  dst.Create(4, 3);
+  dst.CopyFromSSEMatrixCentered(src);
+  // offset x: (10 >> 1) - (4 >> 1) = 3, y: (9 >> 1) - (3 >> 1) = 3
+  EXPECT_EQ(dst.GetPoint(0, 0), 303.0f);
+  EXPECT_EQ(dst.GetPoint(3, 2), 506.0f);
+
+  CSSEMatrix big;
+  big.Create(20, 20);
+  big.Fill(7.0f);
+  big.CopyFromSSEMatrixCentered(src);  // smaller source: cleared, nothing copied
+  EXPECT_EQ(big.GetPoint(10, 10), 0.0f);
+}
+
+TEST(SSEMatrixCopy, CenteredMaximumAndMinimumKeepTheStrictlyBetterValue) {
+  CSSEMatrix src;
+  src.Create(3, 3);
+  src.SetPoint(0, 0, 5.0f);
+  src.SetPoint(1, 1, -5.0f);
+  CSSEMatrix hi;
+  hi.Create(3, 3);
+  hi.Fill(1.0f);
+  CSSEMatrix lo(hi);
+  hi.CopyFromSSEMatrixCenteredMaximum(src);
+  lo.CopyFromSSEMatrixCenteredMinimum(src);
+  EXPECT_EQ(hi.GetPoint(0, 0), 5.0f);
+  EXPECT_EQ(hi.GetPoint(1, 1), 1.0f);
+  EXPECT_EQ(lo.GetPoint(0, 0), 1.0f);
+  EXPECT_EQ(lo.GetPoint(1, 1), -5.0f);
+  EXPECT_EQ(lo.GetPoint(2, 2), 0.0f);
+
+  CSSEMatrix tiny;
+  tiny.Create(2, 2);
+  hi.CopyFromSSEMatrixCenteredMinimum(tiny);  // smaller source: unchanged
+  EXPECT_EQ(hi.GetPoint(1, 1), 1.0f);
+}
+
+TEST(SSEMatrixQueries, MinMaxComesMaximumFirst) {
+  CSSEMatrix m;
+  m.Create(5, 5);
+  m.SetPoint(4, 4, 3.0f);
+  m.SetPoint(0, 0, -2.0f);
+  float first = 0.0f, second = 0.0f;
+  m.CalcMinMaxValues(&first, &second);
+  EXPECT_EQ(first, 3.0f);
+  EXPECT_EQ(second, -2.0f);
+}
+
+TEST(SSEMatrixQueries, MinMaxOfAnEmptyMatrixIsTheInvertedRange) {
+  CSSEMatrix m;
+  m.Create(0, 0);
+  float maxValue = 0.0f, minValue = 0.0f;
+  m.CalcMinMaxValues(&maxValue, &minValue);
+  EXPECT_EQ(maxValue, FLT_MAX);
+  EXPECT_EQ(minValue, -FLT_MAX);
+}
+
+TEST(SSEMatrixQueries, LargeMatricesLeaveAFrameOutAndStartFromAMillion) {
+  CSSEMatrix m;
+  m.Create(12, 16);  // 5 SIMD rows: rows 1..3 and columns 3..8 are scanned
+  m.Fill(5.0f);
+  m.SetPoint(0, 8, 100.0f);   // left frame
+  m.SetPoint(9, 8, 100.0f);   // right frame (column sseSizeX - 3)
+  m.SetPoint(5, 2, 100.0f);   // top SIMD row
+  m.SetPoint(5, 16, -100.0f); // clamped to (5, 15), SIMD row 3: scanned
+  float maxValue = 0.0f, minValue = 0.0f;
+  m.CalcMinMaxValues(&maxValue, &minValue);
+  EXPECT_EQ(maxValue, 5.0f);
+  EXPECT_EQ(minValue, -100.0f);
+
+  m.Fill(2.0e6f);
+  m.CalcMinMaxValues(&maxValue, &minValue);
+  EXPECT_EQ(maxValue, 2.0e6f);
+  EXPECT_EQ(minValue, 1.0e6f);  // never above the start value
+}
+
+TEST(SSEMatrixQueries, MinMaxIgnoresNaNPixelsOnBothPaths) {
+  for (int size : {5, 40}) {
+    CSSEMatrix m;
+    m.Create(size, size);
+    m.Fill(1.0f);
+    m.SetPoint(size / 2, size / 2, std::numeric_limits<float>::quiet_NaN());
+    m.SetPoint(size / 2 + 1, size / 2, 4.0f);
+    float maxValue = 0.0f, minValue = 0.0f;
+    m.CalcMinMaxValues(&maxValue, &minValue);
+    EXPECT_EQ(maxValue, 4.0f) << size;
+    EXPECT_EQ(minValue, 1.0f) << size;
+  }
+}
+
+}  // namespace
