@@ -12,7 +12,7 @@ extra=""
 optional=""
 for what in "$@"; do
   case "$what" in
-    bench) extra="$extra libbenchmark-dev"; optional="$optional libopencv-dev" ;;
+    bench) extra="$extra libbenchmark-dev"; optional="$optional libopencv-dev libopencv-contrib-dev" ;;
     sanitize) extra="$extra clang libclang-rt-14-dev" ;;
     fuzz) extra="$extra clang libclang-rt-14-dev" ;;
     *) echo "bootstrap: unknown group '$what'" >&2; exit 2 ;;

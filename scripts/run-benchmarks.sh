@@ -1,0 +1,16 @@
+#!/bin/sh
+# Runs every benchmark program of a build directory; JSON results land beside the console output in
+# BUILD/bench-results/ so that ratios can be computed from one run.
+set -eu
+build=${1:-build-bench}
+out="$build/bench-results"
+mkdir -p "$out"
+found=0
+for exe in "$build"/bench/bench_*; do
+  [ -x "$exe" ] || continue
+  found=1
+  name=$(basename "$exe")
+  echo "== $name"
+  "$exe" --benchmark_out="$out/$name.json" --benchmark_out_format=json ${BENCH_ARGS:-}
+done
+[ "$found" -eq 1 ] || { echo "no benchmark programs in $build/bench" >&2; exit 1; }
