@@ -192,6 +192,9 @@ class DictParser {
       }
       if (Peek() != '}') Fail("expected ',' or '}'");
     }
+    ++i_;
+    Space();
+    if (i_ != s_.size()) Fail("text after the dictionary");
     if (!haveDescr || !haveOrder || !haveShape) Fail("descr, fortran_order or shape is missing");
     return h;
   }
