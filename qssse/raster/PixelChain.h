@@ -16,7 +16,7 @@ class QSSSE_API CPixelChain {
   CPixelChain() = default;
 
   int GetCount() const { return static_cast<int>(pixels.size()); }  // number of pixels
-  const t_chainpixel* GetPixels() const { return pixels.data(); }  // the pixel records, chain order
+  const t_chainpixel* GetPixels() const { return pixels.data(); }   // the pixel records, chain order
   t_chainpixel* GetPixels() { return pixels.data(); }
   void Clear() { pixels.clear(); }
   void AppendPixel(int x, int y) { pixels.push_back(t_chainpixel{x, y}); }  // adds a pixel at the end
