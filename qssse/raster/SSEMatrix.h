@@ -175,12 +175,13 @@ class QSSSE_API CSSEMatrix : public CbReferenceCounted {
   // negative or NaN) only binarises; a NaN bgValue matches nothing. Needs two bytes per pixel of the
   // rectangle as a temporary.
   void Errode(float radius, float bgValue, float fgValue, int x0, int x1, int y0, int y1);
-  // Exactly Errode(radius, b, a, x0, x1, y0, y1): pixels near value a become a, the others b.
+  // Exactly Errode(radius, b, a, x0, x1, y0, y1): pixels near value b become b, the others a (so
+  // Dilate(r, 0, 1, ...) grows a 1 region on 0).
   void Dilate(float radius, float a, float b, int x0, int x1, int y0, int y1);
   // Thins the region strictly above threshold to a skeleton of 1.0 on 0 (padding and border pixels
   // end 0). Zhang-Suen with 3 <= C <= 6 (not 2, so two-pixel end points stay) and a stop after the
   // first sub-iteration that deletes nothing; at most 1000 iterations. NaN pixels are background.
-  // Needs about seven bytes per pixel as temporaries.
+  // Needs about nine bytes per pixel as temporaries.
   void ZhangSuen(float threshold);
 
   // ---- resampling (SSEMatrixScale.cpp) ----
