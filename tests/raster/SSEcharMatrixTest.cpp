@@ -77,7 +77,8 @@ TEST(SSEcharMatrix, CopiesAreDeepAndLimitedCopiesClampTheColumns) {
   CSSEcharMatrix copy(src);
   src.SetPoint(0, 17, 0);
   EXPECT_EQ(copy.GetPoint(0, 17), 1);
-  copy = copy;
+  const CSSEcharMatrix& alias = copy;
+  copy = alias;  // self-assignment does nothing
   EXPECT_EQ(copy.GetPoint(0, 17), 1);
 }
 
