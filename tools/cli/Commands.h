@@ -56,6 +56,7 @@ struct MorphOptions {
   float radius = 2.0f;
   float threshold = 0.5f;
   int median = 3;
+  bool inside = false;  // chamfer: distances of the region's pixels to the background instead
   int width = 0, height = 0;
   int bits = 16;
 };

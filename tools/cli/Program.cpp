@@ -100,6 +100,7 @@ int RunProgram(int argc, char** argv) {
       ->capture_default_str();
   cMorph->add_option("--threshold", morph.threshold, "thin: pixels above it are foreground")
       ->capture_default_str();
+  cMorph->add_flag("--inside", morph.inside, "chamfer: distance of each region pixel to the background");
   cMorph->add_option("--median", morph.median, "median window, 3 or 5")
       ->check(CLI::IsMember({3, 5}))
       ->capture_default_str();

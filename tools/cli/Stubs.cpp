@@ -7,6 +7,5 @@ namespace qssse::tool {
 int RunMesh(const MeshOptions&) { throw Unavailable("building meshes from height fields"); }
 int RunScan(const ScanOptions&) { throw Unavailable("scan conversion of meshes"); }
 int RunFill(const FillOptions&) { throw Unavailable("filling outlines into rasters"); }
-int RunMorph(const MorphOptions&) { throw Unavailable("raster morphology"); }
 
 }  // namespace qssse::tool
