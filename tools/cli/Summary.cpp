@@ -62,4 +62,10 @@ std::string Summary::Json(int size) const {
   return out + "]\n}\n";
 }
 
+std::string Summary::FileList() const {
+  std::string out;
+  for (const std::string& f : files_) out += (out.empty() ? "" : ", ") + f;
+  return out;
+}
+
 }  // namespace qssse::tool

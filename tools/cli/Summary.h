@@ -16,6 +16,8 @@ class Summary {
   void Result(const std::string& key, double value);
   void File(const std::string& path);
   std::string Json(int size) const;
+  // The recorded file names, comma-separated.
+  std::string FileList() const;
 
  private:
   struct Entry {
