@@ -35,7 +35,8 @@ TEST(SyntheticCrown, HeightsAreZeroOutsideTheMarginAndRiseFromTheMarginToTheCusp
   }
   EXPECT_GT(inside, 96 * 96 / 3);
   // The first cusp stands above the fissure at the centre, which stands above the wall's foot.
-  const float cusp = c.heights.At(static_cast<int>(centre - 0.33 * 0.4 * 96), static_cast<int>(centre - 0.30 * 0.4 * 96));
+  const float cusp =
+      c.heights.At(static_cast<int>(centre - 0.33 * 0.4 * 96), static_cast<int>(centre - 0.30 * 0.4 * 96));
   const float fissure = c.heights.At(48, 48);
   EXPECT_GT(cusp, fissure + 1.0f);
   EXPECT_GT(fissure, 4.0f);
@@ -65,7 +66,8 @@ TEST(Demo, WritesItsPicturesAndASummaryThatAgreeWithTheFiles) {
   EXPECT_EQ(crown.values, MakeSyntheticCrown(80).heights.values);
   EXPECT_EQ(ReadOutline(dir / "out/margin.txt"), MakeSyntheticCrown(80).margin);
   for (const char* picture : {"relief.png", "mask.png", "distance.png", "skeleton.png"}) {
-    const std::string description = DescribePng(tooltest::ReadAll(dir / ("out/" + std::string(picture))), picture);
+    const std::string description =
+        DescribePng(tooltest::ReadAll(dir / ("out/" + std::string(picture))), picture);
     EXPECT_EQ(description, "PNG image 80 x 80, 8-bit RGB") << picture;
   }
   const std::string json = tooltest::ReadText(dir / "out/summary.json");

@@ -359,6 +359,10 @@ TEST(TextFormats, OutlineTextAcceptsCommasCommentsAndTwoValuesAndDropsARepeatedF
   ASSERT_EQ(p.size(), 3u);
   EXPECT_EQ(p[2], (Vertex{4, 3, 0}));
   EXPECT_EQ(ParseOutlineText(EncodeOutlineText(p), "f.txt"), p);
+  // Regression: a ring closed twice read back one point shorter after writing (found by fuzzing).
+  const OutlinePoints twice = ParseOutlineText("0 0\n4 0\n4 3\n0 0\n0 0\n", "f.txt");
+  EXPECT_EQ(twice.size(), 3u);
+  EXPECT_EQ(ParseOutlineText(EncodeOutlineText(twice), "f.txt"), twice);
   EXPECT_THROW(ParseOutlineText("0 0\n1 1\n", "f.txt"), ToolError);
   EXPECT_THROW(ParseOutlineText("0 0 0 0\n1 1 1\n2 2 2\n", "f.txt"), ToolError);
   EXPECT_THROW(ParseOutlineText("0 0 x\n1 1 1\n2 2 2\n", "f.txt"), ToolError);

@@ -42,7 +42,8 @@ OutlinePoints ParseOutlineText(const std::string& text, const std::string& file)
     if (points.size() >= (std::size_t{1} << 24)) throw ToolError(file, "more than 2^24 outline points");
     points.push_back({v[0], v[1], v[2]});
   }
-  if (points.size() > 1 && points.front() == points.back()) points.pop_back();
+  // Every trailing repeat of the first point goes, not just one: the written ring then reads back the same.
+  while (points.size() > 1 && points.front() == points.back()) points.pop_back();
   if (points.size() < 3) {
     throw ToolError(file,
                     "an outline needs at least 3 points, this one has " + std::to_string(points.size()));

@@ -11,7 +11,8 @@ using OutlinePoints = std::vector<Vertex>;
 
 // One point per line, "x y z" or "x y" (z = 0), separated by spaces, tabs or commas; blank lines and
 // lines starting with '#' are skipped. The ring is closed implicitly: a last point equal to the first
-// is dropped. Fewer than 3 points, a malformed line or a non-finite value throw ToolError(file, ...).
+// is dropped (repeatedly). Fewer than 3 points, a malformed line or a non-finite value throw ToolError(file,
+// ...).
 OutlinePoints ParseOutlineText(const std::string& text, const std::string& file);
 std::string EncodeOutlineText(const OutlinePoints& points);
 OutlinePoints ReadOutline(const std::string& path);
