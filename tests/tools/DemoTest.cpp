@@ -80,7 +80,7 @@ TEST(Demo, WritesItsPicturesAndASummaryThatAgreeWithTheFiles) {
 }
 
 TEST(Demo, SummaryJsonEscapesTextAndWritesNonFiniteResultsAsNull) {
-  Summary s;
+  Summary s(1);
   s.Result("nan", std::nan(""));
   s.Result("one", 1.0);
   s.File("a\"b\n.png");

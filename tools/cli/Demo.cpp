@@ -67,7 +67,7 @@ int RunDemo(const DemoOptions& o) {
   const std::function<std::string(const std::string&)> out = [&](const std::string& name) {
     return (std::filesystem::path(o.outDir) / name).string();
   };
-  Summary s;
+  Summary s(7);
   std::printf("qssse demo: a synthetic crown of %d x %d pixels, into %s/\n", o.size, o.size,
               o.outDir.c_str());
 
@@ -100,6 +100,7 @@ int RunDemo(const DemoOptions& o) {
   s.File("outlines.svg");
   s.File("summary.json");
   WriteFileBytes(out("summary.json"), s.Json(o.size));
+  s.Done();
   std::printf("  files in %s/: %s\n", o.outDir.c_str(), s.FileList().c_str());
   return 0;
 }

@@ -23,15 +23,19 @@ std::string JsonString(const std::string& s) {
 }
 
 void Summary::Step(const std::string& name, const std::string& detail, double ms) {
+  progress_.Finish();
   std::printf("  %-22s %-58s %9.2f ms\n", name.c_str(), detail.c_str(), ms);
   std::fflush(stdout);
   steps_.push_back({name, detail, ms, true});
+  progress_.Update(static_cast<long long>(steps_.size()), planned_);
 }
 
 void Summary::Missing(const std::string& name, const std::string& what) {
+  progress_.Finish();
   std::printf("  %-22s %s is not available in this build\n", name.c_str(), what.c_str());
   std::fflush(stdout);
   steps_.push_back({name, what + " is not available in this build", 0.0, false});
+  progress_.Update(static_cast<long long>(steps_.size()), planned_);
 }
 
 void Summary::Result(const std::string& key, double value) { results_.emplace_back(key, value); }
