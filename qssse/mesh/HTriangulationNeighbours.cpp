@@ -55,55 +55,71 @@ inline bool PairKey(float x, float y, std::uint64_t& key) {
 }
 
 // Open-addressing map from pair keys to dense bucket numbers. The empty marker is a NaN pattern, which
-// PairKey never produces.
+// PairKey never produces. Consecutive triangles of a mesh mostly repeat the pairs just seen (the two
+// triangles of a raster cell share all four, the next cell two), so a few recent answers are kept in
+// front of the table, which saves most of its cache misses.
 class PairBuckets {
  public:
   explicit PairBuckets(std::size_t expected) {
     std::size_t size = 1024;
-    while (size < 2 * expected) size <<= 1;
+    while (size < expected) size <<= 1;
     Resize(size);
+    for (Slot& r : recent_) r = Slot{kEmpty, -1};
   }
   int FindOrInsert(std::uint64_t key) {
-    if (2 * (count_ + 1) > keys_.size()) Grow();
+    for (const Slot& r : recent_) {
+      if (r.key == key) return r.id;
+    }
+    const int id = Probe(key);
+    recent_[next_] = Slot{key, id};
+    next_ = (next_ + 1) % kRecent;
+    return id;
+  }
+  std::size_t Count() const { return count_; }
+
+ private:
+  struct Slot {
+    std::uint64_t key;
+    int id;
+  };
+  static constexpr std::uint64_t kEmpty = ~std::uint64_t{0};
+  static constexpr int kRecent = 8;
+
+  int Probe(std::uint64_t key) {
+    if (2 * (count_ + 1) > slots_.size()) Grow();
     std::size_t i = Hash(key);
     while (true) {
-      if (keys_[i] == key) return ids_[i];
-      if (keys_[i] == kEmpty) {
-        keys_[i] = key;
-        ids_[i] = static_cast<int>(count_);
+      Slot& s = slots_[i];
+      if (s.key == key) return s.id;
+      if (s.key == kEmpty) {
+        s = Slot{key, static_cast<int>(count_)};
         return static_cast<int>(count_++);
       }
       i = (i + 1) & mask_;
     }
   }
-  std::size_t Count() const { return count_; }
-
- private:
-  static constexpr std::uint64_t kEmpty = ~std::uint64_t{0};
   std::size_t Hash(std::uint64_t key) const {
     return static_cast<std::size_t>((key * 0x9E3779B97F4A7C15ull) >> shift_) & mask_;
   }
   void Resize(std::size_t size) {
-    keys_.assign(size, kEmpty);
-    ids_.assign(size, -1);
+    slots_.assign(size, Slot{kEmpty, -1});
     mask_ = size - 1;
     shift_ = 64;
     for (std::size_t s = size; s > 1; s >>= 1) --shift_;
   }
   void Grow() {
-    std::vector<std::uint64_t> oldKeys = std::move(keys_);
-    std::vector<int> oldIds = std::move(ids_);
-    Resize(2 * oldKeys.size());
-    for (std::size_t j = 0; j < oldKeys.size(); ++j) {
-      if (oldKeys[j] == kEmpty) continue;
-      std::size_t i = Hash(oldKeys[j]);
-      while (keys_[i] != kEmpty) i = (i + 1) & mask_;
-      keys_[i] = oldKeys[j];
-      ids_[i] = oldIds[j];
+    std::vector<Slot> old = std::move(slots_);
+    Resize(2 * old.size());
+    for (const Slot& o : old) {
+      if (o.key == kEmpty) continue;
+      std::size_t i = Hash(o.key);
+      while (slots_[i].key != kEmpty) i = (i + 1) & mask_;
+      slots_[i] = o;
     }
   }
-  std::vector<std::uint64_t> keys_;
-  std::vector<int> ids_;
+  std::vector<Slot> slots_;
+  Slot recent_[kRecent];
+  int next_ = 0;
   std::size_t mask_ = 0;
   int shift_ = 64;
   std::size_t count_ = 0;
@@ -130,12 +146,19 @@ PairIndex BuildPairIndex(const t_htriangle* tris, int n) {
     int count = 0;
     for (int i = 0; i < 3; ++i) {
       for (int j = 0; j < 3; ++j) {
+        // A lane value repeated among the corners gives the same pairs again: look each up once.
+        if ((i > 0 && c[i].x == c[0].x) || (i > 1 && c[i].x == c[1].x)) continue;
+        if ((j > 0 && c[j].y == c[0].y) || (j > 1 && c[j].y == c[1].y)) continue;
         std::uint64_t key;
         if (!PairKey(c[i].x, c[j].y, key)) continue;
         const int b = buckets.FindOrInsert(key);
-        if (i == j && i < 2) index.cornerBucket[2 * static_cast<std::size_t>(t) + i] = b;
         if (std::find(local, local + count, b) == local + count) local[count++] = b;
       }
+    }
+    // The buckets of P0 and P1 themselves (their pairs are among those just entered).
+    for (int k = 0; k < 2; ++k) {
+      std::uint64_t key;
+      if (PairKey(c[k].x, c[k].y, key)) index.cornerBucket[2 * static_cast<std::size_t>(t) + k] = buckets.FindOrInsert(key);
     }
     entryBucket.insert(entryBucket.end(), local, local + count);
     entryEnd[static_cast<std::size_t>(t)] = static_cast<int>(entryBucket.size());
