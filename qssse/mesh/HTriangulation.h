@@ -1,4 +1,6 @@
 #pragma once
+#include <immintrin.h>
+
 #include <cstdint>
 
 #include "qssse/mesh/HTriangle.h"
@@ -222,6 +224,17 @@ class QSSSE_API CHTriangulation {
   void DeleteStretchFromList(t_stretch* s);
   // Deletes every stretch of the list.
   void ClearStretchList();
+  // Pushes one stretch per triangle with a null neighbour: its first open edge in the order P0-P1, P1-P2,
+  // P2-P0 (deliberately one, even where a triangle has two or three open edges), in array order, each at
+  // the head. Returns the number pushed.
+  int CollectBorderStretches();
+  // Strings the stretch list from its head: the head's from and to are points 0 and 1; while the current
+  // stretch c has a successor n, the new point is n.to when n.from equals c.to in all four lanes, else n.from
+  // when n.to does; c is deleted and the walk goes on at n's successor (n itself stays). emit(k, point)
+  // receives every point in order. A successor that matches neither way ends the walk there (guarded:
+  // nothing is emitted for it). Returns the number of points emitted.
+  template <class Emit>
+  int WalkBorderStretches(Emit emit);
 
  protected:
   // Shared by the three removals: keeps the triangles for which keep(corner z0, z1, z2) is true.
@@ -256,3 +269,33 @@ class QSSSE_API CHTriangulation {
   // refuses to write past it.
   std::int32_t capacity;
 };
+
+template <class Emit>
+int CHTriangulation::WalkBorderStretches(Emit emit) {
+  t_stretch* c = stretchList;
+  if (c == nullptr) return 0;
+  const auto same = [](const SSEPoint* a, const SSEPoint* b) {
+    return _mm_movemask_ps(_mm_cmpeq_ps(a->m, b->m)) == 0xF;
+  };
+  emit(0, *c->from);
+  emit(1, *c->to);
+  int k = 2;
+  while (c->next != nullptr) {
+    t_stretch* n = c->next;
+    const SSEPoint* end = c->to;
+    const SSEPoint* point;
+    if (same(n->from, end)) {
+      point = n->to;
+    } else if (same(n->to, end)) {
+      point = n->from;
+    } else {
+      break;  // the list does not connect here: stop rather than loop without progress
+    }
+    emit(k, *point);
+    DeleteStretchFromList(c);
+    c = n->next;
+    ++k;
+    if (c == nullptr) break;
+  }
+  return k;
+}

@@ -32,3 +32,23 @@ void CHTriangulation::DeleteStretchFromList(t_stretch* s) {
 void CHTriangulation::ClearStretchList() {
   while (stretchList != nullptr) DeleteStretchFromList(stretchList);
 }
+
+int CHTriangulation::CollectBorderStretches() {
+  int count = 0;
+  for (int i = 0; i < numTriangles; ++i) {
+    const t_htriangle& t = triangles[i];
+    int from;
+    if (t.neighbour[0] == nullptr) {
+      from = 0;
+    } else if (t.neighbour[1] == nullptr) {
+      from = 1;
+    } else if (t.neighbour[2] == nullptr) {
+      from = 2;
+    } else {
+      continue;
+    }
+    AppendStretchToList(new t_stretch{t.point[from], t.point[(from + 1) % 3], nullptr, nullptr});
+    ++count;
+  }
+  return count;
+}

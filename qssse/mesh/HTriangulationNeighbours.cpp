@@ -158,7 +158,8 @@ PairIndex BuildPairIndex(const t_htriangle* tris, int n) {
     // The buckets of P0 and P1 themselves (their pairs are among those just entered).
     for (int k = 0; k < 2; ++k) {
       std::uint64_t key;
-      if (PairKey(c[k].x, c[k].y, key)) index.cornerBucket[2 * static_cast<std::size_t>(t) + k] = buckets.FindOrInsert(key);
+      if (PairKey(c[k].x, c[k].y, key))
+        index.cornerBucket[2 * static_cast<std::size_t>(t) + k] = buckets.FindOrInsert(key);
     }
     entryBucket.insert(entryBucket.end(), local, local + count);
     entryEnd[static_cast<std::size_t>(t)] = static_cast<int>(entryBucket.size());

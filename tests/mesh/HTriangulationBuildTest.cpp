@@ -14,7 +14,8 @@ namespace {
 void PlainFullResolution(CHTriangulation& t, const CSSEMatrix& m, float threshold, bool above) {
   int count = 0;
   for (int y = 0; y < m.GetSizeY(); ++y) {
-    for (int x = 0; x < m.GetSizeX(); ++x) count += above ? m.GetPoint(x, y) > threshold : m.GetPoint(x, y) < threshold;
+    for (int x = 0; x < m.GetSizeX(); ++x)
+      count += above ? m.GetPoint(x, y) > threshold : m.GetPoint(x, y) < threshold;
   }
   if (2 * count < 1) return;
   t.CreateTriangulation(2 * count);
@@ -100,7 +101,8 @@ TEST(HTriangulationBuild, FullResolutionSweepEqualsScalarCellWalk) {
         PlainFullResolution(plain, m, 1.0f, above);
         ASSERT_EQ(fast.GetNumTriangles(), plain.GetNumTriangles()) << w << "x" << h;
         for (int i = 0; i < 3 * fast.GetNumTriangles(); ++i) {
-          ASSERT_TRUE(meshtest::SamePoint(fast.GetEdgeArray()[i], plain.GetEdgeArray()[i])) << w << "x" << h << " " << i;
+          ASSERT_TRUE(meshtest::SamePoint(fast.GetEdgeArray()[i], plain.GetEdgeArray()[i]))
+              << w << "x" << h << " " << i;
           ASSERT_TRUE(meshtest::SamePoint(fast.GetNormalArray()[i], plain.GetNormalArray()[i]));
         }
       }
@@ -110,7 +112,8 @@ TEST(HTriangulationBuild, FullResolutionSweepEqualsScalarCellWalk) {
 
 TEST(HTriangulationBuild, SubSampledCellsStepOverTheField) {
   CSSEMatrix m;
-  const float rows[5][5] = {{1, 1, 2, 1, 3}, {1, 1, 1, 1, 1}, {4, 1, 5, 1, 6}, {1, 1, 1, 1, 1}, {7, 1, 8, 1, 9}};
+  const float rows[5][5] = {
+      {1, 1, 2, 1, 3}, {1, 1, 1, 1, 1}, {4, 1, 5, 1, 6}, {1, 1, 1, 1, 1}, {7, 1, 8, 1, 9}};
   FillField(m, rows);
   CHTriangulation t(&m, 0.0f, true, 1, 1, 1, 2, 2);
   ASSERT_EQ(t.GetNumTriangles(), 8);  // cells at x, y in {0, 2}; reserve 2 * 25 / 4 = 12
@@ -160,7 +163,8 @@ TEST(HTriangulationBuild, ForceFullTurnsOneSidedCellsIntoPairs) {
 TEST(HTriangulationBuild, MoreCellsThanReservedStopAtTheReserve) {
   // Valid only on the grid points of step 2: 9 pixels reserve 2 * 9 / 4 = 4 records for 8 triangles.
   CSSEMatrix m;
-  const float rows[5][5] = {{1, 0, 1, 0, 1}, {0, 0, 0, 0, 0}, {1, 0, 1, 0, 1}, {0, 0, 0, 0, 0}, {1, 0, 1, 0, 1}};
+  const float rows[5][5] = {
+      {1, 0, 1, 0, 1}, {0, 0, 0, 0, 0}, {1, 0, 1, 0, 1}, {0, 0, 0, 0, 0}, {1, 0, 1, 0, 1}};
   FillField(m, rows);
   CHTriangulation t(&m, 0.5f, true, 1, 1, 1, 2, 2);
   EXPECT_EQ(t.GetNumTriangles(), 4);

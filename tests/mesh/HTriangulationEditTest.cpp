@@ -158,7 +158,7 @@ TEST(HTriangulationEdit, RotationsTurnCornersAndNormals) {
   EXPECT_NEAR(t.GetEdgeArray()[1].x, -1, 1e-6f);
   EXPECT_NEAR(t.GetNormalArray()[0].y, 1, 1e-6f);
   EXPECT_NEAR(t.GetMinPointArray()[0].x, -1, 1e-6f);  // S/T/V and boxes follow
-  t.TransformVertices(half, 0, 0);  // about x: y -> z
+  t.TransformVertices(half, 0, 0);                    // about x: y -> z
   EXPECT_NEAR(t.GetEdgeArray()[0].z, 1, 1e-6f);
   t.TransformVerticesAboutPoint(P(0, 0, 1), 0, half, 0);  // about y through (0, 0, 1): the corner stays
   EXPECT_NEAR(t.GetEdgeArray()[0].x, 0, 1e-6f);

@@ -8,9 +8,9 @@
 #include "PlainNeighbours.h"
 
 using meshtest::P;
+using meshtest::PlainCalcNeighbours;
 using meshtest::Pos;
 using meshtest::SetTriangle;
-using meshtest::PlainCalcNeighbours;
 
 namespace {
 
@@ -22,7 +22,8 @@ void ExpectSameOutcome(const CHTriangulation& fast, const CHTriangulation& plain
     const t_htriangle& f = fast.GetTriangles()[i];
     const t_htriangle& p = plain.GetTriangles()[i];
     for (int k = 0; k < 3; ++k) {
-      ASSERT_EQ(Pos(fast, f.neighbour[k]), Pos(plain, p.neighbour[k])) << what << " triangle " << i << " slot " << k;
+      ASSERT_EQ(Pos(fast, f.neighbour[k]), Pos(plain, p.neighbour[k]))
+          << what << " triangle " << i << " slot " << k;
     }
     ASSERT_EQ(f.mark, p.mark) << what << " triangle " << i;
     ASSERT_EQ(Pos(fast, f.next), Pos(plain, p.next)) << what << " triangle " << i;
@@ -177,7 +178,8 @@ TEST(HTriangulationNeighbours, FastEqualsPlainOnHeightFieldMeshes) {
           if (variant < 2) {
             t.CreateTriangulationFromSSEField(&m, threshold, above);
           } else if (variant < 4) {
-            t.CreateTriangulationFromSSEFieldSubSampled(&m, threshold, above, variant == 2 ? 2 : 1, variant == 3 ? 2 : 1);
+            t.CreateTriangulationFromSSEFieldSubSampled(&m, threshold, above, variant == 2 ? 2 : 1,
+                                                        variant == 3 ? 2 : 1);
           } else {
             t.CreateTriangulationFromSSEFieldSubSampledTwoFields(&m, &ref, above, 1, 1);
           }

@@ -115,7 +115,8 @@ TEST(HTriangulation, DeepCopyKeepsItsDeliberateQuirks) {
   ASSERT_EQ(copy.GetNumTriangles(), 2);
   for (int i = 0; i < 2; ++i) {
     EXPECT_TRUE(meshtest::SamePoint(copy.GetTriangle(i)->maxPoint[0], src.GetMinPointArray()[i]));
-    for (int k = 0; k < 3; ++k) EXPECT_EQ(copy.GetTriangle(i)->neighbour[k], src.GetTriangle(i)->neighbour[k]);
+    for (int k = 0; k < 3; ++k)
+      EXPECT_EQ(copy.GetTriangle(i)->neighbour[k], src.GetTriangle(i)->neighbour[k]);
     EXPECT_EQ(copy.GetTriangle(i)->mark, src.GetTriangle(i)->mark);
   }
   EXPECT_EQ(copy.GetTriangle(0)->neighbour[1], src.GetTriangle(1));  // into the source, on purpose
@@ -159,7 +160,7 @@ TEST(HTriangulation, WorkingListLinksAndUnlinksInArrayOrder) {
   t.DeleteTriangleFromList(&r[1]);  // middle
   EXPECT_EQ(r[0].next, &r[2]);
   EXPECT_EQ(r[2].prev, &r[0]);
-  EXPECT_EQ(r[1].next, &r[2]);  // the unlinked record keeps its own links
+  EXPECT_EQ(r[1].next, &r[2]);      // the unlinked record keeps its own links
   t.DeleteTriangleFromList(&r[0]);  // head
   EXPECT_EQ(t.GetListHead(), &r[2]);
   EXPECT_EQ(r[2].prev, nullptr);
@@ -235,8 +236,8 @@ TEST(HTriangulation, AppendTriangleNormalsFollowTheCellSlopes) {
   counter = 0;
   t.AppendTriangle(3, 3, 0, 1, 0, 1, 0, 0, 0, 2, counter, false, false);
   const float r = std::sqrt(5.0f);
-  EXPECT_POINT(*t.GetTriangle(0)->normal[0], 0, 0, 1, 0);                       // (c0, d0)
+  EXPECT_POINT(*t.GetTriangle(0)->normal[0], 0, 0, 1, 0);                         // (c0, d0)
   EXPECT_POINT(*t.GetTriangle(0)->normal[1], -2.0f / 3, -2.0f / 3, 1.0f / 3, 0);  // (c1, d1)
-  EXPECT_POINT(*t.GetTriangle(0)->normal[2], -2 / r, 0, 1 / r, 0);       // (c0, d1)
+  EXPECT_POINT(*t.GetTriangle(0)->normal[2], -2 / r, 0, 1 / r, 0);                // (c0, d1)
   EXPECT_EQ(Pos(t, t.GetTriangle(0)->neighbour[0]), 1);
 }

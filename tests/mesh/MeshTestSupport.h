@@ -23,12 +23,12 @@ inline bool SamePoint(const SSEPoint& a, const SSEPoint& b) {
 }
 
 #define EXPECT_POINT(p, X, Y, Z, W) \
-  do {                                \
-    const SSEPoint q_ = (p);          \
-    EXPECT_FLOAT_EQ(q_.x, X);         \
-    EXPECT_FLOAT_EQ(q_.y, Y);         \
-    EXPECT_FLOAT_EQ(q_.z, Z);         \
-    EXPECT_FLOAT_EQ(q_.w, W);         \
+  do {                              \
+    const SSEPoint q_ = (p);        \
+    EXPECT_FLOAT_EQ(q_.x, X);       \
+    EXPECT_FLOAT_EQ(q_.y, Y);       \
+    EXPECT_FLOAT_EQ(q_.z, Z);       \
+    EXPECT_FLOAT_EQ(q_.w, W);       \
   } while (0)
 
 // A field from rows of values, row y = rows[y].

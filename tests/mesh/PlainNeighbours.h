@@ -18,7 +18,8 @@ inline bool PlainMatch(const SSEPoint& a, const t_htriangle& b) {
 }
 
 inline int PlainSlot(const t_htriangle& a, const t_htriangle& b) {
-  const bool m0 = PlainMatch(*a.point[0], b), m1 = PlainMatch(*a.point[1], b), m2 = PlainMatch(*a.point[2], b);
+  const bool m0 = PlainMatch(*a.point[0], b), m1 = PlainMatch(*a.point[1], b),
+             m2 = PlainMatch(*a.point[2], b);
   if (m0 && m1) return 0;
   if (m1 && m2) return 1;
   if (m2 && m0) return 2;
