@@ -98,22 +98,3 @@ TEST(HTriangulationBorder, ClosedMeshHasNoBorder) {
   EXPECT_EQ(t.CollectBorderStretches(), 0);
   EXPECT_EQ(Walk(t).count, 0);
 }
-
-TEST(HTriangulationBorder, StretchListUnlinksHeadMiddleAndTail) {
-  CHTriangulation t(0, 1, 1, 1);
-  t_stretch* s[3];
-  for (auto& p : s) {
-    p = new t_stretch{nullptr, nullptr, nullptr, nullptr};
-    t.AppendStretchToList(p);
-  }
-  t.DeleteStretchFromList(s[1]);  // middle
-  EXPECT_EQ(s[2]->next, s[0]);
-  EXPECT_EQ(s[0]->prev, s[2]);
-  t.DeleteStretchFromList(s[2]);  // head
-  EXPECT_EQ(t.GetStretchList(), s[0]);
-  EXPECT_EQ(s[0]->prev, nullptr);
-  t.DeleteStretchFromList(nullptr);
-  t.AppendStretchToList(new t_stretch{});
-  t.DeleteStretchFromList(s[0]);  // tail
-  EXPECT_EQ(t.GetStretchList()->next, nullptr);
-}  // the destructor deletes what is left
