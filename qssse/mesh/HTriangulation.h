@@ -171,7 +171,7 @@ class QSSSE_API CHTriangulation {
   // Two fields: a corner is valid where m lies strictly above ref (above true), resp. strictly below it,
   // pixel by pixel (ref read with clamping, so a smaller ref repeats its border); heights come from m.
   // Reserve 2 * (number of such real pixels of m) / (stepX * stepY); otherwise as the sub-sampled form
-  // (normals flipped in the below mode). A null ref gives an empty mesh.
+  // (normals flipped in the below mode). A null ref, or one without pixels, gives an empty mesh.
   void CreateTriangulationFromSSEFieldSubSampledTwoFields(CSSEMatrix* m, CSSEMatrix* ref, bool above,
                                                           int stepX, int stepY);
   void CreateTriangulationFromSSEFieldSubSampledTwoFields(CSSEMatrix* m, CSSEMatrix* ref, bool above,

@@ -13,29 +13,13 @@ namespace simd = qssse::simd;
 
 namespace {
 
-// Real pixels (padding excluded) passing the strict test against `threshold`.
+// Real pixels (padding excluded) passing the strict test against the threshold, or against ref's pixel.
 std::int64_t CountPassing(const CSSEMatrix& m, float threshold, bool above) {
-  std::int64_t count = 0;
-  for (int y = 0; y < m.GetSizeY(); ++y) {
-    const float* row = reinterpret_cast<const float*>(m.GetMatrixDataDirectly()[y >> 2]) + (y & 3);
-    for (int x = 0; x < m.GetSizeX(); ++x) {
-      const float v = row[4 * x];
-      count += above ? (v > threshold) : (v < threshold);
-    }
-  }
-  return count;
+  return above ? m.NumValuesAbove(threshold) : m.NumValuesBelow(threshold);
 }
 
-// Real pixels of m passing the strict test against ref at the same position (ref read clamped).
 std::int64_t CountPassing(const CSSEMatrix& m, const CSSEMatrix& ref, bool above) {
-  std::int64_t count = 0;
-  for (int y = 0; y < m.GetSizeY(); ++y) {
-    for (int x = 0; x < m.GetSizeX(); ++x) {
-      const float v = m.GetPoint(x, y), r = ref.GetPoint(x, y);
-      count += above ? (v > r) : (v < r);
-    }
-  }
-  return count;
+  return above ? m.NumValuesAbove(ref) : m.NumValuesBelow(ref);
 }
 
 // Records to reserve: 2 * count / (stepX * stepY), truncated; an int that cannot hold it means memory
