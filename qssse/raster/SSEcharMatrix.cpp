@@ -200,9 +200,9 @@ void CSSEcharMatrix::Serialize(CArchive& ar) {
   const CString file = ar.GetFile() != nullptr ? ar.GetFile()->GetFilePath() : CString();
   if (newSizeX < 0 || newSizeY < 0 || newSizeY > kMaxSizeY)
     throw CArchiveException(CArchiveException::badIndex, file);
-  // The whole file bounds what is left to read: a header announcing more is rejected before allocating.
+  // A header announcing more bytes than are left is rejected before anything is freed or allocated.
   const std::uint64_t bytes = static_cast<std::uint64_t>(newSizeX) * static_cast<std::uint64_t>(newSizeY);
-  if (ar.GetFile() == nullptr || bytes > ar.GetFile()->GetLength()) {
+  if (bytes > ar.GetBytesRemaining()) {
     throw CArchiveException(CArchiveException::endOfFile, file);
   }
   Free();
