@@ -41,3 +41,7 @@
 #include "qssse/raster/SSEMatrix.h"
 #include "qssse/raster/SSEMatrixStamp.h"
 #include "qssse/raster/SSEcharMatrix.h"
+
+#include "qssse/mesh/HTriangle.h"
+#include "qssse/mesh/HTriangulation.h"
+#include "qssse/mesh/Stretch.h"

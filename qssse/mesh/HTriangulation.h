@@ -1,0 +1,301 @@
+#pragma once
+#include <immintrin.h>
+
+#include <cstdint>
+
+#include "qssse/mesh/HTriangle.h"
+#include "qssse/mesh/Stretch.h"
+#include "qssse/platform/Export.h"
+#include "qssse/vector/SSEMatrix3.h"
+#include "qssse/vector/SSEPoint.h"
+
+class CSSEMatrix;
+
+// The library's triangle mesh: a set of independent triangles in parallel 16-byte-aligned SSEPoint
+// arrays (three corners and three corner normals per triangle; face normal, edge vectors S = P1 - P0,
+// T = P2 - P0, V = P2 - P1, per-triangle minimum and maximum), plus one t_htriangle record per triangle
+// that points into them. Corners are never shared between triangles: neighbours are found afterwards by
+// exact comparison of corner coordinates.
+//
+// A mesh is allocated once at an upper bound (CreateTriangulation), filled through a running counter,
+// and its count lowered afterwards; nothing grows in place. Derived data (S/T/V, boxes, normals,
+// neighbours, centre) is computed only by the explicit calls below.
+//
+// Copies: operator= is shallow on purpose (both objects then share the same arrays; detach one with
+// BaseInitialization before either is destroyed); CopyFromHTriangulation is the deep copy. The copy
+// constructor is deleted so that no shallow copy happens by accident.
+class QSSSE_API CHTriangulation {
+ public:
+  // ---- construction and destruction (HTriangulation.cpp) ----
+  // Leaves an empty mesh without any storage (all pointers null): safe to destroy and to pass to
+  // BaseInitialization.
+  CHTriangulation();
+  // BaseInitialization(sx, sy, sz), then CreateTriangulation(n).
+  CHTriangulation(int n, float sx, float sy, float sz);
+  // Deep copy: BaseInitialization with src's scales, then CopyFromHTriangulation(src). A null src gives
+  // an empty mesh with unit scales.
+  explicit CHTriangulation(CHTriangulation* src);
+  // Height-field builders (HTriangulationBuild.cpp): BaseInitialization(sx, sy, sz), the builder of the
+  // same argument list, then CalcBoundingBox and CalcSTV when at least one triangle exists.
+  CHTriangulation(CSSEMatrix* m, float threshold, bool above, float sx, float sy, float sz);
+  CHTriangulation(CSSEMatrix* m, float threshold, bool above, float sx, float sy, float sz, int stepX,
+                  int stepY);
+  CHTriangulation(CSSEMatrix* m, float threshold, bool above, float sx, float sy, float sz, int stepX,
+                  int stepY, int xFrom, int xTo, int yFrom, int yTo, bool forceFull);
+  // Two-field builders: BaseInitialization, the two-field builder, then CalcNeighbours, CalcBoundingBox,
+  // CalcSTV and CalcNormalsFromVertices when at least one triangle exists.
+  CHTriangulation(CSSEMatrix* m, CSSEMatrix* ref, bool above, float sx, float sy, float sz, int stepX,
+                  int stepY);
+  CHTriangulation(CSSEMatrix* m, CSSEMatrix* ref, bool above, float sx, float sy, float sz, int stepX,
+                  int stepY, int xFrom, int xTo, int yFrom, int yTo);
+  CHTriangulation(const CHTriangulation&) = delete;
+  // FreeTriangulation, deletes the stretch list, frees the three-point block.
+  ~CHTriangulation();
+  // Shallow on purpose: copies every member as it stands, pointers included.
+  CHTriangulation& operator=(const CHTriangulation& other);
+
+  // ---- storage (HTriangulation.cpp) ----
+  // Nulls every array pointer, the record array and the stretch list WITHOUT freeing them (this is how a
+  // shallow copy is detached; call FreeTriangulation first on a mesh that owns its storage), sets the
+  // scales and scan resolution to (sx, sy, sz), and allocates a new three-point block (min, max, centre).
+  // The working list head is not touched.
+  void BaseInitialization(float sx, float sy, float sz);
+  // The only allocation: frees what is held, then allocates n records and their arrays; every record is
+  // numbered, marked -1, unlinked, aimed at its entries; corners, normals, S, T, V are zeroed (the
+  // per-triangle min/max are not). n <= 0 leaves an empty mesh without storage. Throws CMemoryException.
+  void CreateTriangulation(int n);
+  // Frees every array and the record array and the stretch list (whose stretches point into the corners);
+  // numTriangles = 0. The three-point block is kept.
+  void FreeTriangulation();
+  // Deep copy of src's triangles. Deliberately odd, kept as callers know it: the per-triangle maxima are
+  // filled from src's MINIMA (run CalcSTV for real maxima), and the neighbour pointers keep pointing into
+  // src's records. Copies the three-point block and scan resolution; scales, working list and stretch
+  // list are not copied. A null src (or src == this) does nothing.
+  void CopyFromHTriangulation(CHTriangulation* src);
+
+  // ---- accessors (none copies) ----
+  int GetNumTriangles() const { return numTriangles; }
+  t_htriangle* GetTriangles() const { return triangles; }
+  // Record i, or null when i < 0 or i >= numTriangles.
+  t_htriangle* GetTriangle(int i) const {
+    return (i < 0 || i >= numTriangles || triangles == nullptr) ? nullptr : &triangles[i];
+  }
+  SSEPoint* GetEdgeArray() const { return cornerPoints; }
+  SSEPoint* GetNormalArray() const { return cornerNormals; }
+  SSEPoint* GetMainNormalArray() const { return mainNormals; }
+  SSEPoint* GetSArray() const { return sVectors; }
+  SSEPoint* GetTArray() const { return tVectors; }
+  SSEPoint* GetVArray() const { return vVectors; }
+  // The three-point block: minimum, maximum, centre (null only after the default constructor).
+  SSEPoint* GetPointArray() const { return minPoint; }
+  // Copy one point of the block out; all-zero when there is no block.
+  void GetMinPoint(SSEPoint& p) const { p = minPoint ? *minPoint : qssse::ZeroSSEPoint(); }
+  void GetMaxPoint(SSEPoint& p) const { p = maxPoint ? *maxPoint : qssse::ZeroSSEPoint(); }
+  void GetCenterPoint(SSEPoint& p) const { p = centerPoint ? *centerPoint : qssse::ZeroSSEPoint(); }
+  // Both return the per-triangle MINIMA: the maxima have no accessor (callers depend on this pairing).
+  SSEPoint* GetMinPointArray() const { return triMinPoints; }
+  SSEPoint* GetMaxPointArray() const { return triMinPoints; }
+  float GetScaleX() const { return scaleX; }
+  float GetScaleY() const { return scaleY; }
+  float GetScaleZ() const { return scaleZ; }
+  float GetScanResX() const { return scanResX; }
+  float GetScanResY() const { return scanResY; }
+  float GetScanResZ() const { return scanResZ; }
+  float GetScanDiagonal() const { return scanDiagonal; }
+  t_htriangle* GetListHead() const { return listHead; }
+  t_stretch* GetStretchList() const { return stretchList; }
+
+  // ---- derived data (HTriangulation.cpp) ----
+  // Per triangle, all four lanes: S = P1 - P0, T = P2 - P0, V = P2 - P1, min/max of the corners.
+  void CalcSTV();
+  // Mesh box from the sentinels min (1e6, 1e6, 1e6, 1e6) / max (-1e6, ...) folded with every corner
+  // (w lane included); an empty mesh keeps the sentinels. Does nothing without a three-point block.
+  void CalcBoundingBox();
+  // Centre = sum of the 3n corners / 3n (the corner average, all four lanes); 0/0 = NaN when empty.
+  void CalcCenterPoint();
+  // Unit face normal (S x T, divided by its length) into all three corner normals; the main normal is
+  // not written. Needs CalcSTV; a degenerate triangle gives NaN.
+  void CalcNormalsFromVertices();
+  // scanRes = (rx, ry, rz), scanDiagonal = sqrt(rx^2 + ry^2).
+  void SetScanConvResolution(float rx, float ry, float rz);
+  // Corners *= (scaleX, scaleY, scaleZ, 0), resp. (scaleX, scaleY, 1, 0): w becomes 0. Nothing derived
+  // is recomputed.
+  void ScaleTriangulation();
+  void ScaleTriangulationXY();
+
+  // ---- working list and neighbours (HTriangulation.cpp, HTriangulationNeighbours.cpp) ----
+  // Links the records in array order and sets the list head to record 0. Guarded: with one triangle the
+  // list is that record alone, with none the head is null.
+  void IndexTriangleList();
+  // Unlinks t from the working list (t's own next/prev are left as they were); null is ignored.
+  void DeleteTriangleFromList(t_htriangle* t);
+  // Exact-match adjacency. Equal in every neighbour, mark and working-list link to the plain quadratic
+  // pass: list order, the loose lane-by-lane corner test (each lane of a corner may be matched by a
+  // different corner of the other triangle), later matches overwriting earlier ones in a slot, complete
+  // triangles leaving the list, the current triangle stopping when it completes. Neighbour fields are
+  // not cleared first. Afterwards every triangle with a null neighbour gets mark 13. Runs in about
+  // linear time on meshes whose triangles share each corner position with a bounded number of others.
+  void CalcNeighbours();
+  void CalcNeighboursConstrained() { CalcNeighbours(); }  // identical to CalcNeighbours
+
+  // ---- filling (HTriangulation.cpp) ----
+  // Writes the triangles of one raster cell at record `counter` and advances counter per triangle. The
+  // corners are (c, d, h) at c0/c1 along the first axis, d0/d1 along the second; maskA bit 0/1 says
+  // whether (c0, d0)/(c0, d1) exists, maskB the same at c1. Masks (3,3): two triangles, linked as
+  // neighbours; (3,2), (3,1), (1,3), (2,3): one; others: none. forceFull turns any cell with a corner on
+  // each side into the two-triangle case. Corner normals come from the cell's height differences
+  // (negated with flipNormals), the main normal is their normalised sum. A cell that would write past the
+  // allocated records writes nothing (counter unchanged).
+  void AppendTriangle(int maskA, int maskB, float c0, float c1, float d0, float d1, float h00, float h01,
+                      float h10, float h11, int& counter, bool flipNormals, bool forceFull);
+
+  // ---- construction from height fields (HTriangulationBuild.cpp) ----
+  // Every cell of the height field m whose corners pass the threshold (strictly above, resp. below; equal
+  // is never valid) becomes one or two triangles, corners at (x * scaleX, y * scaleY, raw height).
+  // Reserve: 2 * number of passing real pixels (divided by stepX * stepY in the sub-sampled forms); when
+  // that is below 1 (or m is null or has no pixels) the mesh is left empty (numTriangles 0).
+  //
+  // Full resolution, swept over whole SIMD rows: the padding rows (value 0) take part as corners, and
+  // numTriangles deliberately stays at the reserved bound, the unfilled records being all-zero triangles.
+  void CreateTriangulationFromSSEField(CSSEMatrix* m, float threshold, bool above);
+  // Cells of stepX by stepY pixels at x = 0, stepX, ... while x < sizeX - stepX (y likewise), corners read
+  // with clamping; numTriangles = triangles written. Steps below 1 throw std::invalid_argument.
+  void CreateTriangulationFromSSEFieldSubSampled(CSSEMatrix* m, float threshold, bool above, int stepX,
+                                                 int stepY);
+  // Limited area: x = xFrom, xFrom + stepX, ... while x <= xTo - stepX (y likewise, bounds inclusive);
+  // xFrom > xTo - stepX leaves the mesh empty. forceFull is handed to AppendTriangle: when set, every cell
+  // with at least one valid corner on each side becomes two triangles.
+  void CreateTriangulationFromSSEFieldSubSampled(CSSEMatrix* m, float threshold, bool above, int stepX,
+                                                 int stepY, int xFrom, int xTo, int yFrom, int yTo,
+                                                 bool forceFull);
+  // Two fields: a corner is valid where m lies strictly above ref (above true), resp. strictly below it,
+  // pixel by pixel (ref read with clamping, so a smaller ref repeats its border); heights come from m.
+  // Reserve 2 * (number of such real pixels of m) / (stepX * stepY); otherwise as the sub-sampled form
+  // (normals flipped in the below mode). A null ref, or one without pixels, gives an empty mesh.
+  void CreateTriangulationFromSSEFieldSubSampledTwoFields(CSSEMatrix* m, CSSEMatrix* ref, bool above,
+                                                          int stepX, int stepY);
+  void CreateTriangulationFromSSEFieldSubSampledTwoFields(CSSEMatrix* m, CSSEMatrix* ref, bool above,
+                                                          int stepX, int stepY, int xFrom, int xTo, int yFrom,
+                                                          int yTo);
+
+  // ---- editing (HTriangulationEdit.cpp) ----
+  // Adds (dx, dy, dz, 0) to every corner, every per-triangle min and max, and the mesh's min and max.
+  // The centre is deliberately not moved (it is stale until CalcCenterPoint). Empty mesh: no change.
+  void ShiftTriangulation(float dx, float dy, float dz);
+  // scale = (sx, sy, sz), then ScaleTriangulation, CalcBoundingBox, CalcSTV.
+  void ReScaleTriangulation(float sx, float sy, float sz);
+  // Corners *= (fx, fy, fz, 0) (w becomes 0), then CalcBoundingBox and CalcSTV; normals deliberately left
+  // as they were. Empty mesh: no change.
+  void BlowTriangulation(float fx, float fy, float fz);
+  // Only CalcNormalsFromVertices, despite the name.
+  void OrientTrianglesTowardsBBoxCenter();
+  // Keep the triangles with a corner z strictly above z / strictly below z / with all three corners
+  // outside the closed band [lo, hi]. Kept triangles are compacted in order with their corners, normals,
+  // S/T/V, index and mark; deliberately each stored maximum is set to the triangle's minimum. Then
+  // CalcNeighbours; box, centre are not recomputed.
+  void RemoveTrianglesBelowZ(float z);
+  void RemoveTrianglesAboveZ(float z);
+  void RemoveTrianglesBetweenZ(float lo, float hi);
+  // This mesh becomes a's triangles followed by b's, in a new allocation, with all their per-triangle data
+  // (corners, normals, S/T/V, min, max, mark); index = new position; neighbour pointers into a's or b's
+  // own records are re-aimed at the copies, any other neighbour becomes null. Then CalcBoundingBox.
+  // a or b may be this mesh; a null mesh counts as empty. Scales and scan resolution stay this mesh's.
+  void Combine(CHTriangulation* a, CHTriangulation* b);
+  // Combine(this, other): the other mesh's triangles after the ones held.
+  void AppendTriangulation(CHTriangulation* other);
+  // Rotates the mesh about the origin: first about x by ax, then about y by ay, then about z by az
+  // (radians, right-handed). Corners, corner normals and face normals are rotated; then CalcSTV and
+  // CalcBoundingBox (the centre is not recomputed).
+  void TransformVertices(float ax, float ay, float az);
+  // Applies the 3x4 matrix to every corner (w taken as 1, so column 3 translates; the result's w is 0),
+  // its 3x3 part to the normals (renormalised: exact for rotations; after a shear call
+  // CalcNormalsFromVertices); then CalcSTV and CalcBoundingBox.
+  void TransformVertices(const t_ssematrix3& m);
+  // As the forms above, about the point p instead of the origin.
+  void TransformVerticesAboutPoint(const SSEPoint& p, float ax, float ay, float az);
+  void TransformVerticesAboutPoint(const SSEPoint& p, const t_ssematrix3& m);
+
+  // ---- border (HTriangulationBorder.cpp) ----
+  // mark = 13 on every triangle with a null neighbour (others untouched). Needs CalcNeighbours.
+  void FindBorderTriangles();
+  // Pushes s at the head of the stretch list (null ignored).
+  void AppendStretchToList(t_stretch* s);
+  // Unlinks s from the stretch list and deletes it (null ignored).
+  void DeleteStretchFromList(t_stretch* s);
+  // Deletes every stretch of the list.
+  void ClearStretchList();
+  // Pushes one stretch per triangle with a null neighbour: its first open edge in the order P0-P1, P1-P2,
+  // P2-P0 (deliberately one, even where a triangle has two or three open edges), in array order, each at
+  // the head. Returns the number pushed.
+  int CollectBorderStretches();
+  // Strings the stretch list from its head: the head's from and to are points 0 and 1; while the current
+  // stretch c has a successor n, the new point is n.to when n.from equals c.to in all four lanes, else n.from
+  // when n.to does; c is deleted and the walk goes on at n's successor (n itself stays). emit(k, point)
+  // receives every point in order. A successor that matches neither way ends the walk there (guarded:
+  // nothing is emitted for it). Returns the number of points emitted.
+  template <class Emit>
+  int WalkBorderStretches(Emit emit);
+
+ protected:
+  // Shared by the three removals: keeps the triangles for which keep(corner z0, z1, z2) is true.
+  template <class Keep>
+  void RemoveTriangles(Keep keep);
+  // Shared by the sub-sampled builders; validOf(x, y) tells whether a corner pixel is valid.
+  template <class Valid>
+  void SweepSubSampled(CSSEMatrix* m, bool above, int stepX, int stepY, int xFrom, std::int64_t xLast,
+                       int yFrom, std::int64_t yLast, bool forceFull, Valid validOf);
+  void ApplyTransform(const t_ssematrix3& m, const SSEPoint& about);
+
+  // Members in their declared order.
+  SSEPoint* cornerPoints;
+  SSEPoint* cornerNormals;
+  SSEPoint* mainNormals;
+  SSEPoint* tVectors;
+  SSEPoint* sVectors;
+  SSEPoint* vVectors;
+  t_htriangle* triangles;
+  std::int32_t numTriangles;
+  t_htriangle* listHead;
+  float scaleX, scaleY, scaleZ;
+  float scanResX, scanResY, scanResZ;
+  SSEPoint* minPoint;  // minPoint, maxPoint, centerPoint: elements 0, 1, 2 of one owned block
+  SSEPoint* maxPoint;
+  SSEPoint* centerPoint;
+  SSEPoint* triMinPoints;
+  SSEPoint* triMaxPoints;
+  float scanDiagonal;
+  t_stretch* stretchList;
+  // Records allocated by the last CreateTriangulation; numTriangles never exceeds it, and AppendTriangle
+  // refuses to write past it.
+  std::int32_t capacity;
+};
+
+template <class Emit>
+int CHTriangulation::WalkBorderStretches(Emit emit) {
+  t_stretch* c = stretchList;
+  if (c == nullptr) return 0;
+  const auto same = [](const SSEPoint* a, const SSEPoint* b) {
+    return _mm_movemask_ps(_mm_cmpeq_ps(a->m, b->m)) == 0xF;
+  };
+  emit(0, *c->from);
+  emit(1, *c->to);
+  int k = 2;
+  while (c->next != nullptr) {
+    t_stretch* n = c->next;
+    const SSEPoint* end = c->to;
+    const SSEPoint* point;
+    if (same(n->from, end)) {
+      point = n->to;
+    } else if (same(n->to, end)) {
+      point = n->from;
+    } else {
+      break;  // the list does not connect here: stop rather than loop without progress
+    }
+    emit(k, *point);
+    DeleteStretchFromList(c);
+    c = n->next;
+    ++k;
+    if (c == nullptr) break;
+  }
+  return k;
+}
