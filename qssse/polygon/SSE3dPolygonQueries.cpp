@@ -1,0 +1,194 @@
+// CSSE3dPolygon: the fill rule, areas and nearest vertices.
+#include <immintrin.h>
+
+#include "qssse/polygon/SSE3dPolygon.h"
+#include "qssse/vector/SimdOps.h"
+
+namespace {
+
+// Whether the edge (prev, cur) toggles the inside state of (x, y): exactly one end strictly left of x,
+// and the edge strictly above the point, judged from its left end L toward its right end R.
+inline bool EdgeToggles(float px, float py, float cx, float cy, float x, float y) {
+  if ((px < x) == (cx < x)) return false;
+  const bool prevLeft = px < cx;
+  const float lx = prevLeft ? px : cx, ly = prevLeft ? py : cy;
+  const float rx = prevLeft ? cx : px, ry = prevLeft ? cy : py;
+  return (ry - ly) * (x - lx) > (rx - lx) * (y - ly);
+}
+
+// The step-1 ring, four edges per iteration: the same float operations as EdgeToggles lane by lane, so
+// the parity is identical. Edge i runs from point i-1 (point n-1 for i = 0) to point i.
+bool InsideRingSimd(const float* xs, const float* ys, int n, float x, float y) {
+  using namespace qssse::simd;
+  const f4 qx = splat(x), qy = splat(y);
+  __m128i toggles = _mm_setzero_si128();
+  const __m128i laneIndex = _mm_setr_epi32(0, 1, 2, 3);
+  for (int b = 0; b < n; b += 4) {
+    const f4 cx = load(xs + b), cy = load(ys + b);
+    f4 px, py;
+    if (b == 0) {
+      // lanes (n-1, 0, 1, 2): the closing edge comes first
+      px = _mm_castsi128_ps(_mm_slli_si128(_mm_castps_si128(cx), 4));
+      py = _mm_castsi128_ps(_mm_slli_si128(_mm_castps_si128(cy), 4));
+      px = _mm_move_ss(px, _mm_set_ss(xs[n - 1]));
+      py = _mm_move_ss(py, _mm_set_ss(ys[n - 1]));
+    } else {
+      px = loadu(xs + b - 1);
+      py = loadu(ys + b - 1);
+    }
+    const f4 counted = _mm_xor_ps(lt(px, qx), lt(cx, qx));
+    const f4 prevLeft = lt(px, cx);
+    const f4 lx = select(prevLeft, px, cx), ly = select(prevLeft, py, cy);
+    const f4 rx = select(prevLeft, cx, px), ry = select(prevLeft, cy, py);
+    f4 t = and_(counted, gt(mul(sub(ry, ly), sub(qx, lx)), mul(sub(rx, lx), sub(qy, ly))));
+    if (b + 4 > n) {
+      t = and_(t, _mm_castsi128_ps(_mm_cmplt_epi32(laneIndex, _mm_set1_epi32(n - b))));
+    }
+    toggles = _mm_sub_epi32(toggles, _mm_castps_si128(t));  // a true lane is -1
+  }
+  toggles = _mm_add_epi32(toggles, _mm_shuffle_epi32(toggles, _MM_SHUFFLE(1, 0, 3, 2)));
+  toggles = _mm_add_epi32(toggles, _mm_shuffle_epi32(toggles, _MM_SHUFFLE(2, 3, 0, 1)));
+  return (_mm_cvtsi128_si32(toggles) & 1) != 0;
+}
+
+// The decimated ring of points 0, step, 2·step, ... and count-1, one edge at a time.
+bool InsideRingStepped(const float* xs, const float* ys, int n, float x, float y, int step) {
+  float px = xs[n - 1], py = ys[n - 1];
+  bool inside = false;
+  for (int i = 0; i <= n - step; i += step) {
+    if (EdgeToggles(px, py, xs[i], ys[i], x, y)) inside = !inside;
+    px = xs[i];
+    py = ys[i];
+  }
+  if (EdgeToggles(px, py, xs[n - 1], ys[n - 1], x, y)) inside = !inside;
+  return inside;
+}
+
+float Shoelace(const float* a, const float* b, int n) {
+  if (n < 2) return 0.0f;
+  float sum = 0.0f;
+  for (int i = 0; i + 1 < n; ++i) sum += a[i] * b[i + 1] - a[i + 1] * b[i];
+  return sum + (a[n - 1] * b[0] - a[0] * b[n - 1]);
+}
+
+}  // namespace
+
+bool CSSE3dPolygon::InsideTest(const float* xs, const float* ys, float x, float y, int step) const {
+  if (step <= 1) return InsideRingSimd(xs, ys, m_count, x, y);
+  return InsideRingStepped(xs, ys, m_count, x, y, step);
+}
+
+bool CSSE3dPolygon::PointInLineInnerArea(float x, float y, int step) {
+  if (m_count < 3) return false;
+  if (!m_boxCalculated) CalcBoundingBox();
+  const SSEPoint& lo = m_stored[kMin2D];
+  const SSEPoint& hi = m_stored[kMax2D];
+  if (x < lo.x || y < lo.y || x > hi.x || y > hi.y) return false;
+  return InsideTest(m_x, m_y, x, y, step);
+}
+
+bool CSSE3dPolygon::PointInLineInnerArea(const SSEPoint& p, int step) {
+  using namespace qssse::simd;
+  if (m_count < 3) return false;
+  if (!m_boxCalculated) CalcBoundingBox();
+  SSEPoint q = p;
+  q.z = 0.0f;
+  if (any(or_(lt(q.m, m_stored[kMin2D].m), gt(q.m, m_stored[kMax2D].m)))) return false;
+  return InsideTest(m_x, m_y, q.x, q.y, step);
+}
+
+bool CSSE3dPolygon::PointInLineInnerAreaNormalized(float x, float y, int step) {
+  if (m_count < 3) return false;
+  if (!m_boxCalculated) CalcBoundingBox();
+  const SSEPoint& lo = m_stored[kMin2D];
+  const SSEPoint& hi = m_stored[kMax2D];
+  // Rejected against the plain box on purpose (see the header).
+  if (x < lo.x || y < lo.y || x > hi.x || y > hi.y) return false;
+  return InsideTest(m_nx, m_ny, x, y, step);
+}
+
+bool CSSE3dPolygon::PointInLineInnerAreaNormalized(const SSEPoint& p, int step) {
+  using namespace qssse::simd;
+  if (m_count < 3) return false;
+  if (!m_boxCalculated) CalcBoundingBox();
+  SSEPoint q = p;
+  q.z = 0.0f;
+  if (any(or_(lt(q.m, m_stored[kMin2D].m), gt(q.m, m_stored[kMax2D].m)))) return false;
+  return InsideTest(m_nx, m_ny, q.x, q.y, step);
+}
+
+bool CSSE3dPolygon::PointInLineInnerAreaBoxed(float x, float y, float minX, float minY, float maxX,
+                                              float maxY, int step) {
+  if (m_count < 3) return false;
+  if (!m_boxCalculated) CalcBoundingBox();
+  const SSEPoint& lo = m_stored[kMin2D];
+  const SSEPoint& hi = m_stored[kMax2D];
+  if (x < lo.x || y < lo.y || x > hi.x || y > hi.y) return false;
+  if (step < 1) step = 1;
+  const int n = m_count;
+  auto inRect = [&](int i) { return m_x[i] >= minX && m_x[i] <= maxX && m_y[i] >= minY && m_y[i] <= maxY; };
+  // The visited points are 0, step, 2·step, ... and, for a decimated ring, point n-1; the first "prev"
+  // is the last of them inside the rectangle.
+  int prev = -1;
+  for (int i = 0; i <= n - step; i += step)
+    if (inRect(i)) prev = i;
+  if (step > 1 && inRect(n - 1)) prev = n - 1;
+  if (prev < 0) return false;
+  bool inside = false;
+  auto visit = [&](int i) {
+    if (!inRect(i)) return;
+    if (EdgeToggles(m_x[prev], m_y[prev], m_x[i], m_y[i], x, y)) inside = !inside;
+    prev = i;
+  };
+  for (int i = 0; i <= n - step; i += step) visit(i);
+  if (step > 1) visit(n - 1);
+  return inside;
+}
+
+bool CSSE3dPolygon::PointInLineInnerAreaBoxed(const SSEPoint& p, float minX, float minY, float maxX,
+                                              float maxY, int step) {
+  using namespace qssse::simd;
+  if (m_count < 3) return false;
+  if (!m_boxCalculated) CalcBoundingBox();
+  SSEPoint q = p;
+  q.z = 0.0f;
+  if (any(or_(lt(q.m, m_stored[kMin2D].m), gt(q.m, m_stored[kMax2D].m)))) return false;
+  return PointInLineInnerAreaBoxed(q.x, q.y, minX, minY, maxX, maxY, step);
+}
+
+float CSSE3dPolygon::CalcXYArea() const { return Shoelace(m_x, m_y, m_count); }
+float CSSE3dPolygon::CalcXZArea() const { return Shoelace(m_x, m_z, m_count); }
+float CSSE3dPolygon::CalcYZArea() const { return Shoelace(m_y, m_z, m_count); }
+
+int CSSE3dPolygon::ClosestPointXY(float x, float y, int step) const {
+  if (m_count - 1 < 1) return -1;
+  if (step < 1) step = 1;
+  float best = 1e7f;
+  int answer = -1;
+  // The last point never takes part: the ring is read as if it repeated its first point.
+  for (long long i = 0; i < m_count - 1; i += step) {
+    const float dx = m_x[i] - x, dy = m_y[i] - y;
+    const float d = dx * dx + dy * dy;
+    if (d < best) {
+      best = d;
+      answer = static_cast<int>(i);
+    }
+  }
+  return answer;
+}
+
+int CSSE3dPolygon::ClosestPointXYWithLast(float x, float y, int step) const {
+  if (m_count < 1) return -1;
+  if (step < 1) step = 1;
+  float best = 1e7f;
+  int answer = -1;
+  for (long long i = 0; i < m_count; i += step) {
+    const float dx = m_x[i] - x, dy = m_y[i] - y;
+    const float d = dx * dx + dy * dy;
+    if (d < best) {
+      best = d;
+      answer = static_cast<int>(i);
+    }
+  }
+  return answer;
+}

@@ -1,0 +1,194 @@
+// CSSE3dPolygon: even resampling, thinning, duplicate and collinear removal, ring filters of z, and the
+// inverse-distance height interpolation.
+#include <algorithm>
+#include <cmath>
+#include <vector>
+
+#include "qssse/polygon/SSE3dPolygon.h"
+#include "qssse/vector/SimdOps.h"
+
+namespace {
+
+constexpr int kScratchPoints = 100000;
+constexpr int kMaxEmitted = kScratchPoints - 1;  // the last scratch slot is never filled
+
+}  // namespace
+
+void CSSE3dPolygon::ReParametrize(float step) { ReParametrizeImpl(step, nullptr, false); }
+
+void CSSE3dPolygon::ReParametrize(float step, int* map) { ReParametrizeImpl(step, map, false); }
+
+void CSSE3dPolygon::ReParametrizeXYZ(float step) { ReParametrizeImpl(step, nullptr, true); }
+
+void CSSE3dPolygon::ReParametrizeImpl(float step, int* map, bool withZ) {
+  using namespace qssse::simd;
+  if (!(step > 0.0f)) return;
+  std::vector<SSEPoint> out;
+  out.reserve(static_cast<std::size_t>(std::min(m_count, kMaxEmitted)));
+  const f4 steps = splat(step);
+  const f4 absMask = _mm_castsi128_ps(_mm_set1_epi32(0x7fffffff));
+  SSEPoint a, b, ad, ratio;
+  for (int i = 0; i < m_count; ++i) {
+    GetPointSSE(i, a);
+    GetPointSSE(i + 1 < m_count ? i + 1 : 0, b);
+    const f4 d = sub(b.m, a.m);
+    ad.m = and_(d, absMask);
+    ratio.m = div(ad.m, steps);  // |d| / step on all lanes in one division
+    const int c = static_cast<int>(out.size());
+    if (map != nullptr && c < kMaxEmitted) map[i] = c;
+    if (!(ad.x > step || ad.y > step || (withZ && ad.z > step))) {
+      if (c < kMaxEmitted) out.push_back(a);
+      continue;
+    }
+    const float r = withZ ? std::max(std::max(ratio.x, ratio.y), ratio.z) : std::max(ratio.x, ratio.y);
+    // Bounded before the conversion, so huge ratios cannot overflow the int; the cap cuts later anyway.
+    const int k = r < static_cast<float>(kMaxEmitted) ? static_cast<int>(r) : kMaxEmitted;
+    // Dividing by K + 0.5 rather than K is intended: the last point stops 1.5 increments short of b.
+    const f4 inc = div(d, splat(static_cast<float>(k) + 0.5f));
+    for (int t = 0; t < k && static_cast<int>(out.size()) < kMaxEmitted; ++t) {
+      SSEPoint q;
+      q.m = add(a.m, mul(splat(static_cast<float>(t)), inc));
+      out.push_back(q);
+    }
+  }
+  const int c = static_cast<int>(out.size());
+  Create(c);
+  for (int j = 0; j < c; ++j) SetPoint(j, out[j].x, out[j].y, out[j].z);
+}
+
+void CSSE3dPolygon::Subsample(int k, bool closed) {
+  if (k < 1) return;
+  const int m = (m_count - k + 1) / k;
+  const bool extra = closed || (m - 1) * k != m_count - 1;
+  if (closed && m < 1) return;
+  CSSE3dPolygon tmp;
+  tmp.Create(m + (extra ? 1 : 0));
+  for (int j = 0; j < m; ++j) {
+    const int s = j * k;
+    tmp.SetPoint(j, m_x[s], m_y[s], m_z[s]);
+  }
+  if (closed) {
+    const int last = (m - 1) * k;
+    // (r0 + r_last) / 2 lane-wise: bridges the gap the thinning leaves before the ring closes.
+    tmp.SetPoint(m, (m_x[0] + m_x[last]) / 2.0f, (m_y[0] + m_y[last]) / 2.0f, (m_z[0] + m_z[last]) / 2.0f);
+  } else if (extra) {
+    const int s = m_count - 1;
+    tmp.SetPoint(m, m_x[s], m_y[s], m_z[s]);
+  }
+  TakeOver(tmp);
+}
+
+bool CSSE3dPolygon::PointAlreadyThereInArrayXY(int i, const SSEPoint& p, float tolerance) const {
+  using namespace qssse::simd;
+  const int k = std::clamp(i, 0, std::max(m_count - 1, 0));
+  if (k < 1 || m_count <= 0) return false;
+  const f4 px = splat(p.x), py = splat(p.y), tol = splat(tolerance);
+  const f4 absMask = _mm_castsi128_ps(_mm_set1_epi32(0x7fffffff));
+  int j = 0;
+  for (; j + 4 <= k; j += 4) {
+    const f4 dist = add(and_(sub(load(m_x + j), px), absMask), and_(sub(load(m_y + j), py), absMask));
+    if (any(lt(dist, tol))) return true;
+  }
+  for (; j < k; ++j) {
+    if (std::fabs(m_x[j] - p.x) + std::fabs(m_y[j] - p.y) < tolerance) return true;
+  }
+  return false;
+}
+
+void CSSE3dPolygon::RemoveEqualPointsXY() {
+  if (m_count <= 0) return;
+  std::vector<int> kept;
+  kept.reserve(static_cast<std::size_t>(m_count));
+  kept.push_back(0);
+  int lastRemoved = -2;
+  SSEPoint p;
+  for (int i = 1; i < m_count; ++i) {
+    GetPointSSE(i, p);
+    // Never two removals in a row, even when both points repeat earlier ones: the test looks at all
+    // earlier input points, kept or not.
+    if (lastRemoved != i - 1 && PointAlreadyThereInArrayXY(i, p, 1.0f)) {
+      lastRemoved = i;
+    } else {
+      kept.push_back(i);
+    }
+  }
+  CSSE3dPolygon tmp;
+  tmp.Create(static_cast<int>(kept.size()));
+  for (int j = 0; j < tmp.m_count; ++j) tmp.SetPoint(j, m_x[kept[j]], m_y[kept[j]], m_z[kept[j]]);
+  TakeOver(tmp);
+}
+
+void CSSE3dPolygon::ReducePoints() {
+  if (m_count <= 0) return;
+  // 1. duplicates: within 0.0001 of the last kept point
+  std::vector<int> kept{0};
+  for (int i = 1; i < m_count; ++i) {
+    const int r = kept.back();
+    const float dx = m_x[i] - m_x[r], dy = m_y[i] - m_y[r];
+    if (std::sqrt(dx * dx + dy * dy) > 0.0001f) kept.push_back(i);
+  }
+  CSSE3dPolygon pass1;
+  pass1.Create(static_cast<int>(kept.size()));
+  for (int j = 0; j < pass1.m_count; ++j) pass1.SetPoint(j, m_x[kept[j]], m_y[kept[j]], m_z[kept[j]]);
+  TakeOver(pass1);
+  m_boxCalculated = false;
+  // 2. collinear points, judged against the neighbours of pass 1, not against the kept points
+  const int n = m_count;
+  kept.assign(1, 0);
+  for (int i = 1; i < n; ++i) {
+    const int next = (i + 1) % n;
+    const float ux = m_x[i] - m_x[i - 1], uy = m_y[i] - m_y[i - 1];
+    const float wx = m_x[next] - m_x[i], wy = m_y[next] - m_y[i];
+    const float lu = std::sqrt(ux * ux + uy * uy), lw = std::sqrt(wx * wx + wy * wy);
+    if (lu < 0.0001f && lw < 0.0001f) return;
+    if (std::fabs(ux / lu - wx / lw) > 0.0001f || std::fabs(uy / lu - wy / lw) > 0.0001f) kept.push_back(i);
+  }
+  CSSE3dPolygon pass2;
+  pass2.Create(static_cast<int>(kept.size()));
+  for (int j = 0; j < pass2.m_count; ++j) pass2.SetPoint(j, m_x[kept[j]], m_y[kept[j]], m_z[kept[j]]);
+  TakeOver(pass2);
+  m_boxCalculated = false;
+}
+
+template <class Pick>
+void CSSE3dPolygon::FilterZ(Pick pick) {
+  if (m_count <= 0) return;
+  const int n = m_count;
+  CSSE3dPolygon copy;
+  copy.CreateSimilar(this);
+  for (int k = 1; k <= n; ++k) {
+    const int i = k % n;
+    const float prev = m_z[(i + n - 1) % n], cur = m_z[i], next = m_z[(i + 1) % n];
+    copy.SetPoint(i, m_x[i], m_y[i], pick(prev, cur, next));
+  }
+  TakeOver(copy);
+}
+
+void CSSE3dPolygon::FilterMedian3() {
+  FilterZ([](float a, float b, float c) { return std::max(std::min(a, b), std::min(std::max(a, b), c)); });
+}
+
+void CSSE3dPolygon::FilterMaximum3() {
+  FilterZ([](float a, float b, float c) { return std::max(std::max(a, b), c); });
+}
+
+void CSSE3dPolygon::FilterMinimum3() {
+  FilterZ([](float a, float b, float c) { return std::min(std::min(a, b), c); });
+}
+
+float CSSE3dPolygon::InterpolateZ(float x, float y, int step, float nearSq) const {
+  if (step < 1) step = 1;
+  const int n = m_count;
+  double weights = 0.0, sum = 0.0;
+  const double near = nearSq;
+  // Points past n - step are never sampled: the bound is deliberate.
+  for (int i = 0; i < n - step + 1; i += step) {
+    const float dy = y - m_y[i], dx = x - m_x[i];
+    const double d2 = static_cast<double>(dy * dy + dx * dx);
+    if (!(d2 > near)) return m_z[i];
+    const double w = 1.0 / d2;
+    weights += w;
+    sum += static_cast<double>(m_z[i]) * w;
+  }
+  return static_cast<float>(sum / weights);
+}
