@@ -3,7 +3,7 @@
 # `make test` and `make demo` work on a fresh Debian 12 machine with nothing else typed.
 #   scripts/bootstrap.sh            packages for building, testing and the demo
 #   scripts/bootstrap.sh bench      ... plus Google Benchmark and the optional peer libraries
-#   scripts/bootstrap.sh sanitize   ... plus clang's sanitizer runtimes
+#   scripts/bootstrap.sh sanitize   the same (g++ brings the sanitizer runtimes)
 #   scripts/bootstrap.sh fuzz       ... plus clang and libFuzzer
 set -eu
 
@@ -13,7 +13,7 @@ optional=""
 for what in "$@"; do
   case "$what" in
     bench) extra="$extra libbenchmark-dev"; optional="$optional libopencv-dev libopencv-contrib-dev" ;;
-    sanitize) extra="$extra clang libclang-rt-14-dev" ;;
+    sanitize) ;;  # g++ brings the ASan, UBSan and TSan runtimes
     fuzz) extra="$extra clang libclang-rt-14-dev" ;;
     *) echo "bootstrap: unknown group '$what'" >&2; exit 2 ;;
   esac

@@ -1,0 +1,28 @@
+#pragma once
+#include <filesystem>
+#include <random>
+#include <string>
+
+#include "qssse/platform/String.h"
+
+// A path in the temporary directory that no other test run uses, removed again at the end of scope.
+class TempFile {
+ public:
+  TempFile() {
+    std::random_device random;
+    const std::string name = "qssse-platform-" + std::to_string(random()) + "-" + std::to_string(random());
+    m_path = std::filesystem::temp_directory_path() / name;
+  }
+  TempFile(const TempFile&) = delete;
+  TempFile& operator=(const TempFile&) = delete;
+  ~TempFile() {
+    std::error_code ignored;
+    std::filesystem::remove(m_path, ignored);
+  }
+
+  CString path() const { return CString(m_path.string()); }
+  std::uintmax_t size() const { return std::filesystem::file_size(m_path); }
+
+ private:
+  std::filesystem::path m_path;
+};
