@@ -17,38 +17,38 @@ inline bool EdgeToggles(float px, float py, float cx, float cy, float x, float y
 }
 
 // The step-1 ring, four edges per iteration: the same float operations as EdgeToggles lane by lane, so
-// the parity is identical. Edge i runs from point i-1 (point n-1 for i = 0) to point i.
+// the parity is identical. Edge i runs from point i-1 (point n-1 for i = 0) to point i. Most edges do
+// not straddle the query's x, so the straddle bits are found first from one compare per block (the
+// previous point's bit is the current one shifted by a lane) and the arithmetic runs only when needed.
 bool InsideRingSimd(const float* xs, const float* ys, int n, float x, float y) {
   using namespace qssse::simd;
   const f4 qx = splat(x), qy = splat(y);
-  __m128i toggles = _mm_setzero_si128();
-  const __m128i laneIndex = _mm_setr_epi32(0, 1, 2, 3);
+  const int lastBlock = (n - 1) & ~3;
+  int prevBit = xs[n - 1] < x ? 1 : 0;  // the closing edge starts at point n-1
+  int toggles = 0;
   for (int b = 0; b < n; b += 4) {
-    const f4 cx = load(xs + b), cy = load(ys + b);
+    const f4 cx = load(xs + b);
+    const int left = movemask(lt(cx, qx));
+    int straddle = (left ^ ((left << 1) | prevBit)) & 0xF;
+    prevBit = (left >> 3) & 1;
+    if (b == lastBlock) straddle &= (1 << (n - b)) - 1;  // padding lanes are no edges
+    if (straddle == 0) continue;
+    const f4 cy = load(ys + b);
     f4 px, py;
     if (b == 0) {
-      // lanes (n-1, 0, 1, 2): the closing edge comes first
-      px = _mm_castsi128_ps(_mm_slli_si128(_mm_castps_si128(cx), 4));
-      py = _mm_castsi128_ps(_mm_slli_si128(_mm_castps_si128(cy), 4));
-      px = _mm_move_ss(px, _mm_set_ss(xs[n - 1]));
-      py = _mm_move_ss(py, _mm_set_ss(ys[n - 1]));
+      // lanes (n-1, 0, 1, 2)
+      px = _mm_move_ss(_mm_castsi128_ps(_mm_slli_si128(_mm_castps_si128(cx), 4)), _mm_set_ss(xs[n - 1]));
+      py = _mm_move_ss(_mm_castsi128_ps(_mm_slli_si128(_mm_castps_si128(cy), 4)), _mm_set_ss(ys[n - 1]));
     } else {
       px = loadu(xs + b - 1);
       py = loadu(ys + b - 1);
     }
-    const f4 counted = _mm_xor_ps(lt(px, qx), lt(cx, qx));
     const f4 prevLeft = lt(px, cx);
     const f4 lx = select(prevLeft, px, cx), ly = select(prevLeft, py, cy);
     const f4 rx = select(prevLeft, cx, px), ry = select(prevLeft, cy, py);
-    f4 t = and_(counted, gt(mul(sub(ry, ly), sub(qx, lx)), mul(sub(rx, lx), sub(qy, ly))));
-    if (b + 4 > n) {
-      t = and_(t, _mm_castsi128_ps(_mm_cmplt_epi32(laneIndex, _mm_set1_epi32(n - b))));
-    }
-    toggles = _mm_sub_epi32(toggles, _mm_castps_si128(t));  // a true lane is -1
+    toggles ^= straddle & movemask(gt(mul(sub(ry, ly), sub(qx, lx)), mul(sub(rx, lx), sub(qy, ly))));
   }
-  toggles = _mm_add_epi32(toggles, _mm_shuffle_epi32(toggles, _MM_SHUFFLE(1, 0, 3, 2)));
-  toggles = _mm_add_epi32(toggles, _mm_shuffle_epi32(toggles, _MM_SHUFFLE(2, 3, 0, 1)));
-  return (_mm_cvtsi128_si32(toggles) & 1) != 0;
+  return __builtin_parity(static_cast<unsigned>(toggles)) != 0;
 }
 
 // The decimated ring of points 0, step, 2·step, ... and count-1, one edge at a time.
