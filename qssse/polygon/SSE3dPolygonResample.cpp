@@ -2,6 +2,7 @@
 // inverse-distance height interpolation.
 #include <algorithm>
 #include <cmath>
+#include <utility>
 #include <vector>
 
 #include "qssse/polygon/SSE3dPolygon.h"
@@ -23,37 +24,63 @@ void CSSE3dPolygon::ReParametrizeXYZ(float step) { ReParametrizeImpl(step, nullp
 void CSSE3dPolygon::ReParametrizeImpl(float step, int* map, bool withZ) {
   using namespace qssse::simd;
   if (!(step > 0.0f)) return;
-  std::vector<SSEPoint> out;
-  out.reserve(static_cast<std::size_t>(std::min(m_count, kMaxEmitted)));
   const f4 steps = splat(step);
   const f4 absMask = _mm_castsi128_ps(_mm_set1_epi32(0x7fffffff));
-  SSEPoint a, b, ad, ratio;
+  // 1. the number of points each edge emits (0: the edge keeps its start point alone) and the output
+  //    index of each start point
+  std::vector<int> emitted(static_cast<std::size_t>(m_count));
+  int c = 0;
+  SSEPoint ad, ratio;
   for (int i = 0; i < m_count; ++i) {
-    GetPointSSE(i, a);
-    GetPointSSE(i + 1 < m_count ? i + 1 : 0, b);
-    const f4 d = sub(b.m, a.m);
+    const int j = i + 1 < m_count ? i + 1 : 0;
+    // Built in registers: assembling the point lane by lane in memory would stall the vector load.
+    const f4 d = sub(lanes(m_x[j], m_y[j], m_z[j], 0.0f), lanes(m_x[i], m_y[i], m_z[i], 0.0f));
     ad.m = and_(d, absMask);
     ratio.m = div(ad.m, steps);  // |d| / step on all lanes in one division
-    const int c = static_cast<int>(out.size());
     if (map != nullptr && c < kMaxEmitted) map[i] = c;
-    if (!(ad.x > step || ad.y > step || (withZ && ad.z > step))) {
-      if (c < kMaxEmitted) out.push_back(a);
+    int k = 0;
+    if (ad.x > step || ad.y > step || (withZ && ad.z > step)) {
+      const float r = withZ ? std::max(std::max(ratio.x, ratio.y), ratio.z) : std::max(ratio.x, ratio.y);
+      // Bounded before the conversion, so huge ratios cannot overflow the int; the cap cuts later anyway.
+      k = r < static_cast<float>(kMaxEmitted) ? static_cast<int>(r) : kMaxEmitted;
+    }
+    emitted[i] = k;
+    c = std::min(c + std::max(k, 1), kMaxEmitted);
+  }
+  // 2. the points a + t·increment, straight into the new arrays
+  CSSE3dPolygon out;
+  out.Create(c);
+  int j = 0;
+  for (int i = 0; i < m_count && j < c; ++i) {
+    const float ax = m_x[i], ay = m_y[i], az = m_z[i];
+    if (emitted[i] == 0) {
+      out.m_x[j] = ax;
+      out.m_y[j] = ay;
+      out.m_z[j] = az;
+      ++j;
       continue;
     }
-    const float r = withZ ? std::max(std::max(ratio.x, ratio.y), ratio.z) : std::max(ratio.x, ratio.y);
-    // Bounded before the conversion, so huge ratios cannot overflow the int; the cap cuts later anyway.
-    const int k = r < static_cast<float>(kMaxEmitted) ? static_cast<int>(r) : kMaxEmitted;
+    const int next = i + 1 < m_count ? i + 1 : 0;
+    SSEPoint inc;
     // Dividing by K + 0.5 rather than K is intended: the last point stops 1.5 increments short of b.
-    const f4 inc = div(d, splat(static_cast<float>(k) + 0.5f));
-    for (int t = 0; t < k && static_cast<int>(out.size()) < kMaxEmitted; ++t) {
-      SSEPoint q;
-      q.m = add(a.m, mul(splat(static_cast<float>(t)), inc));
-      out.push_back(q);
+    inc.m = div(sub(lanes(m_x[next], m_y[next], m_z[next], 0.0f), lanes(ax, ay, az, 0.0f)),
+                splat(static_cast<float>(emitted[i]) + 0.5f));
+    for (int t = 0; t < emitted[i] && j < c; ++t, ++j) {
+      const float ft = static_cast<float>(t);
+      out.m_x[j] = ax + ft * inc.x;
+      out.m_y[j] = ay + ft * inc.y;
+      out.m_z[j] = az + ft * inc.z;
     }
   }
-  const int c = static_cast<int>(out.size());
-  Create(c);
-  for (int j = 0; j < c; ++j) SetPoint(j, out[j].x, out[j].y, out[j].z);
+  // Only the coordinates change hands: this polygon's stored box and centre stay as they were.
+  std::swap(m_x, out.m_x);
+  std::swap(m_y, out.m_y);
+  std::swap(m_z, out.m_z);
+  std::swap(m_nx, out.m_nx);
+  std::swap(m_ny, out.m_ny);
+  std::swap(m_nz, out.m_nz);
+  std::swap(m_count, out.m_count);
+  m_boxCalculated = false;
 }
 
 void CSSE3dPolygon::Subsample(int k, bool closed) {

@@ -204,3 +204,60 @@ TEST(PolygonInterpolateZ, InverseSquareWeightsInDouble) {
   EXPECT_TRUE(std::isnan(p.InterpolateZ(0.0f, 0.0f, 5, 0.0f)));
   EXPECT_TRUE(std::isnan(CSSE3dPolygon().InterpolateZ(0.0f, 0.0f, 1, 0.0f)));
 }
+
+namespace {
+
+// Resampling written plainly from its rule, one emitted point at a time: the oracle of the two-pass
+// version. Returns the points and fills map.
+std::vector<P3> OracleReParametrize(const std::vector<P3>& pts, float step, bool withZ,
+                                    std::vector<int>& map) {
+  std::vector<P3> out;
+  const int n = static_cast<int>(pts.size());
+  for (int i = 0; i < n; ++i) {
+    const P3& a = pts[i];
+    const P3& b = pts[(i + 1) % n];
+    const float d[3] = {b[0] - a[0], b[1] - a[1], b[2] - a[2]};
+    if (out.size() < 99999) map[i] = static_cast<int>(out.size());
+    const bool split = std::fabs(d[0]) > step || std::fabs(d[1]) > step || (withZ && std::fabs(d[2]) > step);
+    if (!split) {
+      if (out.size() < 99999) out.push_back(a);
+      continue;
+    }
+    float r =
+        std::fabs(d[0]) / step > std::fabs(d[1]) / step ? std::fabs(d[0]) / step : std::fabs(d[1]) / step;
+    if (withZ && std::fabs(d[2]) / step > r) r = std::fabs(d[2]) / step;
+    const int k = static_cast<int>(r);
+    const float m = static_cast<float>(k) + 0.5f;
+    const float inc[3] = {d[0] / m, d[1] / m, d[2] / m};
+    for (int t = 0; t < k && out.size() < 99999; ++t) {
+      const float ft = static_cast<float>(t);
+      out.push_back({a[0] + ft * inc[0], a[1] + ft * inc[1], a[2] + ft * inc[2]});
+    }
+  }
+  return out;
+}
+
+}  // namespace
+
+TEST(PolygonReParametrize, MatchesThePlainRuleBitForBit) {
+  std::mt19937 rng(42);
+  for (int trial = 0; trial < 600; ++trial) {
+    const int n = 1 + trial % 9 + (trial % 40 == 0 ? 50 : 0);
+    std::vector<P3> pts(static_cast<std::size_t>(n));
+    const float scale = trial % 3 == 0 ? 0.37f : 1.0f;
+    for (P3& p : pts)
+      for (float& v : p) v = static_cast<float>(rng() % 10) * scale;
+    const float step = 0.3f + static_cast<float>(rng() % 8) * 0.45f;
+    const bool withZ = trial % 2 == 1;
+    std::vector<int> expectedMap(static_cast<std::size_t>(n), -1), map(static_cast<std::size_t>(n), -1);
+    const std::vector<P3> expected = OracleReParametrize(pts, step, withZ, expectedMap);
+    CSSE3dPolygon poly = Make(pts);
+    if (withZ) {
+      poly.ReParametrizeXYZ(step);
+    } else {
+      poly.ReParametrize(step, map.data());
+      ASSERT_EQ(map, expectedMap);
+    }
+    ASSERT_EQ(Points(poly), expected) << "trial " << trial;
+  }
+}
