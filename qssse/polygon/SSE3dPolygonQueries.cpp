@@ -16,38 +16,53 @@ inline bool EdgeToggles(float px, float py, float cx, float cy, float x, float y
   return (ry - ly) * (x - lx) > (rx - lx) * (y - ly);
 }
 
-// The step-1 ring, four edges per iteration: the same float operations as EdgeToggles lane by lane, so
-// the parity is identical. Edge i runs from point i-1 (point n-1 for i = 0) to point i. Most edges do
-// not straddle the query's x, so the straddle bits are found first from one compare per block (the
-// previous point's bit is the current one shifted by a lane) and the arithmetic runs only when needed.
+// The above-test of the four edges ending at points b .. b+3, as a lane bit mask: the same float
+// operations as EdgeToggles lane by lane. Edge i runs from point i-1 (point n-1 for i = 0) to point i.
+inline int EdgesAbove(const float* xs, const float* ys, int n, int b, qssse::simd::f4 qx,
+                      qssse::simd::f4 qy) {
+  using namespace qssse::simd;
+  const f4 cx = load(xs + b), cy = load(ys + b);
+  f4 px, py;
+  if (b == 0) {
+    // lanes (n-1, 0, 1, 2)
+    px = _mm_move_ss(_mm_castsi128_ps(_mm_slli_si128(_mm_castps_si128(cx), 4)), _mm_set_ss(xs[n - 1]));
+    py = _mm_move_ss(_mm_castsi128_ps(_mm_slli_si128(_mm_castps_si128(cy), 4)), _mm_set_ss(ys[n - 1]));
+  } else {
+    px = loadu(xs + b - 1);
+    py = loadu(ys + b - 1);
+  }
+  const f4 prevLeft = lt(px, cx);
+  const f4 lx = select(prevLeft, px, cx), ly = select(prevLeft, py, cy);
+  const f4 rx = select(prevLeft, cx, px), ry = select(prevLeft, cy, py);
+  return movemask(gt(mul(sub(ry, ly), sub(qx, lx)), mul(sub(rx, lx), sub(qy, ly))));
+}
+
+// The step-1 ring. Most edges do not straddle the query's x, so the straddle bits come first from one
+// compare per block of four points (an edge's start bit is its end bit shifted by one lane), eight
+// edges per iteration, and the edge arithmetic runs only for blocks with a straddling edge. The parity
+// equals that of the edge-by-edge loop bit for bit.
 bool InsideRingSimd(const float* xs, const float* ys, int n, float x, float y) {
   using namespace qssse::simd;
   const f4 qx = splat(x), qy = splat(y);
-  const int lastBlock = (n - 1) & ~3;
   int prevBit = xs[n - 1] < x ? 1 : 0;  // the closing edge starts at point n-1
   int toggles = 0;
-  for (int b = 0; b < n; b += 4) {
-    const f4 cx = load(xs + b);
-    const int left = movemask(lt(cx, qx));
+  int b = 0;
+  for (; b + 8 <= n; b += 8) {
+    const int left = movemask(lt(load(xs + b), qx)) | (movemask(lt(load(xs + b + 4), qx)) << 4);
+    const int straddle = (left ^ ((left << 1) | prevBit)) & 0xFF;
+    prevBit = left >> 7;
+    if (straddle == 0) continue;
+    if (straddle & 0xF) toggles ^= straddle & EdgesAbove(xs, ys, n, b, qx, qy);
+    if (straddle >> 4) toggles ^= (straddle >> 4) & EdgesAbove(xs, ys, n, b + 4, qx, qy);
+  }
+  for (; b < n; b += 4) {
+    const int left = movemask(lt(load(xs + b), qx));
     int straddle = (left ^ ((left << 1) | prevBit)) & 0xF;
     prevBit = (left >> 3) & 1;
-    if (b == lastBlock) straddle &= (1 << (n - b)) - 1;  // padding lanes are no edges
-    if (straddle == 0) continue;
-    const f4 cy = load(ys + b);
-    f4 px, py;
-    if (b == 0) {
-      // lanes (n-1, 0, 1, 2)
-      px = _mm_move_ss(_mm_castsi128_ps(_mm_slli_si128(_mm_castps_si128(cx), 4)), _mm_set_ss(xs[n - 1]));
-      py = _mm_move_ss(_mm_castsi128_ps(_mm_slli_si128(_mm_castps_si128(cy), 4)), _mm_set_ss(ys[n - 1]));
-    } else {
-      px = loadu(xs + b - 1);
-      py = loadu(ys + b - 1);
-    }
-    const f4 prevLeft = lt(px, cx);
-    const f4 lx = select(prevLeft, px, cx), ly = select(prevLeft, py, cy);
-    const f4 rx = select(prevLeft, cx, px), ry = select(prevLeft, cy, py);
-    toggles ^= straddle & movemask(gt(mul(sub(ry, ly), sub(qx, lx)), mul(sub(rx, lx), sub(qy, ly))));
+    if (n - b < 4) straddle &= (1 << (n - b)) - 1;  // padding lanes are no edges
+    if (straddle != 0) toggles ^= straddle & EdgesAbove(xs, ys, n, b, qx, qy);
   }
+  // The parity of a XOR of bit masks is the parity of all their bits together.
   return __builtin_parity(static_cast<unsigned>(toggles)) != 0;
 }
 
