@@ -260,32 +260,47 @@ float CSSE3dPolygon::CalcCircumferenceOpen() const {
 
 void CSSE3dPolygon::CalcBoundingBox() {
   using namespace qssse::simd;
-  // Four lanes per axis run over whole blocks; the padding lanes of the last block are replaced by
-  // point 0 so they cannot widen the box. The new value is the first operand: a NaN coordinate loses.
+  // Four lanes per axis run over whole blocks. The new value is the first operand of min and max, so
+  // a NaN coordinate loses against the running value.
   f4 maxX = splat(-1000000.0f), maxY = maxX, maxZ = maxX;
   f4 minX = splat(1000000.0f), minY = minX, minZ = minX;
-  const int whole = m_count & ~3;
-  for (int b = 0; b < whole; b += 4) {
-    const f4 x = load(m_x + b), y = load(m_y + b), z = load(m_z + b);
+  auto fold = [&](f4 x, f4 y, f4 z) {
     maxX = max(x, maxX);
     maxY = max(y, maxY);
     maxZ = max(z, maxZ);
     minX = min(x, minX);
     minY = min(y, minY);
     minZ = min(z, minZ);
+  };
+  const int whole = m_count & ~3;
+  int b = 0;
+  if (whole >= 8) {
+    // A second set of accumulators halves the dependency chains; min and max do not care about order.
+    f4 maxX2 = maxX, maxY2 = maxY, maxZ2 = maxZ, minX2 = minX, minY2 = minY, minZ2 = minZ;
+    for (; b + 8 <= whole; b += 8) {
+      fold(load(m_x + b), load(m_y + b), load(m_z + b));
+      const f4 x = load(m_x + b + 4), y = load(m_y + b + 4), z = load(m_z + b + 4);
+      maxX2 = max(x, maxX2);
+      maxY2 = max(y, maxY2);
+      maxZ2 = max(z, maxZ2);
+      minX2 = min(x, minX2);
+      minY2 = min(y, minY2);
+      minZ2 = min(z, minZ2);
+    }
+    maxX = max(maxX2, maxX);
+    maxY = max(maxY2, maxY);
+    maxZ = max(maxZ2, maxZ);
+    minX = min(minX2, minX);
+    minY = min(minY2, minY);
+    minZ = min(minZ2, minZ);
   }
+  for (; b < whole; b += 4) fold(load(m_x + b), load(m_y + b), load(m_z + b));
   if (whole < m_count) {
+    // The padding lanes of the last block are replaced by point 0 so they cannot widen the box.
     const int tail = m_count - whole;
     const f4 keep = _mm_castsi128_ps(_mm_cmplt_epi32(_mm_setr_epi32(0, 1, 2, 3), _mm_set1_epi32(tail)));
-    const f4 x = select(keep, load(m_x + whole), splat(m_x[0]));
-    const f4 y = select(keep, load(m_y + whole), splat(m_y[0]));
-    const f4 z = select(keep, load(m_z + whole), splat(m_z[0]));
-    maxX = max(x, maxX);
-    maxY = max(y, maxY);
-    maxZ = max(z, maxZ);
-    minX = min(x, minX);
-    minY = min(y, minY);
-    minZ = min(z, minZ);
+    fold(select(keep, load(m_x + whole), splat(m_x[0])), select(keep, load(m_y + whole), splat(m_y[0])),
+         select(keep, load(m_z + whole), splat(m_z[0])));
   }
   float hiX[4], hiY[4], hiZ[4], loX[4], loY[4], loZ[4];
   CSSEFns::max_of_m128(maxX, hiX);
