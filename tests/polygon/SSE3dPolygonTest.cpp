@@ -170,7 +170,8 @@ TEST(PolygonCopies, CopyClearsTheFlagCreateSimilarKeepsIt) {
   EXPECT_EQ(similar.GetNumPoints(), 3);
   CSSE3dPolygon assigned = UnitSquare();
   assigned = p;
-  assigned = assigned;
+  CSSE3dPolygon& alias = assigned;
+  assigned = alias;  // self-assignment keeps the points
   EXPECT_EQ(Points(assigned), Points(p));
   EXPECT_FALSE(assigned.IsBoundingBoxCalculated());
 }
