@@ -1,8 +1,10 @@
 #include "qssse/polygon/SSE2dPolygon.h"
 
 #include <cmath>
+#include <new>
 
 #include "qssse/platform/AlignedMemory.h"
+#include "qssse/platform/MemoryException.h"
 #include "qssse/vector/SimdOps.h"
 
 // Owns the two arrays; shared by every object assigned from the one that created it.
@@ -21,7 +23,12 @@ struct CSSE2dPolygon::Storage {
 void CSSE2dPolygon::Create(int n) {
   if (n < 0) n = 0;
   const std::size_t capacity = 4 * ((static_cast<std::size_t>(n) + 1) / 2);
-  auto storage = std::make_shared<Storage>();
+  std::shared_ptr<Storage> storage;
+  try {
+    storage = std::make_shared<Storage>();
+  } catch (const std::bad_alloc&) {
+    AfxThrowMemoryException();
+  }
   storage->x = qssse::alignedAllocArray<float>(capacity);
   storage->y = qssse::alignedAllocArray<float>(capacity);
   m_storage = std::move(storage);

@@ -193,7 +193,7 @@ class QSSSE_API CSSE3dPolygon : public CbReferenceCounted {
   // before it was dropped. Box and centre become zero.
   void RemoveEqualPointsXY();
   // Drops x-y duplicates (within 0.0001 of the last kept point), then points where the x-y direction
-  // does not change by more than 0.0001 in either component.
+  // does not change by more than 0.0001 in either component. Box and centre become zero.
   void ReducePoints();
   // True when a point j < i (i clamped into the polygon) lies within Manhattan x-y distance
   // `tolerance` of p (strictly); false for i < 1 and for an empty polygon.

@@ -2,9 +2,11 @@
 // inverse-distance height interpolation.
 #include <algorithm>
 #include <cmath>
+#include <new>
 #include <utility>
 #include <vector>
 
+#include "qssse/platform/MemoryException.h"
 #include "qssse/polygon/SSE3dPolygon.h"
 #include "qssse/vector/SimdOps.h"
 
@@ -12,6 +14,17 @@ namespace {
 
 constexpr int kScratchPoints = 100000;
 constexpr int kMaxEmitted = kScratchPoints - 1;  // the last scratch slot is never filled
+
+// Zero-filled working storage of n values; a failed allocation raises the library's memory exception
+// rather than the standard one.
+template <class T>
+std::vector<T> Scratch(std::size_t n) {
+  try {
+    return std::vector<T>(n);
+  } catch (const std::bad_alloc&) {
+    AfxThrowMemoryException();
+  }
+}
 
 }  // namespace
 
@@ -28,7 +41,7 @@ void CSSE3dPolygon::ReParametrizeImpl(float step, int* map, bool withZ) {
   const f4 absMask = _mm_castsi128_ps(_mm_set1_epi32(0x7fffffff));
   // 1. the number of points each edge emits (0: the edge keeps its start point alone) and the output
   //    index of each start point
-  std::vector<int> emitted(static_cast<std::size_t>(m_count));
+  std::vector<int> emitted = Scratch<int>(static_cast<std::size_t>(m_count));
   int c = 0;
   SSEPoint ad, ratio;
   for (int i = 0; i < m_count; ++i) {
@@ -124,9 +137,8 @@ bool CSSE3dPolygon::PointAlreadyThereInArrayXY(int i, const SSEPoint& p, float t
 
 void CSSE3dPolygon::RemoveEqualPointsXY() {
   if (m_count <= 0) return;
-  std::vector<int> kept;
-  kept.reserve(static_cast<std::size_t>(m_count));
-  kept.push_back(0);
+  std::vector<int> kept = Scratch<int>(static_cast<std::size_t>(m_count));
+  int keptCount = 1;  // point 0 is always kept
   int lastRemoved = -2;
   SSEPoint p;
   for (int i = 1; i < m_count; ++i) {
@@ -136,45 +148,44 @@ void CSSE3dPolygon::RemoveEqualPointsXY() {
     if (lastRemoved != i - 1 && PointAlreadyThereInArrayXY(i, p, 1.0f)) {
       lastRemoved = i;
     } else {
-      kept.push_back(i);
+      kept[keptCount++] = i;
     }
   }
   CSSE3dPolygon tmp;
-  tmp.Create(static_cast<int>(kept.size()));
+  tmp.Create(keptCount);
   for (int j = 0; j < tmp.m_count; ++j) tmp.SetPoint(j, m_x[kept[j]], m_y[kept[j]], m_z[kept[j]]);
   TakeOver(tmp);
 }
 
 void CSSE3dPolygon::ReducePoints() {
   if (m_count <= 0) return;
+  std::vector<int> kept = Scratch<int>(static_cast<std::size_t>(m_count));
+  auto keepOnly = [&](int count) {
+    CSSE3dPolygon tmp;
+    tmp.Create(count);
+    for (int j = 0; j < count; ++j) tmp.SetPoint(j, m_x[kept[j]], m_y[kept[j]], m_z[kept[j]]);
+    TakeOver(tmp);
+  };
   // 1. duplicates: within 0.0001 of the last kept point
-  std::vector<int> kept{0};
+  int count = 1;  // point 0 is always kept
   for (int i = 1; i < m_count; ++i) {
-    const int r = kept.back();
+    const int r = kept[count - 1];
     const float dx = m_x[i] - m_x[r], dy = m_y[i] - m_y[r];
-    if (std::sqrt(dx * dx + dy * dy) > 0.0001f) kept.push_back(i);
+    if (std::sqrt(dx * dx + dy * dy) > 0.0001f) kept[count++] = i;
   }
-  CSSE3dPolygon pass1;
-  pass1.Create(static_cast<int>(kept.size()));
-  for (int j = 0; j < pass1.m_count; ++j) pass1.SetPoint(j, m_x[kept[j]], m_y[kept[j]], m_z[kept[j]]);
-  TakeOver(pass1);
-  m_boxCalculated = false;
+  keepOnly(count);
   // 2. collinear points, judged against the neighbours of pass 1, not against the kept points
   const int n = m_count;
-  kept.assign(1, 0);
+  count = 1;
   for (int i = 1; i < n; ++i) {
     const int next = (i + 1) % n;
     const float ux = m_x[i] - m_x[i - 1], uy = m_y[i] - m_y[i - 1];
     const float wx = m_x[next] - m_x[i], wy = m_y[next] - m_y[i];
     const float lu = std::sqrt(ux * ux + uy * uy), lw = std::sqrt(wx * wx + wy * wy);
     if (lu < 0.0001f && lw < 0.0001f) return;
-    if (std::fabs(ux / lu - wx / lw) > 0.0001f || std::fabs(uy / lu - wy / lw) > 0.0001f) kept.push_back(i);
+    if (std::fabs(ux / lu - wx / lw) > 0.0001f || std::fabs(uy / lu - wy / lw) > 0.0001f) kept[count++] = i;
   }
-  CSSE3dPolygon pass2;
-  pass2.Create(static_cast<int>(kept.size()));
-  for (int j = 0; j < pass2.m_count; ++j) pass2.SetPoint(j, m_x[kept[j]], m_y[kept[j]], m_z[kept[j]]);
-  TakeOver(pass2);
-  m_boxCalculated = false;
+  keepOnly(count);
 }
 
 template <class Pick>
