@@ -1,4 +1,5 @@
 // CSSE3dPolygon persistence: the archive's block image and the version-2 binary stream.
+#include <bit>
 #include <cstdint>
 #include <string>
 
@@ -40,8 +41,13 @@ void CSSE3dPolygon::Serialize(CArchive& ar) {
   if (ar.IsStoring()) {
     ar << static_cast<std::int32_t>(m_count);
     for (std::uint64_t b = 0; b < Blocks(m_count); ++b) {
-      for (const float* a : {m_x, m_y, m_z})
-        for (int l = 0; l < 4; ++l) ar << a[4 * b + l];
+      for (const float* a : {m_x, m_y, m_z}) {
+        if constexpr (std::endian::native == std::endian::little) {
+          ar.Write(a + 4 * b, 4 * sizeof(float));  // the memory image is the file image
+        } else {
+          for (int l = 0; l < 4; ++l) ar << a[4 * b + l];
+        }
+      }
     }
     return;
   }
