@@ -2,6 +2,7 @@
 #include "qssse/polygon/SSE3dPolygon.h"
 
 #include <cfloat>
+#include <cstdint>
 #include <cstring>
 #include <new>
 #include <utility>
@@ -372,8 +373,10 @@ void CSSE3dPolygon::AppendPoints(CSSE3dPolygon& other) {
     m_boxCalculated = false;
     return;
   }
+  const std::int64_t total = static_cast<std::int64_t>(m_count) + other.m_count;
+  if (total > INT32_MAX) AfxThrowMemoryException();  // no polygon can count that many points
   CSSE3dPolygon tmp;
-  tmp.Create(m_count + other.m_count);
+  tmp.Create(static_cast<int>(total));
   std::memcpy(tmp.m_x, m_x, m_count * sizeof(float));
   std::memcpy(tmp.m_y, m_y, m_count * sizeof(float));
   std::memcpy(tmp.m_z, m_z, m_count * sizeof(float));
@@ -389,6 +392,7 @@ void CSSE3dPolygon::AddPolygonPoints(CSSE3dPolygon& other, int from, int to) {
   if (n <= 0 || from < 0 || from >= n || to < 0 || to >= n) return;
   if (to < from) to += n;
   const int add = to - from + 1;
+  if (static_cast<std::int64_t>(m_count) + add > INT32_MAX) AfxThrowMemoryException();
   CSSE3dPolygon tmp;
   tmp.Create(m_count + add);
   for (int i = 0; i < m_count; ++i) tmp.SetPoint(i, m_x[i], m_y[i], m_z[i]);

@@ -138,7 +138,8 @@ class QSSSE_API CSSE3dPolygon : public CbReferenceCounted {
   void GetGeometricCenter(SSEPoint& c) const { c = m_stored[kCenter]; }
 
   // ---- whole-polygon edits (SSE3dPolygon.cpp) ----
-  // Appends other's points (X, Y, Z); an empty this becomes a CreateSimilar copy. Flag cleared.
+  // Appends other's points (X, Y, Z); an empty this becomes a CreateSimilar copy. Flag cleared. A total
+  // beyond the int range raises CMemoryException.
   void AppendPoints(CSSE3dPolygon& other);
   // Appends other's points from .. to inclusive, wrapping past its end when to < from. Nothing happens
   // unless other is non-empty and both indices are valid points of it.
