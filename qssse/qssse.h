@@ -41,10 +41,13 @@
 #include "qssse/vector/SSEPoint.h"
 #include "qssse/vector/SimdOps.h"
 
+#include "qssse/raster/AlignedBuffer.h"
+#include "qssse/raster/Filters.h"
 #include "qssse/raster/ImgFromToArray.h"
 #include "qssse/raster/PixelChain.h"
 #include "qssse/raster/SSEMatrix.h"
 #include "qssse/raster/SSEMatrixStamp.h"
+#include "qssse/raster/SSEcharMatrix.h"
 
 #include "qssse/polygon/H2dPoint.h"
 #include "qssse/polygon/ResolutionData.h"

@@ -104,6 +104,10 @@ for goal in demo test; do
   fi
   summary="$summary
 $result  make $goal  ($(($(date +%s) - start)) s)"
+  if [ "$result" = FAIL ]; then
+    summary="$summary
+$(grep -m 5 -E 'error|Error|FAILED|Failed' "$logs/make-$goal.log" | sed 's/^/        /')"
+  fi
   echo "---- last lines of make $goal ----"
   tail -n 25 "$logs/make-$goal.log"
 done

@@ -83,6 +83,12 @@ unsigned CArchive::Read(void* data, unsigned count) {
   return done;
 }
 
+std::uint64_t CArchive::GetBytesRemaining() const {
+  if (m_closed || IsStoring()) return 0;
+  const std::uint64_t length = m_file->GetLength(), position = m_file->GetPosition();
+  return (m_end - m_next) + (length > position ? length - position : 0);
+}
+
 void CArchive::Flush() {
   if (m_closed) return;
   if (IsStoring()) {

@@ -66,6 +66,9 @@ class QSSSE_API CArchive {
   // Storing: writes the buffer to the file. Loading: seeks the file back over the bytes read ahead,
   // so the file position is just past what was loaded. Does nothing after Close.
   void Flush();
+  // Loading: bytes left to load (read ahead plus the rest of the file), so loaders can reject a header
+  // that announces more data than there is before allocating for it. Storing or closed: 0.
+  std::uint64_t GetBytesRemaining() const;
   // Flushes and ends the archive: later reads and writes throw CArchiveException(generic). The file
   // stays open. A second Close does nothing.
   void Close();

@@ -10,6 +10,7 @@
 #include "qssse/raster/ImgFromToArray.h"
 
 class CArchive;
+class CSSEcharMatrix;
 class CbStreamWriteBinary;
 class CbStreamReadBinary;
 
@@ -37,10 +38,10 @@ class QSSSE_API CSSEMatrix : public CbReferenceCounted {
   static constexpr int kMaxSizeY = kMaxFields * kLinesPerField * 4 - 1;  // 31999
 
   // ---- construction and lifetime (SSEMatrix.cpp) ----
-  CSSEMatrix();                                // empty: sizes 0, no storage
-  CSSEMatrix(const CSSEMatrix& other);         // deep copy through CopyFromSSEMatrix
+  CSSEMatrix();                                           // empty: sizes 0, no storage
+  CSSEMatrix(const CSSEMatrix& other);                    // deep copy through CopyFromSSEMatrix
   explicit CSSEMatrix(const DmField2D<float, 1>& field);  // copy through CopyFromField
-  CSSEMatrix& operator=(const CSSEMatrix& other);          // deep copy; self-assignment does nothing
+  CSSEMatrix& operator=(const CSSEMatrix& other);         // deep copy; self-assignment does nothing
   ~CSSEMatrix() override;
 
   // Frees any storage, sets the sizes by the layout rules and allocates zeroed storage (padding too).
@@ -136,7 +137,7 @@ class QSSSE_API CSSEMatrix : public CbReferenceCounted {
   void SetPointAndLeftOfPoint(int x, int y, float v);   // (cx, cy), (cx-1, cy); cx in [1, sizeX-1]
   void SetTriplePointMin(int x, int y, float v);        // (cx-1..cx+1, cy)
   void SetTriplePointMax(int x, int y, float v);
-  void SetCross(int x, int y, float v);     // (cx-1,cy), (cx,cy), (cx+1,cy), (cx,cy-1), (cx,cy+1)
+  void SetCross(int x, int y, float v);  // (cx-1,cy), (cx,cy), (cx+1,cy), (cx,cy-1), (cx,cy+1)
   void SetCrossMin(int x, int y, float v);
   void SetCrossMax(int x, int y, float v);
   void Set3x3BoxPoint(int x, int y, float v);
@@ -148,6 +149,80 @@ class QSSSE_API CSSEMatrix : public CbReferenceCounted {
   // Maximum of the five-pixel CROSS around the clamped centre, not of the 3x3 box the name promises:
   // callers depend on the cross. 0 for a matrix without pixels.
   float GetPointMax3x3(int x, int y) const;
+
+  // ---- morphology (SSEMatrixMorphology.cpp) ----
+  // All of them do nothing on a matrix without storage and never allocate beyond the documented
+  // temporaries; a failed allocation throws CMemoryException before the matrix changes.
+  //
+  // Every lane p with -0.002 < oldValue - p < 0.002 (padding included) becomes newValue; NaN lanes stay.
+  void ReplaceValueWithValue(float oldValue, float newValue);
+  // The same with -tolerance < oldValue - p < tolerance (the scan converters pass 1.0).
+  void ReplaceValueWithValue(float oldValue, float newValue, float tolerance);
+  // Sets whole SIMD elements to value: columns 0 .. min(nx, sizeX)-1, columns max(sizeX-nx-1, 0) ..
+  // sizeX-1 (one column more on the right), SIMD rows 0 .. (ny >> 2)-1 and max(sseSizeY-(ny >> 2)-1, 0)
+  // .. sseSizeY-1 (one SIMD row more at the bottom). Negative nx or ny set no left/top band.
+  void RemoveFrameArtefacts(int nx, int ny, float value);
+  // 3-4 chamfer distance of a 0/1 mask to the nearest 1 pixel (3 per axial, 4 per diagonal step): 0
+  // pixels start at 99999.9, 1 pixels at 0, other values act as preset distances. The forward mask uses
+  // the LOWER-left neighbour (x-1, y+1), the backward one the upper-right (x+1, y-1): the mask runs
+  // along x. The frame of RemoveFrameArtefacts(4, 4, 0) is 0 afterwards. NaN pixels stay NaN and pass
+  // no distance on. Works in place, without a temporary.
+  void Chamfer();
+  // Disc erosion inside the rectangle [x0, x1] x [y0, y1] (clamped to the image; empty does nothing):
+  // a pixel != bgValue becomes bgValue when a pixel of the value before the operation at squared
+  // distance <= floor(radius^2) within floor(radius) columns and rows AND inside the rectangle equals
+  // bgValue, else fgValue. Background outside the rectangle does not erode. A radius below 1 (also 0,
+  // negative or NaN) only binarises; a NaN bgValue matches nothing. Needs two bytes per pixel of the
+  // rectangle as a temporary.
+  void Errode(float radius, float bgValue, float fgValue, int x0, int x1, int y0, int y1);
+  // Exactly Errode(radius, b, a, x0, x1, y0, y1): pixels near value b become b, the others a (so
+  // Dilate(r, 0, 1, ...) grows a 1 region on 0).
+  void Dilate(float radius, float a, float b, int x0, int x1, int y0, int y1);
+  // Thins the region strictly above threshold to a skeleton of 1.0 on 0 (padding and border pixels
+  // end 0). Zhang-Suen with 3 <= C <= 6 (not 2, so two-pixel end points stay) and a stop after the
+  // first sub-iteration that deletes nothing; at most 1000 iterations. NaN pixels are background.
+  // Needs about nine bytes per pixel as temporaries.
+  void ZhangSuen(float threshold);
+
+  // ---- resampling (SSEMatrixScale.cpp) ----
+  // Bilinear, corner-aligned resampling in place: target (i, j) samples source (i * sx, j * sy) with
+  // sx = sizeX / newSizeX in float, the weights and the sum in the fixed order of the plain loop;
+  // padding of the result holds source (0, 0). Does nothing for a size below 1 or without pixels;
+  // newSizeY above kMaxSizeY throws std::invalid_argument with the matrix unchanged.
+  void ScaleMatrix(int newSizeX, int newSizeY);
+  // The same four rows at a time with SIMD; equal to ScaleMatrix bit for bit on every pixel.
+  void ScaleMatrix_SSE(int newSizeX, int newSizeY);
+
+  // ---- value queries, row fill and masks (SSEMatrixQueries.cpp) ----
+  // All queries read the real pixels only (never padding) and skip NaN pixels.
+  //
+  // As CalcMinMaxValues (maximum first), over all real pixels without any frame and skipping exact 0;
+  // no such pixel gives the inverted range max = +FLT_MAX, min = -FLT_MAX.
+  void CalcMinMaxValuesExcludeZero(float* maxOut, float* minOut) const;
+  // Extremes over the rectangle [x0, x1] x [y0, y1] (inclusive, clipped to the image). An empty
+  // rectangle or no pixel gives the neutral value: -FLT_MAX for the maximum, +FLT_MAX for the minima.
+  float CalcMaxValueOfPatch(int x0, int x1, int y0, int y1) const;
+  float CalcMinValueOfPatch(int x0, int x1, int y0, int y1) const;
+  float CalcMinValueOfPatchExcludeZero(int x0, int x1, int y0, int y1) const;  // skips exact 0
+  // Number of real pixels strictly above, respectively below, threshold (0 without pixels).
+  int NumValuesAbove(float threshold) const;
+  int NumValuesBelow(float threshold) const;
+  // Number of real pixels strictly above, respectively below, the pixel of ref at the same position
+  // (ref read clamped); 0 when either matrix has no pixels.
+  int NumValuesAbove(const CSSEMatrix& ref) const;
+  int NumValuesBelow(const CSSEMatrix& ref) const;
+  // Sum of the real pixels in double, in the order x outer, y inner (0 without pixels).
+  double IntegrateMatrix() const;
+  // Bilinear read at (x, y), the position clamped to [0, sizeX-1] x [0, sizeY-1] (NaN reads as 0), with
+  // the weights and summation order of ScaleMatrix; 0 without pixels.
+  float GetPixelPreciseFloat(float x, float y) const;
+  // Every real pixel row becomes a copy of row GetRowProcessed() (clamped to the image): extrudes
+  // the processed row over the matrix. Padding is left alone.
+  void FillMatrixWithProcessedRow();
+  // Keeps the real pixels whose pixel in mask (same x, y) is non-zero and sets the others to 0; pixels
+  // outside the mask's extent count as unset, so a mask without pixels clears the matrix. Padding is
+  // left alone.
+  void Stencil(const CSSEcharMatrix& mask);
 
  protected:
   // Unchecked address of pixel (x, y): the caller guarantees storage and in-range coordinates.

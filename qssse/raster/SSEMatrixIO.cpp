@@ -57,9 +57,8 @@ void CSSEMatrix::Serialize(CArchive& ar) {
   if (!SizesPossible(newSizeX, newSizeY)) {
     throw CArchiveException(CArchiveException::badIndex, FileNameOf(ar));
   }
-  // The whole file is an upper bound on what is left to read: a header announcing more is corrupt, and
-  // is rejected before the matrix is touched.
-  if (ar.GetFile() != nullptr && DataBytes(newSizeX, newSizeY) > ar.GetFile()->GetLength()) {
+  // A header announcing more data than is left is corrupt, and is rejected before the matrix is touched.
+  if (DataBytes(newSizeX, newSizeY) > ar.GetBytesRemaining()) {
     throw CArchiveException(CArchiveException::endOfFile, FileNameOf(ar));
   }
   if (rows == nullptr || newSizeX != sizeX || newSizeY != sizeY) Create(newSizeX, newSizeY);

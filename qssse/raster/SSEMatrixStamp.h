@@ -89,7 +89,9 @@ inline void CSSEMatrix::SetTriplePointMin(int x, int y, float v) {
 inline void CSSEMatrix::SetTriplePointMax(int x, int y, float v) {
   StampRect<qssse::detail::StampMax>(x, y, 1, 1, 0, 0, v);
 }
-inline void CSSEMatrix::SetCross(int x, int y, float v) { StampCross<qssse::detail::StampOverwrite>(x, y, v); }
+inline void CSSEMatrix::SetCross(int x, int y, float v) {
+  StampCross<qssse::detail::StampOverwrite>(x, y, v);
+}
 inline void CSSEMatrix::SetCrossMin(int x, int y, float v) { StampCross<qssse::detail::StampMin>(x, y, v); }
 inline void CSSEMatrix::SetCrossMax(int x, int y, float v) { StampCross<qssse::detail::StampMax>(x, y, v); }
 inline void CSSEMatrix::Set3x3BoxPoint(int x, int y, float v) {

@@ -176,3 +176,15 @@ TEST(Archive, LoadingFlushGivesBackTheBytesReadAhead) {
 }
 
 }  // namespace
+
+TEST(Archive, BytesRemainingCountsReadAheadAndTheRestOfTheFile) {
+  CMemFile file(std::vector<unsigned char>(300, 7));
+  CArchive ar(&file, CArchive::load, 128);
+  EXPECT_EQ(ar.GetBytesRemaining(), 300u);
+  std::int32_t v = 0;
+  ar >> v;  // reads a whole buffer ahead
+  EXPECT_EQ(ar.GetBytesRemaining(), 296u);
+  CMemFile out;
+  CArchive storing(&out, CArchive::store);
+  EXPECT_EQ(storing.GetBytesRemaining(), 0u);
+}

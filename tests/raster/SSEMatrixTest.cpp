@@ -130,7 +130,8 @@ TEST(SSEMatrixCopy, CopyIntoEqualSizeKeepsStorageAndAcrossFieldsCopiesEveryRow) 
   EXPECT_EQ(dst.GetMatrixDataDirectly(), before);
   EXPECT_EQ(dst.GetPoint(2, 299), 29902.0f);
   EXPECT_EQ(dst.GetPoint(1, 130), 13001.0f);
-  dst = dst;  // self-assignment does nothing
+  CSSEMatrix& alias = dst;
+  dst = alias;  // self-assignment does nothing
   EXPECT_EQ(dst.GetPoint(1, 130), 13001.0f);
   CSSEMatrix none;
   dst.CopyFromSSEMatrix(none);  // a source without storage leaves the target alone

@@ -1,0 +1,354 @@
+// Mask operations of CSSEMatrix: value replacement, frame reset, the 3-4 chamfer distance, disc erosion
+// and dilation, and Zhang-Suen thinning.
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+
+#include "qssse/raster/AlignedBuffer.h"
+#include "qssse/raster/SSEMatrix.h"
+#include "qssse/vector/SimdOps.h"
+
+using namespace qssse::simd;
+
+void CSSEMatrix::ReplaceValueWithValue(float oldValue, float newValue) {
+  ReplaceValueWithValue(oldValue, newValue, 0.002f);
+}
+
+void CSSEMatrix::ReplaceValueWithValue(float oldValue, float newValue, float tolerance) {
+  const f4 o = splat(oldValue), n = splat(newValue), lo = splat(-tolerance), hi = splat(tolerance);
+  ForEachField([=](__m128* block, std::size_t count) {
+    for (std::size_t i = 0; i < count; ++i) {
+      const f4 d = sub(o, block[i]);
+      block[i] = select(and_(gt(d, lo), lt(d, hi)), n, block[i]);
+    }
+  });
+}
+
+void CSSEMatrix::RemoveFrameArtefacts(int nx, int ny, float value) {
+  if (rows == nullptr) return;
+  const f4 v = splat(value);
+  // 64-bit bounds: no nx or ny can overflow them.
+  const std::int64_t leftEnd = std::min<std::int64_t>(nx, sizeX);
+  const std::int64_t rightBegin = std::max<std::int64_t>(std::int64_t{sizeX} - nx - 1, 0);
+  for (int g = 0; g < sseSizeY; ++g) {
+    __m128* row = rows[g];
+    for (std::int64_t x = 0; x < leftEnd; ++x) row[x] = v;
+    // nx + 1 columns on the right against nx on the left: deliberate, callers' frames rely on it.
+    for (std::int64_t x = rightBegin; x < sizeX; ++x) row[x] = v;
+  }
+  const std::int64_t bands = ny >> 2;
+  const std::int64_t topEnd = std::min<std::int64_t>(bands, sseSizeY);
+  // Again one SIMD row more at the bottom, which also covers the padding row.
+  const std::int64_t bottomBegin = std::max<std::int64_t>(sseSizeY - bands - 1, 0);
+  for (std::int64_t g = 0; g < topEnd; ++g) std::fill(rows[g], rows[g] + sseSizeX, v);
+  for (std::int64_t g = bottomBegin; g < sseSizeY; ++g) std::fill(rows[g], rows[g] + sseSizeX, v);
+}
+
+// ---- Chamfer --------------------------------------------------------------------------------------
+//
+// The plain passes visit (x, y) with y outer and x inner. The SIMD passes visit four pixel rows (one
+// SIMD row, a "band") per element, bands in pass order and columns in pass order within a band, and
+// reproduce the plain order's reads exactly:
+//  - neighbours already visited by the plain order are read final; the diagonal neighbour in the row
+//    not yet visited ((x-1, y+1) forward, (x+1, y-1) backward) is read as it was before the pass, which
+//    for the lanes of the same band means the element saved before it was overwritten;
+//  - the in-band neighbour along y is a serial chain over the four lanes, resolved by four rounds of
+//    shift-and-min (each round finishes one more lane; the extra candidates earlier rounds offer are
+//    never smaller than the final ones, so the minima agree).
+// A candidate c replaces the running minimum m only when c < m, so NaN pixels keep NaN and a NaN
+// neighbour offers nothing; equal candidates are equal values (the pass creates no -0).
+
+namespace {
+
+// (in3, v0, v1, v2): the lanes moved one pixel row down, in3 taken from lane 3 of `above`.
+inline f4 ShiftInFromAbove(f4 v, f4 above) {
+  const f4 rotated = _mm_shuffle_ps(v, v, _MM_SHUFFLE(2, 1, 0, 3));
+  return _mm_move_ss(rotated, _mm_shuffle_ps(above, above, _MM_SHUFFLE(3, 3, 3, 3)));
+}
+
+// (v1, v2, v3, b0): the lanes moved one pixel row up, b0 taken from lane 0 of `below`.
+inline f4 ShiftInFromBelow(f4 v, f4 below) {
+  const f4 t = _mm_move_ss(v, below);
+  return _mm_shuffle_ps(t, t, _MM_SHUFFLE(0, 3, 2, 1));
+}
+
+inline f4 Relax(f4 candidate, f4 m) { return _mm_min_ps(candidate, m); }  // candidate < m ? candidate : m
+
+// Lanes of band g whose pixel rows lie in [yLo, yHi].
+inline f4 LaneMask(int g, int yLo, int yHi) {
+  const int y = 4 * g;
+  auto in = [&](int l) { return (y + l >= yLo && y + l <= yHi) ? -1 : 0; };
+  return _mm_castsi128_ps(_mm_setr_epi32(in(0), in(1), in(2), in(3)));
+}
+
+}  // namespace
+
+void CSSEMatrix::Chamfer() {
+  if (rows == nullptr) return;
+  ReplaceValueWithValue(0.0f, 99999.9f);
+  ReplaceValueWithValue(1.0f, 0.0f);
+  if (sizeX >= 3 && sizeY >= 3) {
+    const f4 three = splat(3.0f), four = splat(4.0f), none = zero();
+    const int yLo = 1, yHi = sizeY - 2, gHi = yHi >> 2;
+    // Forward: left, up (serial), upper-left (final), lower-left (before the pass).
+    for (int g = 0; g <= gHi; ++g) {
+      __m128* row = rows[g];
+      const __m128* above = g > 0 ? rows[g - 1] : nullptr;
+      const __m128* below = g + 1 < sseSizeY ? rows[g + 1] : nullptr;
+      const f4 mask = LaneMask(g, yLo, yHi);
+      f4 prevFinal = row[0], prevOrig = row[0];
+      for (int x = 1; x <= sizeX - 2; ++x) {
+        const f4 cur = row[x];
+        const f4 aboveLeft = above ? above[x - 1] : none, aboveHere = above ? above[x] : none;
+        const f4 belowLeft = below ? below[x - 1] : none;
+        f4 m = Relax(add(prevFinal, three), cur);
+        m = Relax(add(ShiftInFromAbove(prevFinal, aboveLeft), four), m);
+        m = Relax(add(ShiftInFromBelow(prevOrig, belowLeft), four), m);
+        m = select(mask, m, cur);
+        const f4 up = _mm_shuffle_ps(aboveHere, aboveHere, _MM_SHUFFLE(3, 3, 3, 3));
+        for (int round = 0; round < 4; ++round) {
+          const f4 chain = _mm_move_ss(_mm_shuffle_ps(m, m, _MM_SHUFFLE(2, 1, 0, 3)), up);
+          m = select(mask, Relax(add(chain, three), m), m);
+        }
+        row[x] = m;
+        prevOrig = cur;
+        prevFinal = m;
+      }
+    }
+    // Backward: right, down (serial), lower-right (final), upper-right (before the pass).
+    for (int g = gHi; g >= 0; --g) {
+      __m128* row = rows[g];
+      const __m128* above = g > 0 ? rows[g - 1] : nullptr;
+      const __m128* below = g + 1 < sseSizeY ? rows[g + 1] : nullptr;
+      const f4 mask = LaneMask(g, yLo, yHi);
+      f4 prevFinal = row[sizeX - 1], prevOrig = row[sizeX - 1];
+      for (int x = sizeX - 2; x >= 1; --x) {
+        const f4 cur = row[x];
+        const f4 aboveRight = above ? above[x + 1] : none;
+        const f4 belowRight = below ? below[x + 1] : none, belowHere = below ? below[x] : none;
+        f4 m = Relax(add(prevFinal, three), cur);
+        m = Relax(add(ShiftInFromBelow(prevFinal, belowRight), four), m);
+        m = Relax(add(ShiftInFromAbove(prevOrig, aboveRight), four), m);
+        m = select(mask, m, cur);
+        const f4 down = _mm_shuffle_ps(belowHere, belowHere, _MM_SHUFFLE(0, 0, 0, 0));
+        for (int round = 0; round < 4; ++round) {
+          const f4 chain = ShiftInFromBelow(m, down);
+          m = select(mask, Relax(add(chain, three), m), m);
+        }
+        row[x] = m;
+        prevOrig = cur;
+        prevFinal = m;
+      }
+    }
+  }
+  RemoveFrameArtefacts(4, 4, 0.0f);
+}
+
+// ---- Errode / Dilate ------------------------------------------------------------------------------
+//
+// A pixel is eroded when some background pixel of the rectangle lies in its disc. Instead of searching
+// the disc per pixel, the search is split along the axes: vd(x, y) is the distance from (x, y) to the
+// nearest background pixel of column x (within the rectangle), and the disc holds a background pixel
+// exactly when vd(x + dx, y) <= h(dx) for some column offset dx, where h(dx) is the disc's vertical
+// reach at dx (the largest h <= R with dx^2 + h^2 <= R2). That is 2R+1 comparisons per pixel on a
+// row-major array, which the compiler vectorises, instead of O(R^2) clamped reads.
+
+namespace {
+
+constexpr std::uint16_t kNoBackground = 0xFFFF;
+
+// Largest h >= 0 with h * h <= v (v >= 0).
+std::int64_t ISqrt(std::int64_t v) {
+  std::int64_t h = static_cast<std::int64_t>(std::sqrt(static_cast<double>(v)));
+  while (h > 0 && h * h > v) --h;
+  while ((h + 1) * (h + 1) <= v) ++h;
+  return h;
+}
+
+}  // namespace
+
+void CSSEMatrix::Errode(float radius, float bgValue, float fgValue, int x0, int x1, int y0, int y1) {
+  if (!HasPixels()) return;
+  x0 = std::max(x0, 0);
+  x1 = std::min(x1, sizeX - 1);
+  y0 = std::max(y0, 0);
+  y1 = std::min(y1, sizeY - 1);
+  if (x0 > x1 || y0 > y1) return;
+  const int w = x1 - x0 + 1, h = y1 - y0 + 1;
+
+  // R2 = floor(radius^2), R = floor(radius); a radius below 1 (or NaN) reaches no neighbour, which gives
+  // the same result as the plain loops for 0 <= radius < 1 (the pixel itself is not background) and
+  // for negative radii (empty window). R is capped at the rectangle's extent, beyond which it finds
+  // nothing new.
+  std::int64_t r = 0, r2 = 0;
+  if (radius >= 1.0f) {
+    const float rr = radius * radius;
+    r2 = rr >= 4.0e18f ? std::int64_t{4000000000000000000} : static_cast<std::int64_t>(std::floor(rr));
+    r = radius >= 1.0e9f ? std::int64_t{1000000000} : static_cast<std::int64_t>(std::floor(radius));
+  }
+  r = std::min<std::int64_t>(r, std::max(w, h));
+
+  qssse::AlignedBuffer<std::uint16_t> vd(static_cast<std::size_t>(w) * static_cast<std::size_t>(h));
+  qssse::AlignedBuffer<std::uint8_t> hit(static_cast<std::size_t>(w));
+
+  // 1. vertical distance to the nearest background pixel, downward then upward
+  for (int y = 0; y < h; ++y) {
+    std::uint16_t* out = &vd[static_cast<std::size_t>(y) * w];
+    const std::uint16_t* prev = y > 0 ? out - w : nullptr;
+    const float* p = pixel(x0, y0 + y);
+    for (int x = 0; x < w; ++x) {
+      const std::uint16_t above = prev ? prev[x] : kNoBackground;
+      out[x] =
+          p[4 * x] == bgValue ? 0 : static_cast<std::uint16_t>(above == kNoBackground ? above : above + 1);
+    }
+  }
+  for (int y = h - 2; y >= 0; --y) {
+    std::uint16_t* out = &vd[static_cast<std::size_t>(y) * w];
+    const std::uint16_t* next = out + w;
+    for (int x = 0; x < w; ++x) {
+      const std::uint16_t fromBelow = next[x] == kNoBackground ? kNoBackground : next[x] + 1;
+      out[x] = std::min(out[x], fromBelow);
+    }
+  }
+
+  // 2. per row: does some column offset dx reach a background pixel within the disc?
+  for (int y = 0; y < h; ++y) {
+    const std::uint16_t* row = &vd[static_cast<std::size_t>(y) * w];
+    std::uint8_t* acc = hit.get();
+    std::fill(acc, acc + w, std::uint8_t{0});
+    for (std::int64_t dx = -r; dx <= r; ++dx) {
+      if (dx * dx > r2) continue;
+      // Vertical distances never exceed h - 1 < kNoBackground, so the cap keeps "none" unreachable.
+      const auto reach = static_cast<std::uint16_t>(std::min<std::int64_t>({ISqrt(r2 - dx * dx), r, h - 1}));
+      const int begin = static_cast<int>(std::max<std::int64_t>(0, -dx));
+      const int end = static_cast<int>(std::min<std::int64_t>(w, w - dx));
+      const std::ptrdiff_t shift = static_cast<std::ptrdiff_t>(dx);
+      for (int x = begin; x < end; ++x) acc[x] |= static_cast<std::uint8_t>(row[x + shift] <= reach);
+    }
+    // 3. write: background stays, every other pixel is binarised
+    float* p = pixel(x0, y0 + y);
+    for (int x = 0; x < w; ++x) {
+      float& v = p[4 * x];
+      if (v != bgValue) v = acc[x] ? bgValue : fgValue;
+    }
+  }
+}
+
+void CSSEMatrix::Dilate(float radius, float a, float b, int x0, int x1, int y0, int y1) {
+  Errode(radius, b, a, x0, x1, y0, y1);
+}
+
+// ---- ZhangSuen ------------------------------------------------------------------------------------
+//
+// The plain method rescans the whole image in every sub-iteration. Only pixels with a background
+// neighbour can ever be marked (A = 1 needs a 0 in the ring), and a pixel gains background neighbours
+// only when a neighbour is deleted, so each sub-iteration examines just the list of such "contour"
+// pixels, extended by the foreground neighbours of the pixels it deleted. Marks are still all taken
+// before any deletion, so the order of the list does not matter. The neighbour test is one table
+// lookup on the 8-bit ring code.
+
+namespace {
+
+// Ring bits: N, NE, E, SE, S, SW, W, NW = bits 0..7.
+constexpr bool ZhangSuenMarks(int code, int sub) {
+  const auto bit = [code](int i) { return (code >> (i & 7)) & 1; };
+  int a = 0, c = 0;
+  for (int i = 0; i < 8; ++i) {
+    c += bit(i);
+    a += (bit(i) == 0 && bit(i + 1) == 1) ? 1 : 0;
+  }
+  const int n = bit(0), e = bit(2), s = bit(4), w = bit(6);
+  // 3 <= C, not the published 2: end points of two neighbours are kept (deliberate).
+  if (a != 1 || c < 3 || c > 6) return false;
+  return sub == 0 ? (n * e * s == 0 && e * s * w == 0) : (n * e * w == 0 && n * s * w == 0);
+}
+
+struct ZhangSuenTable {
+  bool marks[2][256];
+  constexpr ZhangSuenTable() : marks{} {
+    for (int sub = 0; sub < 2; ++sub)
+      for (int code = 0; code < 256; ++code) marks[sub][code] = ZhangSuenMarks(code, sub);
+  }
+};
+constexpr ZhangSuenTable kZhangSuen;
+
+constexpr std::uint8_t kFg = 1, kListed = 2, kInterior = 4;
+
+inline int RingCode(const std::uint8_t* b, std::ptrdiff_t i, std::ptrdiff_t w) {
+  return (b[i - w] & 1) | (b[i - w + 1] & 1) << 1 | (b[i + 1] & 1) << 2 | (b[i + w + 1] & 1) << 3 |
+         (b[i + w] & 1) << 4 | (b[i + w - 1] & 1) << 5 | (b[i - 1] & 1) << 6 | (b[i - w - 1] & 1) << 7;
+}
+
+}  // namespace
+
+void CSSEMatrix::ZhangSuen(float threshold) {
+  if (rows == nullptr) return;
+  if (sizeX < 3 || sizeY < 3) {
+    // No interior pixel: the write-back leaves everything 0.
+    Clear();
+    return;
+  }
+  const std::ptrdiff_t w = sizeX;
+  const std::size_t n = static_cast<std::size_t>(sizeX) * static_cast<std::size_t>(sizeY);
+  const std::size_t interior = static_cast<std::size_t>(sizeX - 2) * static_cast<std::size_t>(sizeY - 2);
+  qssse::AlignedBuffer<std::uint8_t> image(n);
+  qssse::AlignedBuffer<std::int32_t> list(interior);
+  qssse::AlignedBuffer<std::int32_t> marked(interior);
+  std::uint8_t* b = image.get();
+
+  // 1. binarise; flag the interior, the only pixels that are ever examined
+  for (int y = 0; y < sizeY; ++y) {
+    const bool innerRow = y >= 1 && y <= sizeY - 2;
+    for (int x = 0; x < sizeX; ++x) {
+      const bool inner = innerRow && x >= 1 && x <= sizeX - 2;
+      b[y * w + x] =
+          static_cast<std::uint8_t>((threshold < *pixel(x, y) ? kFg : 0) | (inner ? kInterior : 0));
+    }
+  }
+  std::size_t listed = 0;
+  for (int y = 1; y <= sizeY - 2; ++y) {
+    for (int x = 1; x <= sizeX - 2; ++x) {
+      const std::ptrdiff_t i = y * w + x;
+      if ((b[i] & kFg) && RingCode(b, i, w) != 0xFF) {
+        b[i] |= kListed;
+        list[listed++] = static_cast<std::int32_t>(i);
+      }
+    }
+  }
+
+  // 2. sub-iterations; stop after the first one that deletes nothing (deliberately not waiting for a
+  //    whole iteration without deletions)
+  static constexpr std::ptrdiff_t kRing[8][2] = {{0, -1}, {1, -1}, {1, 0},  {1, 1},
+                                                 {0, 1},  {-1, 1}, {-1, 0}, {-1, -1}};
+  for (int step = 0; step < 2 * 1000; ++step) {
+    const bool* table = kZhangSuen.marks[step & 1];
+    std::size_t count = 0;
+    for (std::size_t k = 0; k < listed; ++k) {
+      if (table[RingCode(b, list[k], w)]) marked[count++] = list[k];
+    }
+    if (count == 0) break;
+    for (std::size_t k = 0; k < count; ++k) b[marked[k]] &= static_cast<std::uint8_t>(~(kFg | kListed));
+    std::size_t kept = 0;
+    for (std::size_t k = 0; k < listed; ++k) {
+      if (b[list[k]] & kFg) list[kept++] = list[k];
+    }
+    listed = kept;
+    for (std::size_t k = 0; k < count; ++k) {
+      for (const auto& d : kRing) {
+        const std::ptrdiff_t j = marked[k] + d[1] * w + d[0];
+        if ((b[j] & (kFg | kListed | kInterior)) == (kFg | kInterior)) {
+          b[j] |= kListed;
+          list[listed++] = static_cast<std::int32_t>(j);
+        }
+      }
+    }
+  }
+
+  // 3. write back: all 0, then 1.0 on the remaining interior pixels
+  Clear();
+  for (int y = 1; y <= sizeY - 2; ++y) {
+    for (int x = 1; x <= sizeX - 2; ++x) {
+      if (b[y * w + x] & kFg) *pixel(x, y) = 1.0f;
+    }
+  }
+}

@@ -1,0 +1,407 @@
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstring>
+#include <limits>
+#include <random>
+#include <vector>
+
+#include "qssse/raster/SSEMatrix.h"
+
+namespace {
+
+// ---- plain oracles: the operations written as directly as they read --------------------------------
+
+void PlainReplace(CSSEMatrix& m, float oldValue, float newValue) {
+  for (int g = 0; g < m.GetSSESizeY(); ++g) {
+    float* f = reinterpret_cast<float*>(m.GetMatrixDataDirectly()[g]);
+    for (int i = 0; i < 4 * m.GetSSESizeX(); ++i) {
+      const float d = oldValue - f[i];
+      if (d > -0.002f && d < 0.002f) f[i] = newValue;
+    }
+  }
+}
+
+void PlainChamfer(CSSEMatrix& m) {
+  CSSEMatrix t(m);
+  PlainReplace(t, 0.0f, 99999.9f);
+  PlainReplace(t, 1.0f, 0.0f);
+  auto relax = [&](int x, int y, std::initializer_list<float> candidates) {
+    float v = t.GetPoint(x, y);
+    for (float c : candidates)
+      if (c < v) v = c;
+    t.SetPoint(x, y, v);
+  };
+  const int sx = t.GetSizeX(), sy = t.GetSizeY();
+  for (int y = 1; y <= sy - 2; ++y)
+    for (int x = 1; x <= sx - 2; ++x)
+      relax(x, y,
+            {t.GetPoint(x - 1, y) + 3, t.GetPoint(x, y - 1) + 3, t.GetPoint(x - 1, y - 1) + 4,
+             t.GetPoint(x - 1, y + 1) + 4});
+  for (int y = sy - 2; y >= 1; --y)
+    for (int x = sx - 2; x >= 1; --x)
+      relax(x, y,
+            {t.GetPoint(x + 1, y) + 3, t.GetPoint(x, y + 1) + 3, t.GetPoint(x + 1, y + 1) + 4,
+             t.GetPoint(x + 1, y - 1) + 4});
+  t.RemoveFrameArtefacts(4, 4, 0.0f);
+  m.CopyFromSSEMatrix(t);
+}
+
+void PlainErrode(CSSEMatrix& m, float radius, float bg, float fg, int x0, int x1, int y0, int y1) {
+  const CSSEMatrix t(m);
+  x0 = std::max(x0, 0);
+  x1 = std::min(x1, m.GetSizeX() - 1);
+  y0 = std::max(y0, 0);
+  y1 = std::min(y1, m.GetSizeY() - 1);
+  const int r2 = static_cast<int>(std::floor(radius * radius)), r = static_cast<int>(std::floor(radius));
+  for (int x = x0; x <= x1; ++x) {
+    for (int y = y0; y <= y1; ++y) {
+      if (m.GetPoint(x, y) == bg) continue;
+      bool found = false;
+      for (int i = std::max(x - r, x0); i <= std::min(x + r, x1) && !found; ++i)
+        for (int j = std::max(y - r, y0); j <= std::min(y + r, y1) && !found; ++j)
+          found = (x - i) * (x - i) + (y - j) * (y - j) <= r2 && t.GetPoint(i, j) == bg;
+      m.SetPoint(x, y, found ? bg : fg);
+    }
+  }
+}
+
+// stopAfterWholeIteration = true gives the published stopping rule, for the test that tells them apart.
+void PlainZhangSuen(CSSEMatrix& m, float threshold, bool stopAfterWholeIteration = false) {
+  const int sx = m.GetSizeX(), sy = 4 * m.GetSSESizeY();
+  std::vector<std::vector<int>> b(sy, std::vector<int>(sx, 0)), mark = b;
+  for (int y = 0; y < sy; ++y)
+    for (int x = 0; x < sx; ++x)
+      b[y][x] = threshold < reinterpret_cast<float*>(m.GetMatrixDataDirectly()[y >> 2])[4 * x + (y & 3)];
+  for (int it = 0; it < 1000; ++it) {
+    int deletedInIteration = 0;
+    for (int sub = 0; sub < 2; ++sub) {
+      for (int y = 1; y <= m.GetSizeY() - 2; ++y) {
+        for (int x = 1; x <= sx - 2; ++x) {
+          if (b[y][x] != 1) continue;
+          const int p[9] = {b[y - 1][x],     b[y - 1][x + 1], b[y][x + 1],     b[y + 1][x + 1], b[y + 1][x],
+                            b[y + 1][x - 1], b[y][x - 1],     b[y - 1][x - 1], b[y - 1][x]};
+          int a = 0, c = 0;
+          for (int k = 0; k < 8; ++k) {
+            c += p[k];
+            a += p[k] == 0 && p[k + 1] == 1;
+          }
+          const int n = p[0], e = p[2], s = p[4], w = p[6];
+          const bool side =
+              sub == 0 ? (n * e * s == 0 && e * s * w == 0) : (n * e * w == 0 && n * s * w == 0);
+          if (a == 1 && c >= 3 && c <= 6 && side) mark[y][x] = 1;
+        }
+      }
+      int deleted = 0;
+      for (int y = 0; y < sy; ++y)
+        for (int x = 0; x < sx; ++x)
+          if (mark[y][x]) {
+            b[y][x] = 0;
+            mark[y][x] = 0;
+            ++deleted;
+          }
+      deletedInIteration += deleted;
+      if (deleted == 0 && !stopAfterWholeIteration) goto done;
+    }
+    if (deletedInIteration == 0) break;
+  }
+done:
+  m.Clear();
+  for (int y = 1; y <= m.GetSizeY() - 2; ++y)
+    for (int x = 1; x <= sx - 2; ++x)
+      if (b[y][x]) m.SetPoint(x, y, 1.0f);
+}
+
+// ---- helpers --------------------------------------------------------------------------------------
+
+CSSEMatrix FromRows(const std::vector<std::vector<float>>& rows) {
+  CSSEMatrix m;
+  m.Create(static_cast<int>(rows[0].size()), static_cast<int>(rows.size()));
+  for (int y = 0; y < m.GetSizeY(); ++y)
+    for (int x = 0; x < m.GetSizeX(); ++x) m.SetPoint(x, y, rows[y][x]);
+  return m;
+}
+
+std::vector<std::vector<float>> ToRows(const CSSEMatrix& m) {
+  std::vector<std::vector<float>> rows(m.GetSizeY(), std::vector<float>(m.GetSizeX()));
+  for (int y = 0; y < m.GetSizeY(); ++y)
+    for (int x = 0; x < m.GetSizeX(); ++x) rows[y][x] = m.GetPoint(x, y);
+  return rows;
+}
+
+// Every element, padding included, bit for bit.
+bool SameBits(const CSSEMatrix& a, const CSSEMatrix& b) {
+  if (a.GetSizeX() != b.GetSizeX() || a.GetSizeY() != b.GetSizeY()) return false;
+  for (int g = 0; g < a.GetSSESizeY(); ++g)
+    if (std::memcmp(a.GetMatrixDataDirectly()[g], b.GetMatrixDataDirectly()[g], 16 * a.GetSSESizeX()) != 0)
+      return false;
+  return true;
+}
+
+// A random 0/1 mask (ones with probability 1/density), padding included; `extras` adds preset values.
+CSSEMatrix RandomMask(std::mt19937& rng, int sx, int sy, int density, bool extras = false) {
+  CSSEMatrix m;
+  m.Create(sx, sy);
+  for (int g = 0; g < m.GetSSESizeY(); ++g) {
+    float* f = reinterpret_cast<float*>(m.GetMatrixDataDirectly()[g]);
+    for (int i = 0; i < 4 * sx; ++i) {
+      const unsigned r = rng() % 40;
+      f[i] = rng() % density == 0 ? 1.0f : 0.0f;
+      if (extras && r == 0) f[i] = static_cast<float>(rng() % 10) + 0.1f;
+      if (extras && r == 1) f[i] = std::numeric_limits<float>::quiet_NaN();
+    }
+  }
+  return m;
+}
+
+constexpr float kFar = 99999.8984375f;
+
+// ---- ReplaceValueWithValue and RemoveFrameArtefacts -------------------------------------------------
+
+TEST(SSEMatrixMorphology, ReplaceValueWithValueUsesAnOpenToleranceOf0002) {
+  CSSEMatrix m = FromRows({{1.0015f, 0.9985f, 1.003f, 0.997f, std::nanf("")}});
+  m.ReplaceValueWithValue(1.0f, 5.0f);
+  EXPECT_EQ(ToRows(m)[0][0], 5.0f);
+  EXPECT_EQ(ToRows(m)[0][1], 5.0f);
+  EXPECT_EQ(ToRows(m)[0][2], 1.003f);
+  EXPECT_EQ(ToRows(m)[0][3], 0.997f);
+  EXPECT_TRUE(std::isnan(ToRows(m)[0][4]));
+  // The padding lanes (0) are replaced too.
+  m.ReplaceValueWithValue(0.0f, 9.0f);
+  EXPECT_EQ(reinterpret_cast<float*>(m.GetMatrixDataDirectly()[0])[1], 9.0f);
+}
+
+TEST(SSEMatrixMorphology, ReplaceValueWithValueTakesTheScanConvertersTolerance) {
+  CSSEMatrix m = FromRows({{-999999.875f, -999999.0f, -999998.875f}});
+  m.ReplaceValueWithValue(-999999.9f, 0.0f, 1.0f);
+  EXPECT_EQ(ToRows(m)[0], (std::vector<float>{0.0f, 0.0f, -999998.875f}));
+}
+
+TEST(SSEMatrixMorphology, RemoveFrameArtefactsSetsOneMoreColumnRightAndOneMoreSimdRowAtTheBottom) {
+  CSSEMatrix m;
+  m.Create(10, 12);  // sseSizeY 4
+  m.Fill(7.0f);
+  m.RemoveFrameArtefacts(2, 4, 0.0f);
+  for (int y = 0; y < 16; ++y) {
+    for (int x = 0; x < 10; ++x) {
+      const float v = reinterpret_cast<float*>(m.GetMatrixDataDirectly()[y >> 2])[4 * x + (y & 3)];
+      // Left: columns 0, 1. Right: 7, 8, 9 (nx + 1). Top: SIMD row 0. Bottom: SIMD rows 2 and 3.
+      const bool frame = x < 2 || x >= 7 || y < 4 || y >= 8;
+      EXPECT_EQ(v, frame ? 0.0f : 7.0f) << x << "," << y;
+    }
+  }
+}
+
+TEST(SSEMatrixMorphology, RemoveFrameArtefactsWithZeroWidthStillResetsTheLastColumnAndPaddingRow) {
+  CSSEMatrix m;
+  m.Create(5, 4);  // sseSizeY 2
+  m.Fill(7.0f);
+  m.RemoveFrameArtefacts(0, 0, 0.0f);
+  EXPECT_EQ(m.GetPoint(4, 0), 0.0f);
+  EXPECT_EQ(m.GetPoint(3, 3), 7.0f);
+  EXPECT_EQ(reinterpret_cast<float*>(m.GetMatrixDataDirectly()[1])[0], 0.0f);
+  m.Fill(7.0f);
+  m.RemoveFrameArtefacts(std::numeric_limits<int>::min(), std::numeric_limits<int>::min(), 0.0f);
+  EXPECT_EQ(m.GetPoint(4, 3), 7.0f);
+}
+
+// ---- Chamfer --------------------------------------------------------------------------------------
+
+TEST(SSEMatrixMorphology, ChamferMarksAxialNeighboursWithThreeAndDiagonalsWithFour) {
+  CSSEMatrix m;
+  m.Create(16, 16);
+  m.SetPoint(8, 8, 1.0f);
+  m.Chamfer();
+  EXPECT_EQ(m.GetPoint(8, 8), 0.0f);
+  for (auto [x, y] : {std::pair{7, 8}, {9, 8}, {8, 7}, {8, 9}}) EXPECT_EQ(m.GetPoint(x, y), 3.0f);
+  for (auto [x, y] : {std::pair{7, 7}, {9, 9}, {9, 7}, {7, 9}}) EXPECT_EQ(m.GetPoint(x, y), 4.0f);
+  // Frame: four left columns, five right ones, the top SIMD row, the two bottom SIMD rows (12..19).
+  for (int y = 0; y < 16; ++y) {
+    for (int x = 0; x < 16; ++x) {
+      if (x < 4 || x > 10 || y < 4 || y > 11) {
+        EXPECT_EQ(m.GetPoint(x, y), 0.0f) << x << "," << y;
+      }
+    }
+  }
+}
+
+TEST(SSEMatrixMorphology, ChamferDoesNotChainAlongTheAntiDiagonal) {
+  // The masks run along x: the forward pass reads the lower-left neighbour before the pass reached it,
+  // so steps towards the upper right are never chained. Two such steps cost 10, not the textbook 8.
+  CSSEMatrix m;
+  m.Create(16, 16);
+  m.SetPoint(5, 9, 1.0f);
+  m.Chamfer();
+  EXPECT_EQ(m.GetPoint(6, 8), 4.0f);
+  EXPECT_EQ(m.GetPoint(7, 7), 10.0f);
+  EXPECT_EQ(m.GetPoint(7, 11), 8.0f);  // towards the lower right the forward pass chains normally
+}
+
+TEST(SSEMatrixMorphology, ChamferOfAMaskWithoutObjectKeepsTheFarValueInside) {
+  CSSEMatrix m;
+  m.Create(16, 16);
+  m.Chamfer();
+  EXPECT_EQ(m.GetPoint(4, 4), kFar);
+  EXPECT_EQ(m.GetPoint(10, 11), kFar);
+  EXPECT_EQ(m.GetPoint(11, 11), 0.0f);
+  EXPECT_EQ(m.GetPoint(3, 8), 0.0f);
+}
+
+TEST(SSEMatrixMorphology, ChamferEqualsThePlainPassesOnRandomMasksOfEverySmallSize) {
+  std::mt19937 rng(42);
+  for (int sy = 1; sy <= 13; ++sy) {
+    for (int sx = 1; sx <= 9; ++sx) {
+      for (int density : {2, 9}) {
+        CSSEMatrix fast = RandomMask(rng, sx, sy, density, true), plain(fast);
+        fast.Chamfer();
+        PlainChamfer(plain);
+        ASSERT_TRUE(SameBits(fast, plain)) << sx << " x " << sy;
+      }
+    }
+  }
+  for (int k = 0; k < 6; ++k) {
+    CSSEMatrix fast = RandomMask(rng, 20 + k * 7, 130 + k * 3, 40, k % 2 == 1), plain(fast);
+    fast.Chamfer();
+    PlainChamfer(plain);
+    ASSERT_TRUE(SameBits(fast, plain)) << k;
+  }
+}
+
+// ---- Errode and Dilate ----------------------------------------------------------------------------
+
+TEST(SSEMatrixMorphology, ErrodeWithRadiusOneUsesTheCrossAndWithOnePointFiveTheBox) {
+  const std::vector<std::vector<float>> start = {
+      {1, 1, 1, 1, 1}, {1, 1, 1, 1, 1}, {1, 1, 0, 1, 1}, {1, 1, 1, 1, 1}, {1, 1, 1, 1, 1}};
+  CSSEMatrix cross = FromRows(start), box = FromRows(start);
+  cross.Errode(1.0f, 0.0f, 1.0f, 0, 4, 0, 4);
+  box.Errode(1.5f, 0.0f, 1.0f, 0, 4, 0, 4);
+  EXPECT_EQ(ToRows(cross),
+            (std::vector<std::vector<float>>{
+                {1, 1, 1, 1, 1}, {1, 1, 0, 1, 1}, {1, 0, 0, 0, 1}, {1, 1, 0, 1, 1}, {1, 1, 1, 1, 1}}));
+  EXPECT_EQ(ToRows(box),
+            (std::vector<std::vector<float>>{
+                {1, 1, 1, 1, 1}, {1, 0, 0, 0, 1}, {1, 0, 0, 0, 1}, {1, 0, 0, 0, 1}, {1, 1, 1, 1, 1}}));
+}
+
+TEST(SSEMatrixMorphology, ErrodeIgnoresBackgroundOutsideTheRectangleAndBinarisesInside) {
+  CSSEMatrix m = FromRows({{0, 5, 5, 5}, {0, 5, 7, 5}, {0, 5, 5, 5}});
+  m.Errode(1.5f, 0.0f, 1.0f, 1, 100, -3, 100);  // clamped to columns 1..3, rows 0..2
+  EXPECT_EQ(ToRows(m), (std::vector<std::vector<float>>{{0, 1, 1, 1}, {0, 1, 1, 1}, {0, 1, 1, 1}}));
+  m.Errode(1.5f, 0.0f, 1.0f, 0, 3, 0, 2);  // now column 0 is inside and erodes its neighbours
+  EXPECT_EQ(ToRows(m), (std::vector<std::vector<float>>{{0, 0, 1, 1}, {0, 0, 1, 1}, {0, 0, 1, 1}}));
+}
+
+TEST(SSEMatrixMorphology, ErrodeWithoutReachOnlyBinarisesAndEmptyRectanglesDoNothing) {
+  for (float radius : {0.0f, 0.5f, -2.0f, std::nanf("")}) {
+    CSSEMatrix m = FromRows({{0, 3, 4}, {2, 0, 9}});
+    m.Errode(radius, 0.0f, 1.0f, 0, 2, 0, 1);
+    EXPECT_EQ(ToRows(m), (std::vector<std::vector<float>>{{0, 1, 1}, {1, 0, 1}})) << radius;
+  }
+  CSSEMatrix m = FromRows({{0, 3, 4}});
+  m.Errode(2.0f, 0.0f, 1.0f, 2, 1, 0, 0);
+  m.Errode(2.0f, 0.0f, 1.0f, 5, 9, 0, 0);
+  EXPECT_EQ(ToRows(m)[0], (std::vector<float>{0, 3, 4}));
+  CSSEMatrix empty;
+  empty.Errode(2.0f, 0.0f, 1.0f, 0, 9, 0, 9);
+  EXPECT_FALSE(empty.HasPixels());
+}
+
+TEST(SSEMatrixMorphology, DilateIsErrodeWithTheValuesSwapped) {
+  // Dilate(r, a, b) = Errode(r, b, a): pixels near b become b, so Dilate(r, 0, 1) grows the 1 region.
+  CSSEMatrix m = FromRows({{0, 0, 0, 0}, {0, 1, 0, 0}, {0, 0, 0, 0}});
+  m.Dilate(1.0f, 0.0f, 1.0f, 0, 3, 0, 2);
+  EXPECT_EQ(ToRows(m), (std::vector<std::vector<float>>{{0, 1, 0, 0}, {1, 1, 1, 0}, {0, 1, 0, 0}}));
+}
+
+TEST(SSEMatrixMorphology, ErrodeEqualsThePlainSearchOnRandomMasksRadiiAndRectangles) {
+  std::mt19937 rng(42);
+  const float radii[] = {0.0f, 1.0f, 1.5f, 2.0f, 2.3f, 3.0f, 4.99f, 7.0f, 1e6f};
+  for (int sy = 1; sy <= 9; ++sy) {
+    for (int sx = 1; sx <= 9; ++sx) {
+      for (float radius : radii) {
+        CSSEMatrix fast = RandomMask(rng, sx, sy, 3), plain(fast);
+        const int x0 = static_cast<int>(rng() % 12) - 3, x1 = static_cast<int>(rng() % 12) - 1;
+        const int y0 = static_cast<int>(rng() % 12) - 3, y1 = static_cast<int>(rng() % 12) - 1;
+        const float plainRadius = radius > 100.0f ? 100.0f : radius;  // the plain loops need no more
+        fast.Errode(radius, 1.0f, 0.0f, x0, x1, y0, y1);
+        PlainErrode(plain, plainRadius, 1.0f, 0.0f, x0, x1, y0, y1);
+        ASSERT_TRUE(SameBits(fast, plain)) << sx << " x " << sy << " r " << radius;
+      }
+    }
+  }
+  CSSEMatrix fast = RandomMask(rng, 61, 67, 25), plain(fast);
+  fast.Errode(3.0f, 1.0f, 0.0f, 2, 58, 1, 66);
+  PlainErrode(plain, 3.0f, 1.0f, 0.0f, 2, 58, 1, 66);
+  EXPECT_TRUE(SameBits(fast, plain));
+}
+
+// ---- ZhangSuen ------------------------------------------------------------------------------------
+
+TEST(SSEMatrixMorphology, ZhangSuenDeletesAnIsolatedTwoByTwoBlockAndKeepsALonePixel) {
+  CSSEMatrix block;
+  block.Create(6, 6);
+  for (int y = 2; y <= 3; ++y)
+    for (int x = 2; x <= 3; ++x) block.SetPoint(x, y, 5.0f);
+  block.ZhangSuen(0.5f);
+  EXPECT_EQ(block.NumValuesAbove(0.0f), 0);
+
+  CSSEMatrix lone;
+  lone.Create(5, 5);
+  lone.SetPoint(2, 2, 5.0f);
+  lone.SetPoint(0, 0, 5.0f);  // border pixels always end 0
+  lone.ZhangSuen(0.5f);
+  EXPECT_EQ(lone.GetPoint(2, 2), 1.0f);
+  EXPECT_EQ(lone.NumValuesAbove(0.0f), 1);
+}
+
+TEST(SSEMatrixMorphology, ZhangSuenKeepsEndPointsWithTwoNeighbours) {
+  // With the published lower bound 2, the two arms of this L (one neighbour pair each) would go.
+  CSSEMatrix m = FromRows({{0, 0, 0, 0, 0}, {0, 1, 1, 0, 0}, {0, 1, 0, 0, 0}, {0, 0, 0, 0, 0}});
+  m.ZhangSuen(0.5f);
+  EXPECT_EQ(ToRows(m), (std::vector<std::vector<float>>{
+                           {0, 0, 0, 0, 0}, {0, 1, 1, 0, 0}, {0, 1, 0, 0, 0}, {0, 0, 0, 0, 0}}));
+}
+
+TEST(SSEMatrixMorphology, ZhangSuenStopsAfterTheFirstSubIterationWithoutDeletions) {
+  // No pixel here meets the first sub-iteration's test; the second would delete (2, 2) (C = 6, A = 1,
+  // N = 0), so stopping only after a whole iteration without deletions would remove it.
+  const std::vector<std::vector<float>> start = {{0, 0, 0, 0, 0, 0}, {0, 1, 0, 0, 1, 0}, {0, 1, 1, 1, 0, 0},
+                                                 {0, 1, 1, 1, 0, 0}, {0, 1, 0, 1, 0, 0}, {0, 0, 0, 0, 0, 0}};
+  CSSEMatrix ours = FromRows(start), published = FromRows(start);
+  ours.ZhangSuen(0.5f);
+  PlainZhangSuen(published, 0.5f, true);
+  EXPECT_EQ(ToRows(ours), start);
+  EXPECT_EQ(ToRows(published)[2], (std::vector<float>{0, 1, 0, 1, 0, 0}));
+}
+
+TEST(SSEMatrixMorphology, ZhangSuenEqualsThePlainScanOnRandomImages) {
+  std::mt19937 rng(42);
+  for (int sy = 1; sy <= 9; ++sy) {
+    for (int sx = 1; sx <= 9; ++sx) {
+      for (int density : {2, 3}) {
+        CSSEMatrix fast = RandomMask(rng, sx, sy, density, true), plain(fast);
+        fast.ZhangSuen(0.5f);
+        PlainZhangSuen(plain, 0.5f);
+        ASSERT_TRUE(SameBits(fast, plain)) << sx << " x " << sy;
+      }
+    }
+  }
+  // Blobs: discs of random centres and radii, thick enough for many iterations.
+  for (int k = 0; k < 4; ++k) {
+    CSSEMatrix fast;
+    fast.Create(70, 60);
+    for (int d = 0; d < 5; ++d) {
+      const int cx = static_cast<int>(rng() % 70), cy = static_cast<int>(rng() % 60),
+                r = 3 + static_cast<int>(rng() % 15);
+      for (int y = 0; y < 60; ++y)
+        for (int x = 0; x < 70; ++x)
+          if ((x - cx) * (x - cx) + (y - cy) * (y - cy) <= r * r) fast.SetPoint(x, y, 2.0f);
+    }
+    CSSEMatrix plain(fast);
+    fast.ZhangSuen(1.0f);
+    PlainZhangSuen(plain, 1.0f);
+    ASSERT_TRUE(SameBits(fast, plain)) << k;
+  }
+}
+
+}  // namespace

@@ -1,0 +1,100 @@
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <random>
+
+#include "qssse/raster/SSEMatrix.h"
+
+namespace {
+
+CSSEMatrix Random(std::mt19937& rng, int sx, int sy) {
+  CSSEMatrix m;
+  m.Create(sx, sy);
+  for (int y = 0; y < sy; ++y)
+    for (int x = 0; x < sx; ++x) m.SetPoint(x, y, static_cast<float>(rng() % 1000) * 0.37f - 50.0f);
+  return m;
+}
+
+bool SameBits(const CSSEMatrix& a, const CSSEMatrix& b) {
+  if (a.GetSizeX() != b.GetSizeX() || a.GetSizeY() != b.GetSizeY()) return false;
+  for (int g = 0; g < a.GetSSESizeY(); ++g)
+    if (std::memcmp(a.GetMatrixDataDirectly()[g], b.GetMatrixDataDirectly()[g], 16 * a.GetSSESizeX()) != 0)
+      return false;
+  return true;
+}
+
+TEST(SSEMatrixScale, UpscalingIsCornerAlignedAndRepeatsTheBorder) {
+  CSSEMatrix m;
+  m.Create(4, 4);
+  for (int y = 0; y < 4; ++y)
+    for (int x = 0; x < 4; ++x) m.SetPoint(x, y, static_cast<float>(10 * y + x));
+  m.ScaleMatrix(8, 8);
+  ASSERT_EQ(m.GetSizeX(), 8);
+  EXPECT_EQ(m.GetPoint(0, 0), 0.0f);
+  EXPECT_EQ(m.GetPoint(1, 0), 0.5f);
+  EXPECT_EQ(m.GetPoint(2, 3), 16.0f);  // source (1, 1.5)
+  EXPECT_EQ(m.GetPoint(7, 7), 33.0f);  // source (3.5, 3.5), clamped to (3, 3)
+  EXPECT_EQ(reinterpret_cast<float*>(m.GetMatrixDataDirectly()[2])[4 * 5], 0.0f);  // padding = source (0, 0)
+}
+
+TEST(SSEMatrixScale, DownscalingPicksPixelsWithoutAveraging) {
+  CSSEMatrix m;
+  m.Create(8, 8);
+  for (int y = 0; y < 8; ++y)
+    for (int x = 0; x < 8; ++x) m.SetPoint(x, y, static_cast<float>(10 * y + x));
+  m.ScaleMatrix_SSE(4, 4);
+  for (int y = 0; y < 4; ++y)
+    for (int x = 0; x < 4; ++x) EXPECT_EQ(m.GetPoint(x, y), static_cast<float>(20 * y + 2 * x));
+}
+
+TEST(SSEMatrixScale, SameSizeReproducesAndBadSizesDoNothing) {
+  std::mt19937 rng(42);
+  CSSEMatrix m = Random(rng, 7, 9), before(m);
+  m.ScaleMatrix(7, 9);
+  for (int y = 0; y < 9; ++y)
+    for (int x = 0; x < 7; ++x) EXPECT_EQ(m.GetPoint(x, y), before.GetPoint(x, y));
+  for (auto [nx, ny] : {std::pair{0, 3}, {3, 0}, {-2, 5}}) {
+    m.ScaleMatrix(nx, ny);
+    m.ScaleMatrix_SSE(nx, ny);
+    EXPECT_EQ(m.GetSizeX(), 7);
+  }
+  CSSEMatrix empty;
+  empty.ScaleMatrix_SSE(4, 4);
+  EXPECT_FALSE(empty.HasPixels());
+}
+
+TEST(SSEMatrixScale, SimdFormEqualsThePlainLoopOnEveryPixel) {
+  std::mt19937 rng(42);
+  for (int sy = 1; sy <= 9; ++sy) {
+    for (int sx = 1; sx <= 9; ++sx) {
+      for (int k = 0; k < 3; ++k) {
+        const int nx = 1 + static_cast<int>(rng() % 23), ny = 1 + static_cast<int>(rng() % 23);
+        CSSEMatrix plain = Random(rng, sx, sy), fast(plain);
+        plain.ScaleMatrix(nx, ny);
+        fast.ScaleMatrix_SSE(nx, ny);
+        ASSERT_TRUE(SameBits(plain, fast)) << sx << "x" << sy << " -> " << nx << "x" << ny;
+      }
+    }
+  }
+  CSSEMatrix plain = Random(rng, 333, 517), fast(plain);
+  plain.ScaleMatrix(1024, 701);
+  fast.ScaleMatrix_SSE(1024, 701);
+  EXPECT_TRUE(SameBits(plain, fast));
+}
+
+TEST(SSEMatrixScale, PreciseReadAgreesWithTheResampledPixels) {
+  std::mt19937 rng(42);
+  CSSEMatrix src = Random(rng, 6, 5), scaled(src);
+  scaled.ScaleMatrix(11, 13);
+  const float sx = 6.0f / 11.0f, sy = 5.0f / 13.0f;
+  for (int j = 0; j < 13; ++j)
+    for (int i = 0; i < 11; ++i)
+      if (static_cast<float>(i) * sx <= 5.0f && static_cast<float>(j) * sy <= 4.0f) {
+        EXPECT_EQ(src.GetPixelPreciseFloat(static_cast<float>(i) * sx, static_cast<float>(j) * sy),
+                  scaled.GetPoint(i, j));
+      }
+  EXPECT_EQ(src.GetPixelPreciseFloat(-3.0f, std::nanf("")), src.GetPoint(0, 0));
+  EXPECT_EQ(src.GetPixelPreciseFloat(1e9f, 1e9f), src.GetPoint(5, 4));
+}
+
+}  // namespace
