@@ -54,8 +54,8 @@ void CSSE3dPolygon::Serialize(CArchive& ar) {
   std::int32_t count = 0;
   ar >> count;
   if (count < 0) throw CArchiveException(CArchiveException::badIndex, FileNameOf(ar));
-  // The whole file bounds what is left to read: a count announcing more is rejected before allocating.
-  if (ar.GetFile() != nullptr && Blocks(count) * 48u > ar.GetFile()->GetLength()) {
+  // A count announcing more blocks than the archive still holds is rejected before anything changes.
+  if (Blocks(count) * 48u > ar.GetBytesRemaining()) {
     throw CArchiveException(CArchiveException::endOfFile, FileNameOf(ar));
   }
   Free();

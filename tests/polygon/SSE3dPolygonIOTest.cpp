@@ -83,6 +83,8 @@ TEST(PolygonArchive, RejectsBadCountsAndEveryTruncation) {
   CSSE3dPolygon q = Make({{1, 1, 1}});
   EXPECT_THROW(LoadArchive(q, Words({}, {-1})), CArchiveException);
   EXPECT_THROW(LoadArchive(q, Words({}, {0x7fffffff})), CArchiveException);
+  // One block announced with 44 bytes after the count: the file length (48) alone would let it pass.
+  EXPECT_THROW(LoadArchive(q, Words({1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11}, {1})), CArchiveException);
   EXPECT_EQ(q.GetNumPoints(), 1);  // rejected before anything changed
   CSSE3dPolygon p = Make({{1, 2, 3}, {4, 5, 6}, {7, 8, 9}, {10, 11, 12}, {13, 14, 15}});
   const Bytes bytes = ArchiveBytes(p);
