@@ -42,15 +42,11 @@ std::vector<T> Scratch(std::size_t n) {
 
 CSSE3dPolygon::CSSE3dPolygon() : m_stored(AllocStored()) {}
 
-CSSE3dPolygon::CSSE3dPolygon(const CSSE3dPolygon& other)
-    : CbReferenceCounted(other), m_stored(AllocStored()) {
+// The other constructors delegate to the default one, so the destructor releases the stored points
+// and any arrays when their bodies throw.
+CSSE3dPolygon::CSSE3dPolygon(const CSSE3dPolygon& other) : CSSE3dPolygon() {
   std::memcpy(static_cast<void*>(m_stored), other.m_stored, kStoredPoints * sizeof(SSEPoint));
-  try {
-    Create(other.m_count);
-  } catch (...) {
-    qssse::alignedFree(m_stored);
-    throw;
-  }
+  Create(other.m_count);
   const std::size_t bytes = Capacity(m_count) * sizeof(float);
   if (m_count > 0) {
     std::memcpy(m_x, other.m_x, bytes);
@@ -76,7 +72,7 @@ CSSE3dPolygon::~CSSE3dPolygon() {
   qssse::alignedFree(m_stored);
 }
 
-CSSE3dPolygon::CSSE3dPolygon(CPixelChain& chain, int step) : m_stored(AllocStored()) {
+CSSE3dPolygon::CSSE3dPolygon(CPixelChain& chain, int step) : CSSE3dPolygon() {
   const int pixels = chain.GetCount();
   if (pixels < 1) return;
   const t_chainpixel* px = chain.GetPixels();
@@ -96,12 +92,12 @@ CSSE3dPolygon::CSSE3dPolygon(CPixelChain& chain, int step) : m_stored(AllocStore
 }
 
 CSSE3dPolygon::CSSE3dPolygon(const DmPolyLineOld* line, float step, bool reparametrize, bool orient)
-    : m_stored(AllocStored()) {
+    : CSSE3dPolygon() {
   CreateFromPolyLine(line, step, reparametrize, orient);
 }
 
 CSSE3dPolygon::CSSE3dPolygon(DmHermiteSpline* spline, float step, bool reparametrize, bool orient)
-    : m_stored(AllocStored()) {
+    : CSSE3dPolygon() {
   if (spline == nullptr) return;
   spline->SubdivideByLength(step);
   DmPolyLineOld* sub = spline->GetSubdivision();
@@ -109,8 +105,6 @@ CSSE3dPolygon::CSSE3dPolygon(DmHermiteSpline* spline, float step, bool reparamet
     CreateFromPolyLine(sub, step, reparametrize, orient);
   } catch (...) {
     sub->Release();
-    qssse::alignedFree(m_stored);
-    Free();
     throw;
   }
   sub->Release();
