@@ -8,11 +8,14 @@
 #include "cli/Commands.h"
 #include "cli/Error.h"
 #include "cli/HeightField.h"
+#include "cli/MeshConvert.h"
+#include "cli/MeshFile.h"
 #include "cli/Morphology.h"
 #include "cli/Outline.h"
 #include "cli/Render.h"
 #include "cli/Summary.h"
 #include "cli/Synthetic.h"
+#include "qssse/mesh/HTriangulation.h"
 #include "qssse/raster/SSEMatrix.h"
 
 namespace qssse::tool {
@@ -58,6 +61,53 @@ void RunMorphology(const CSSEMatrix& mask, Summary& s,
   s.File("skeleton.png");
 }
 
+// Neighbours, border triangles and the border line of the freshly built mesh (pixel units). Returns the
+// open edges and the walked border line for the outline picture.
+void RunBorder(CHTriangulation& mesh, Summary& s, std::vector<SvgRing>& rings) {
+  Stopwatch tn;
+  mesh.CalcNeighbours();
+  const double neighboursMs = tn.Ms();
+  int border = 0;
+  for (int i = 0; i < mesh.GetNumTriangles(); ++i) border += mesh.GetTriangle(i)->mark == 13;
+  s.Step("neighbours", std::to_string(border) + " border triangles (a side without a neighbour)",
+         neighboursMs);
+  s.Result("borderTriangles", border);
+  for (OutlinePoints& e : OpenEdges(mesh)) rings.push_back({std::move(e), "#c0392b", "none", false});
+
+  // The library strings its border stretches in list order, one stretch per border triangle; it stops
+  // where consecutive stretches do not meet, so the line is the first connected run.
+  Stopwatch tb;
+  const int stretches = mesh.CollectBorderStretches();
+  OutlinePoints line;
+  mesh.WalkBorderStretches([&line](int, const SSEPoint& p) { line.push_back({p.x, p.y, p.z}); });
+  mesh.ClearStretchList();
+  const double borderMs = tb.Ms();
+  s.Step("border line",
+         std::to_string(stretches) + " border stretches, the first connected run has " +
+             std::to_string(line.size()) + " points",
+         borderMs);
+  s.Result("borderStretches", stretches);
+  s.Result("borderLinePoints", static_cast<double>(line.size()));
+  if (line.size() >= 2) rings.push_back({std::move(line), "#e67e22", "none", false});
+}
+
+// Into millimetres, the crown centred on the z axis with its margin at z = 0, and anything lying flat
+// on the margin plane dropped: the placement a CAD program expects of the mesh files.
+void RunEdits(CHTriangulation& mesh, const SyntheticCrown& crown, Summary& s) {
+  const auto ps = static_cast<float>(crown.pixelSize);
+  const float centre = 0.5f * static_cast<float>(crown.heights.width - 1) * ps;
+  Stopwatch t;
+  mesh.BlowTriangulation(ps, ps, 1.0f);
+  mesh.ShiftTriangulation(-centre, -centre, -crown.marginHeight);
+  const int before = mesh.GetNumTriangles();
+  mesh.RemoveTrianglesBelowZ(0.0f);
+  const int removed = before - mesh.GetNumTriangles();
+  s.Step("edit mesh",
+         "to mm, centred, margin at z = 0; " + std::to_string(removed) + " flat margin triangles removed",
+         t.Ms());
+  s.Result("removedTriangles", removed);
+}
+
 }  // namespace
 
 int RunDemo(const DemoOptions& o) {
@@ -67,7 +117,7 @@ int RunDemo(const DemoOptions& o) {
   const std::function<std::string(const std::string&)> out = [&](const std::string& name) {
     return (std::filesystem::path(o.outDir) / name).string();
   };
-  Summary s(7);
+  Summary s(11);
   std::printf("qssse demo: a synthetic crown of %d x %d pixels, into %s/\n", o.size, o.size,
               o.outDir.c_str());
 
@@ -85,18 +135,41 @@ int RunDemo(const DemoOptions& o) {
   WritePng(out("relief.png"), RenderRelief(crown.heights, crown.pixelSize));
   for (const char* f : {"crown.pfm", "margin.txt", "relief.png"}) s.File(f);
 
-  // 2. the outline filled into a mask, the mesh clipped to it, and back
+  // 2. the outline filled into a mask
   s.Missing("fill outline", "filling outlines into rasters");
-  s.Missing("mesh from heights", "building meshes from height fields");
+
+  // 3. the mesh of the height field clipped to the margin, its neighbours and border
+  std::vector<SvgRing> rings = {{crown.margin, "#1f5fbf", "none", true}};
+  CSSEMatrix heights;
+  ToMatrix(crown.heights, heights);
+  HeightMeshOptions b;
+  b.outline = &crown.margin;
+  Stopwatch tm;
+  const std::unique_ptr<CHTriangulation> mesh = BuildHeightMesh(heights, b);
+  const double meshMs = tm.Ms();
+  s.Step("mesh from heights", std::to_string(mesh->GetNumTriangles()) + " triangles, clipped to the margin",
+         meshMs);
+  s.Result("meshTriangles", mesh->GetNumTriangles());
+  RunBorder(*mesh, s, rings);
+
+  // 4. edits, and the mesh files
+  RunEdits(*mesh, crown, s);
+  const MeshData data = ToMeshData(*mesh);
+  WriteMesh(out("crown.stl"), data);
+  WriteMesh(out("crown.ply"), data);
+  s.Result("meshVertices", static_cast<double>(data.vertices.size()));
+  for (const char* f : {"crown.stl", "crown.ply"}) s.File(f);
+
+  // 5. back into a height field
   s.Missing("scan conversion", "scan conversion of meshes");
 
-  // 3. morphology on the mask: until outlines can be filled, the mask is the crown's non-zero pixels
+  // 6. morphology on the mask: until outlines can be filled, the mask is the crown's non-zero pixels
   CSSEMatrix mask;
   ToMatrix(crown.heights, mask);
   BinariseMask(mask, false);
   RunMorphology(mask, s, out);
 
-  WriteFileBytes(out("outlines.svg"), EncodeSvg({{crown.margin, "#1f5fbf", "none", true}}, o.size, o.size));
+  WriteFileBytes(out("outlines.svg"), EncodeSvg(rings, o.size, o.size));
   s.File("outlines.svg");
   s.File("summary.json");
   WriteFileBytes(out("summary.json"), s.Json(o.size));

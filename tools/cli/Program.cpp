@@ -54,10 +54,18 @@ int RunProgram(int argc, char** argv) {
           "--step", [&mesh](int n) { mesh.stepX = mesh.stepY = n; },
           "sample every N-th pixel in x and y (default 1)")
       ->check(CLI::Range(1, 1024));
+  cMesh->add_option("--step-x", mesh.stepX, "sample every N-th column (overrides --step)")
+      ->check(CLI::Range(1, 1024));
+  cMesh->add_option("--step-y", mesh.stepY, "sample every N-th row (overrides --step)")
+      ->check(CLI::Range(1, 1024));
   cMesh->add_option("--outline", mesh.outline, "clip the mesh to this outline (text, x y z per line)");
-  cMesh->add_option("--scale-x", mesh.scaleX, "x size of a pixel")->capture_default_str();
-  cMesh->add_option("--scale-y", mesh.scaleY, "y size of a pixel")->capture_default_str();
-  cMesh->add_option("--scale-z", mesh.scaleZ, "factor on the heights")->capture_default_str();
+  cMesh->add_option("--scale-x", mesh.scaleX, "x size of a pixel")
+      ->check(CLI::PositiveNumber)
+      ->capture_default_str();
+  cMesh->add_option("--scale-y", mesh.scaleY, "y size of a pixel")
+      ->check(CLI::PositiveNumber)
+      ->capture_default_str();
+  cMesh->add_option("--scale-z", mesh.scaleZ, "factor on the heights (not 0)")->capture_default_str();
   AddRasterInput(cMesh, mesh.raster);
 
   ScanOptions scan;

@@ -4,7 +4,6 @@
 
 namespace qssse::tool {
 
-int RunMesh(const MeshOptions&) { throw Unavailable("building meshes from height fields"); }
 int RunScan(const ScanOptions&) { throw Unavailable("scan conversion of meshes"); }
 int RunFill(const FillOptions&) { throw Unavailable("filling outlines into rasters"); }
 

@@ -1,0 +1,91 @@
+#include "cli/MeshConvert.h"
+
+#include <cmath>
+#include <limits>
+#include <string>
+
+#include "cli/Error.h"
+#include "qssse/mesh/HTriangulation.h"
+#include "qssse/polygon/SSE3dPolygon.h"
+#include "qssse/raster/SSEMatrix.h"
+
+namespace qssse::tool {
+
+long long ClipToOutline(CSSEMatrix& m, CSSE3dPolygon& outline, float value) {
+  outline.CalcBoundingBox();
+  long long cleared = 0;
+  for (int y = 0; y < m.GetSizeY(); ++y) {
+    for (int x = 0; x < m.GetSizeX(); ++x) {
+      if (outline.PointInLineInnerArea(static_cast<float>(x), static_cast<float>(y), 4)) continue;
+      m.SetPoint(x, y, value);
+      ++cleared;
+    }
+  }
+  return cleared;
+}
+
+std::unique_ptr<CHTriangulation> BuildHeightMesh(CSSEMatrix& heights, const HeightMeshOptions& o) {
+  if (o.stepX < 1 || o.stepY < 1) throw ToolError("the step must be at least 1");
+  if (!(std::isfinite(o.scaleX) && o.scaleX > 0.0f && std::isfinite(o.scaleY) && o.scaleY > 0.0f)) {
+    throw ToolError("the x and y scales must be positive numbers");
+  }
+  if (!std::isfinite(o.threshold)) throw ToolError("the threshold must be a number");
+  if (o.outline != nullptr) {
+    CSSE3dPolygon outline;
+    ToPolygon(*o.outline, outline);
+    ClipToOutline(heights, outline, o.threshold);
+  }
+  auto mesh = std::make_unique<CHTriangulation>();
+  mesh->BaseInitialization(o.scaleX, o.scaleY, 1.0f);
+  mesh->CreateTriangulationFromSSEFieldSubSampled(&heights, o.threshold, o.above, o.stepX, o.stepY);
+  if (mesh->GetNumTriangles() > 0) {
+    mesh->CalcBoundingBox();
+    mesh->CalcSTV();
+  }
+  return mesh;
+}
+
+MeshData ToMeshData(const CHTriangulation& mesh) {
+  MeshData soup;
+  const int n = mesh.GetNumTriangles();
+  soup.vertices.reserve(static_cast<std::size_t>(n) * 3);
+  soup.triangles.reserve(static_cast<std::size_t>(n));
+  for (int i = 0; i < n; ++i) {
+    const t_htriangle* t = mesh.GetTriangle(i);
+    for (const SSEPoint* p : t->point) {
+      if (!std::isfinite(p->x) || !std::isfinite(p->y) || !std::isfinite(p->z)) {
+        throw ToolError("triangle " + std::to_string(i) + " has a corner that is not a finite number");
+      }
+      soup.vertices.push_back({p->x, p->y, p->z});
+    }
+    const auto first = static_cast<std::uint32_t>(3 * i);
+    soup.triangles.push_back({first, first + 1, first + 2});
+  }
+  return WeldVertices(soup);
+}
+
+std::vector<OutlinePoints> OpenEdges(const CHTriangulation& mesh) {
+  std::vector<OutlinePoints> edges;
+  for (int i = 0; i < mesh.GetNumTriangles(); ++i) {
+    const t_htriangle* t = mesh.GetTriangle(i);
+    for (int e = 0; e < 3; ++e) {
+      if (t->neighbour[e] != nullptr) continue;
+      const SSEPoint* a = t->point[e];
+      const SSEPoint* b = t->point[(e + 1) % 3];
+      edges.push_back({{a->x, a->y, a->z}, {b->x, b->y, b->z}});
+    }
+  }
+  return edges;
+}
+
+void ToPolygon(const OutlinePoints& points, CSSE3dPolygon& polygon) {
+  if (points.size() > static_cast<std::size_t>(std::numeric_limits<int>::max() / 4)) {
+    throw ToolError("an outline of " + std::to_string(points.size()) + " points is too long");
+  }
+  polygon.Create(static_cast<int>(points.size()));
+  for (std::size_t i = 0; i < points.size(); ++i) {
+    polygon.SetPoint(static_cast<int>(i), points[i].x, points[i].y, points[i].z);
+  }
+}
+
+}  // namespace qssse::tool

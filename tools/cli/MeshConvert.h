@@ -1,0 +1,48 @@
+#pragma once
+#include <memory>
+#include <vector>
+
+#include "cli/MeshFile.h"
+#include "cli/Outline.h"
+
+class CHTriangulation;
+class CSSE3dPolygon;
+class CSSEMatrix;
+
+// The bridge between the program's plain arrays and the library's mesh, outline and raster objects.
+namespace qssse::tool {
+
+// How a height field becomes a mesh: corners strictly above (or below) the threshold, every stepX-th
+// column and stepY-th row, corners at (x * scaleX, y * scaleY, height), and, with an outline, only the
+// corners inside it by the library's fill rule.
+struct HeightMeshOptions {
+  float threshold = 0.0f;
+  bool above = true;
+  int stepX = 1, stepY = 1;
+  float scaleX = 1.0f, scaleY = 1.0f;
+  const OutlinePoints* outline = nullptr;
+};
+
+// Builds the mesh with the library's sub-sampled builder (also for step 1: the full-resolution builder
+// pads its count with all-zero triangles, which a mesh file must not hold). With an outline, the pixels
+// outside it are set to the threshold first (never a valid corner in either mode), so `heights` is
+// changed. Box and edge vectors are computed; neighbours are not. Throws ToolError on bad options and
+// CMemoryException when the mesh does not fit in memory.
+std::unique_ptr<CHTriangulation> BuildHeightMesh(CSSEMatrix& heights, const HeightMeshOptions& o);
+
+// Sets every pixel whose position (x, y) is outside the outline by the library's fill rule (the test
+// the outline-clipped builder makes, on every fourth outline point) to `value`; returns how many.
+long long ClipToOutline(CSSEMatrix& m, CSSE3dPolygon& outline, float value);
+
+// The mesh's triangles with their corners welded into shared vertices (bit-identical coordinates).
+// Throws ToolError when a corner is not finite (an overflowing scale).
+MeshData ToMeshData(const CHTriangulation& mesh);
+
+// The open edges of a mesh whose neighbours are computed: one two-point ring per edge without a
+// neighbour, for pictures.
+std::vector<OutlinePoints> OpenEdges(const CHTriangulation& mesh);
+
+// The points into a new polygon (Create, then one SetPoint each).
+void ToPolygon(const OutlinePoints& points, CSSE3dPolygon& polygon);
+
+}  // namespace qssse::tool
