@@ -7,6 +7,8 @@
 //  - ReParametrize: one resampling of a 10,000-point circle of radius 1,000 with step 0.5 (edges of
 //    about 0.63: most emit one point, those nearer to the axes a second); ReParametrizeCapped: the same
 //    star-shaped, whose 200-unit spikes hit the 99,999-point cap.
+//  - RemoveEqualPoints: the duplicate removal of a 10,000-point circle (edges of about 0.63, so every
+//    other point goes).
 //  - BoundingBox: CalcBoundingBox of a 100,000-point outline (1.2 MB of X, Y, Z); ratio_to_read is its
 //    bandwidth divided by that of a plain SIMD read of the same three arrays (ReadReference).
 #include <benchmark/benchmark.h>
@@ -122,6 +124,21 @@ void ReParametrizeCapped(benchmark::State& state) {
   state.counters["points_out"] = p.GetNumPoints();
 }
 BENCHMARK(ReParametrizeCapped)->Unit(benchmark::kMicrosecond);
+
+// RemoveEqualPointsXY, which the box-scanning rasterisers run on every fill, on a 10,000-point circle.
+void RemoveEqualPoints(benchmark::State& state) {
+  const CSSE3dPolygon source = Star(10000, 1000.0f, 1.0f);
+  CSSE3dPolygon p;
+  for (auto _ : state) {
+    state.PauseTiming();
+    p.CreateSimilar(&source);
+    state.ResumeTiming();
+    p.RemoveEqualPointsXY();
+    benchmark::DoNotOptimize(p.GetNumPoints());
+  }
+  state.counters["points_out"] = p.GetNumPoints();
+}
+BENCHMARK(RemoveEqualPoints)->Unit(benchmark::kMicrosecond);
 
 constexpr int kBoxPoints = 100000;
 constexpr double kBoxBytes = 3.0 * kBoxPoints * sizeof(float);

@@ -2,6 +2,7 @@
 // inverse-distance height interpolation.
 #include <algorithm>
 #include <cmath>
+#include <cstdint>
 #include <new>
 #include <utility>
 #include <vector>
@@ -135,17 +136,99 @@ bool CSSE3dPolygon::PointAlreadyThereInArrayXY(int i, const SSEPoint& p, float t
   return false;
 }
 
+namespace {
+
+// Earlier-point lookup for a Manhattan tolerance of 1 on a hashed grid of unit cells, filled in point
+// order. A point j can pass the test |xj - px| + |yj - py| < 1 only if the rounded |xj - px| is below 1,
+// hence the exact difference too, so its cell is at most one cell away from p's in each axis: the 3 x 3
+// cells around p hold every candidate, and each candidate gets the very test of the plain scan.
+class UnitCellIndex {
+ public:
+  // False when some coordinate is not finite or too large for the int cells: use the plain scan then.
+  bool Init(const float* xs, const float* ys, int n) {
+    for (int i = 0; i < n; ++i)
+      if (!(std::fabs(xs[i]) < kLimit && std::fabs(ys[i]) < kLimit)) return false;
+    int bits = 4;
+    while ((std::int64_t{1} << bits) < 2 * static_cast<std::int64_t>(n)) ++bits;
+    shift_ = 64 - bits;
+    keys_ = Scratch<std::uint64_t>(std::size_t{1} << bits);
+    heads_ = Scratch<int>(std::size_t{1} << bits);
+    std::fill(heads_.begin(), heads_.end(), -1);
+    next_ = Scratch<int>(static_cast<std::size_t>(n));
+    xs_ = xs;
+    ys_ = ys;
+    return true;
+  }
+
+  // Whether a point added so far lies within Manhattan distance 1 of point i.
+  bool EarlierNear(int i) const {
+    const float px = xs_[i], py = ys_[i];
+    const std::int64_t cx = Cell(px), cy = Cell(py);
+    for (std::int64_t dx = -1; dx <= 1; ++dx) {
+      for (std::int64_t dy = -1; dy <= 1; ++dy) {
+        for (int j = heads_[Slot(Key(cx + dx, cy + dy))]; j >= 0; j = next_[j])
+          if (std::fabs(xs_[j] - px) + std::fabs(ys_[j] - py) < 1.0f) return true;
+      }
+    }
+    return false;
+  }
+
+  void Add(int i) {
+    const std::uint64_t key = Key(Cell(xs_[i]), Cell(ys_[i]));
+    const std::size_t slot = Slot(key);
+    keys_[slot] = key;
+    next_[i] = heads_[slot];
+    heads_[slot] = i;
+  }
+
+ private:
+  static constexpr float kLimit = 1073741824.0f;  // 2^30: cells and their neighbours fit 32 bits
+  static std::int64_t Cell(float v) { return static_cast<std::int64_t>(std::floor(v)); }
+  static std::uint64_t Key(std::int64_t cx, std::int64_t cy) {
+    return (static_cast<std::uint64_t>(cx + (1ll << 31)) << 32) |
+           static_cast<std::uint64_t>(cy + (1ll << 31));
+  }
+  // The slot holding key, or the empty slot where it would go (linear probing; the table is at most half
+  // full, so an empty slot always exists). Keys of empty slots are never read.
+  std::size_t Slot(std::uint64_t key) const {
+    const std::size_t mask = heads_.size() - 1;
+    std::size_t s = static_cast<std::size_t>((key * 0x9E3779B97F4A7C15ull) >> shift_);
+    while (heads_[s] >= 0 && keys_[s] != key) s = (s + 1) & mask;
+    return s;
+  }
+
+  std::vector<std::uint64_t> keys_;
+  std::vector<int> heads_;  // last point added to the cell, -1 for an empty slot
+  std::vector<int> next_;   // the point added to the same cell before this one, -1 at the end
+  const float* xs_ = nullptr;
+  const float* ys_ = nullptr;
+  int shift_ = 0;
+};
+
+// Below this many points the plain four-lane scan is faster than sorting.
+constexpr int kGridFromPoints = 64;
+
+}  // namespace
+
 void CSSE3dPolygon::RemoveEqualPointsXY() {
   if (m_count <= 0) return;
   std::vector<int> kept = Scratch<int>(static_cast<std::size_t>(m_count));
+  UnitCellIndex grid;
+  const bool useGrid = m_count >= kGridFromPoints && grid.Init(m_x, m_y, m_count);
+  if (useGrid) grid.Add(0);
   int keptCount = 1;  // point 0 is always kept
   int lastRemoved = -2;
   SSEPoint p;
   for (int i = 1; i < m_count; ++i) {
-    GetPointSSE(i, p);
     // Never two removals in a row, even when both points repeat earlier ones: the test looks at all
     // earlier input points, kept or not.
-    if (lastRemoved != i - 1 && PointAlreadyThereInArrayXY(i, p, 1.0f)) {
+    bool repeated = false;
+    if (lastRemoved != i - 1) {
+      GetPointSSE(i, p);
+      repeated = useGrid ? grid.EarlierNear(i) : PointAlreadyThereInArrayXY(i, p, 1.0f);
+    }
+    if (useGrid) grid.Add(i);
+    if (repeated) {
       lastRemoved = i;
     } else {
       kept[keptCount++] = i;

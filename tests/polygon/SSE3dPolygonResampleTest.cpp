@@ -145,6 +145,33 @@ TEST(PolygonRemoveEqualPoints, NeverRemovesTwoPointsInARow) {
   }
 }
 
+// Large outlines go through a grid of unit cells: it must drop exactly the points the plain rule drops,
+// also at Manhattan distance exactly 1 and with negative coordinates straddling cell borders.
+TEST(PolygonRemoveEqualPoints, GridMatchesThePlainRuleOnLargeOutlines) {
+  std::mt19937 rng(42);
+  for (int trial = 0; trial < 60; ++trial) {
+    std::vector<P3> pts(static_cast<std::size_t>(64 + trial * 7));
+    for (P3& q : pts)
+      q = {static_cast<float>(static_cast<int>(rng() % 40) - 20) * 0.25f,
+           static_cast<float>(static_cast<int>(rng() % 40) - 20) * 0.5f, static_cast<float>(trial)};
+    std::vector<P3> expected{pts[0]};
+    int lastRemoved = -2;
+    for (int i = 1; i < static_cast<int>(pts.size()); ++i) {
+      bool near = false;
+      for (int j = 0; j < i; ++j)
+        near = near || std::fabs(pts[j][0] - pts[i][0]) + std::fabs(pts[j][1] - pts[i][1]) < 1.0f;
+      if (lastRemoved != i - 1 && near) {
+        lastRemoved = i;
+      } else {
+        expected.push_back(pts[i]);
+      }
+    }
+    CSSE3dPolygon poly = Make(pts);
+    poly.RemoveEqualPointsXY();
+    ASSERT_EQ(Points(poly), expected) << "trial " << trial;
+  }
+}
+
 TEST(PolygonReducePoints, DropsDuplicatesThenStraightRuns) {
   CSSE3dPolygon p =
       Make({{0, 0, 0}, {0.00005f, 0, 0}, {1, 0, 0}, {2, 0, 0}, {2, 1, 0}, {2, 2, 0}, {0, 2, 0}});
