@@ -1,18 +1,31 @@
 // The synthetic restoration and the demo that runs the library on it.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <numbers>
 #include <string>
 
 #include "ToolTestSupport.h"
 #include "cli/HeightField.h"
+#include "cli/MeshFile.h"
 #include "cli/Outline.h"
 #include "cli/Png.h"
 #include "cli/Summary.h"
 #include "cli/Synthetic.h"
 
 using namespace qssse::tool;
+
+namespace {
+
+// The number after "key": in summary.json (NaN when the key is missing).
+double JsonNumber(const std::string& json, const std::string& key) {
+  const std::size_t at = json.find("\"" + key + "\": ");
+  if (at == std::string::npos) return std::nan("");
+  return std::stod(json.substr(at + key.size() + 4));
+}
+
+}  // namespace
 
 TEST(SyntheticCrown, HeightsAreZeroOutsideTheMarginAndRiseFromTheMarginToTheCusps) {
   const SyntheticCrown c = MakeSyntheticCrown(96);
@@ -77,6 +90,36 @@ TEST(Demo, WritesItsPicturesAndASummaryThatAgreeWithTheFiles) {
   EXPECT_NE(json.find("\"maskPixels\": " + std::to_string(maskPixels)), std::string::npos) << json;
   EXPECT_NE(json.find("\"outlines.svg\""), std::string::npos);
   EXPECT_NE(tooltest::ReadText(dir / "out/outlines.svg").find("<polygon"), std::string::npos);
+}
+
+TEST(Demo, MeshFilesHoldTheClippedCrownInMillimetresWithItsMarginAtZero) {
+  tooltest::TempDir dir;
+  const int size = 64;
+  const auto r = tooltest::RunTool(dir, {"demo", "--out", dir / "out", "--size", std::to_string(size)});
+  ASSERT_EQ(r.status, 0) << r.err;
+  const std::string json = tooltest::ReadText(dir / "out/summary.json");
+  const double triangles = JsonNumber(json, "meshTriangles") - JsonNumber(json, "removedTriangles");
+  const MeshData stl = ReadMesh(dir / "out/crown.stl");
+  const MeshData ply = ReadMesh(dir / "out/crown.ply");
+  EXPECT_EQ(static_cast<double>(stl.triangles.size()), triangles);
+  EXPECT_EQ(WeldVertices(stl).vertices, ply.vertices);
+  EXPECT_EQ(static_cast<double>(ply.vertices.size()), JsonNumber(json, "meshVertices"));
+  // One ring of border cells around a disc of cells.
+  EXPECT_GT(JsonNumber(json, "borderTriangles"), 0.0);
+  EXPECT_LT(JsonNumber(json, "borderTriangles"), triangles / 4);
+
+  const SyntheticCrown crown = MakeSyntheticCrown(size);
+  float top = 0.0f;
+  for (const Vertex& v : ply.vertices) {
+    // Every corner lies inside the margin (in pixels about the centre) and at or above it.
+    const double px = v.x / crown.pixelSize, py = v.y / crown.pixelSize;
+    EXPECT_LT(std::hypot(px, py), CrownMarginRadius(size, std::atan2(py, px)) + 1e-3);
+    EXPECT_GE(v.z, 0.0f);
+    top = std::max(top, v.z);
+  }
+  float highest = 0.0f;
+  for (float h : crown.heights.values) highest = std::max(highest, h);
+  EXPECT_NEAR(top, highest - crown.marginHeight, 1e-5);
 }
 
 TEST(Demo, SummaryJsonEscapesTextAndWritesNonFiniteResultsAsNull) {

@@ -1,0 +1,156 @@
+// Height fields into meshes: the bridge to the library's builder and the `mesh` subcommand end to end.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <set>
+#include <string>
+#include <tuple>
+#include <vector>
+
+#include "ToolTestSupport.h"
+#include "cli/Bytes.h"
+#include "cli/Error.h"
+#include "cli/HeightField.h"
+#include "cli/MeshConvert.h"
+#include "cli/MeshFile.h"
+#include "cli/Outline.h"
+#include "qssse/mesh/HTriangulation.h"
+#include "qssse/raster/SSEMatrix.h"
+
+using namespace qssse::tool;
+using tooltest::CountLines;
+using tooltest::RunTool;
+
+namespace {
+
+HeightField Constant(int w, int h, float v) {
+  return {w, h, std::vector<float>(static_cast<std::size_t>(w) * h, v)};
+}
+
+std::set<std::tuple<float, float, float>> VertexSet(const MeshData& m) {
+  std::set<std::tuple<float, float, float>> s;
+  for (const Vertex& v : m.vertices) s.insert({v.x, v.y, v.z});
+  return s;
+}
+
+// The square [a, b] x [a, b] as a ring of points `spacing` apart, counter-clockwise.
+OutlinePoints Square(float a, float b, float spacing) {
+  OutlinePoints ring;
+  const int n = static_cast<int>((b - a) / spacing + 0.5f);
+  for (int i = 0; i < n; ++i) ring.push_back({a + i * spacing, a, 0.0f});
+  for (int i = 0; i < n; ++i) ring.push_back({b, a + i * spacing, 0.0f});
+  for (int i = 0; i < n; ++i) ring.push_back({b - i * spacing, b, 0.0f});
+  for (int i = 0; i < n; ++i) ring.push_back({a, b - i * spacing, 0.0f});
+  return ring;
+}
+
+}  // namespace
+
+TEST(MeshConvert, OneCellGivesTwoWeldedTrianglesWhoseOpenEdgesAreTheCellSides) {
+  CSSEMatrix m;
+  ToMatrix(Constant(2, 2, 5.0f), m);
+  HeightMeshOptions o;
+  o.scaleX = 2.0f;
+  o.scaleY = 3.0f;
+  const auto mesh = BuildHeightMesh(m, o);
+  ASSERT_EQ(mesh->GetNumTriangles(), 2);
+  const MeshData data = ToMeshData(*mesh);
+  EXPECT_EQ(data.triangles.size(), 2u);
+  EXPECT_EQ(VertexSet(data),
+            (std::set<std::tuple<float, float, float>>{
+                {0.0f, 0.0f, 5.0f}, {2.0f, 0.0f, 5.0f}, {0.0f, 3.0f, 5.0f}, {2.0f, 3.0f, 5.0f}}));
+
+  // The builder links the cell's two triangles across their diagonal; every other side is open. (The
+  // library's CalcNeighbours would also link the lower triangle's P0-P1 side: its loose lane-by-lane
+  // corner test finds (2, 0, 5) among the other triangle's corners one coordinate at a time.)
+  std::set<std::pair<std::tuple<float, float>, std::tuple<float, float>>> sides;
+  for (const OutlinePoints& e : OpenEdges(*mesh)) {
+    ASSERT_EQ(e.size(), 2u);
+    auto a = std::make_tuple(e[0].x, e[0].y), b = std::make_tuple(e[1].x, e[1].y);
+    sides.insert({std::min(a, b), std::max(a, b)});
+  }
+  using P = std::tuple<float, float>;
+  EXPECT_EQ(sides, (std::set<std::pair<P, P>>{
+                       {{0.0f, 0.0f}, {2.0f, 0.0f}},
+                       {{0.0f, 0.0f}, {0.0f, 3.0f}},
+                       {{2.0f, 0.0f}, {2.0f, 3.0f}},
+                       {{0.0f, 3.0f}, {2.0f, 3.0f}},
+                   }));
+}
+
+TEST(MeshConvert, ClippingKeepsTheCornersInsideTheOutlineAndRejectsBadOptions) {
+  // The builder tests every fourth outline point, so the ring is sampled densely; its half-pixel sides
+  // put pixels 2..6 inside without a boundary case.
+  const OutlinePoints ring = Square(1.5f, 6.5f, 0.25f);
+  CSSEMatrix m;
+  ToMatrix(Constant(10, 10, 1.0f), m);
+  HeightMeshOptions o;
+  o.outline = &ring;
+  const auto mesh = BuildHeightMesh(m, o);
+  EXPECT_EQ(mesh->GetNumTriangles(), 2 * 4 * 4);
+  const MeshData data = ToMeshData(*mesh);
+  ASSERT_EQ(data.vertices.size(), 25u);
+  for (const Vertex& v : data.vertices) {
+    EXPECT_TRUE(v.x >= 2 && v.x <= 6 && v.y >= 2 && v.y <= 6) << v.x << "," << v.y;
+  }
+  EXPECT_EQ(m.GetPoint(1, 4), 0.0f);  // cleared to the threshold: never a valid corner
+  EXPECT_EQ(m.GetPoint(4, 4), 1.0f);
+
+  o.stepX = 0;
+  EXPECT_THROW(BuildHeightMesh(m, o), ToolError);
+  o.stepX = 1;
+  o.scaleY = -1.0f;
+  EXPECT_THROW(BuildHeightMesh(m, o), ToolError);
+}
+
+TEST(MeshCommand, WritesTheScaledCellsThatPassTheThresholdInEveryMeshFormat) {
+  tooltest::TempDir dir;
+  // Heights 1 2 3 / 4 5 6 / 7 8 9: below 5 leaves the three pixels of the top row and (0, 1),
+  // a single cell; 5 itself is never a valid corner.
+  HeightField f{3, 3, {1, 2, 3, 4, 5, 6, 7, 8, 9}};
+  WriteHeightField(dir / "h.npy", f);
+  for (const char* name : {"m.stl", "m.ply", "m.obj"}) {
+    const auto r = RunTool(dir, {"mesh", dir / "h.npy", dir / name, "--below", "--threshold", "5",
+                                 "--scale-x", "0.5", "--scale-y", "2", "--scale-z", "-1"});
+    ASSERT_EQ(r.status, 0) << r.err;
+    EXPECT_NE(r.out.find(std::string(name) + ": 1 triangles, 3 vertices"), std::string::npos) << r.out;
+    const MeshData m = ReadMesh(dir / name);
+    EXPECT_EQ(VertexSet(m), (std::set<std::tuple<float, float, float>>{
+                                {0.0f, 0.0f, -1.0f}, {0.5f, 0.0f, -2.0f}, {0.0f, 2.0f, -4.0f}}))
+        << name;
+  }
+
+  // Every second pixel of a 5 x 5 plateau: 2 x 2 cells of 2 x 2 pixels.
+  WriteHeightField(dir / "p.pfm", Constant(5, 5, 2.0f));
+  const auto stepped = RunTool(dir, {"mesh", dir / "p.pfm", dir / "p.stl", "--step", "2"});
+  ASSERT_EQ(stepped.status, 0) << stepped.err;
+  const MeshData p = ReadMesh(dir / "p.stl");
+  EXPECT_EQ(p.triangles.size(), 8u);
+  EXPECT_EQ(VertexSet(p).size(), 9u);
+  EXPECT_EQ(std::get<0>(*VertexSet(p).rbegin()), 4.0f);
+}
+
+TEST(MeshCommand, ClipsToAnOutlineFileAndReportsEmptyResultsAndBadNamesInOneLine) {
+  tooltest::TempDir dir;
+  WriteHeightField(dir / "p.pfm", Constant(10, 10, 1.0f));
+  WriteFileBytes(dir / "ring.txt", EncodeOutlineText(Square(1.5f, 6.5f, 0.25f)));
+  const auto r = RunTool(dir, {"mesh", dir / "p.pfm", dir / "c.ply", "--outline", dir / "ring.txt"});
+  ASSERT_EQ(r.status, 0) << r.err;
+  EXPECT_EQ(ReadMesh(dir / "c.ply").triangles.size(), 32u);
+
+  const auto empty = RunTool(dir, {"mesh", dir / "p.pfm", dir / "e.stl", "--threshold", "1"});
+  EXPECT_EQ(empty.status, 1);
+  EXPECT_EQ(CountLines(empty.err), 1);
+  EXPECT_EQ(empty.err.rfind("qssse mesh: " + dir / "p.pfm" + ": no cell has corners above", 0), 0u)
+      << empty.err;
+  EXPECT_FALSE(std::filesystem::exists(dir / "e.stl"));
+
+  const auto badName = RunTool(dir, {"mesh", dir / "p.pfm", dir / "m.xyz"});
+  EXPECT_EQ(badName.status, 1);
+  EXPECT_NE(badName.err.find("m.xyz"), std::string::npos) << badName.err;
+  const auto badOutline = RunTool(dir, {"mesh", dir / "p.pfm", dir / "m.stl", "--outline", dir / "p.pfm"});
+  EXPECT_EQ(badOutline.status, 1);
+  EXPECT_EQ(CountLines(badOutline.err), 1) << badOutline.err;
+  EXPECT_NE(badOutline.err.find(dir / "p.pfm"), std::string::npos) << badOutline.err;
+}
