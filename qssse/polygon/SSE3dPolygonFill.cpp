@@ -9,6 +9,8 @@
 // finds where it stops toggling. The comparisons are evaluated in the rule's float arithmetic, so every
 // cell is decided exactly as the per-cell call decides it. Every write rule of the family is
 // idempotent, so cells reached twice through clamping end as they would after the per-cell loop.
+#include <immintrin.h>
+
 #include <algorithm>
 #include <cmath>
 #include <exception>
@@ -121,7 +123,19 @@ void SweepInside(const Ring& ring, const Grid& g, Emit emit) {
       // only at y = L.y, between -inf below and +inf above), so the rows that toggle form a prefix.
       const float lhs = (e->ry - e->ly) * (x - e->lx);
       const float dx = e->rx - e->lx;
-      const int end = FirstTrue(jLo, jHi, [&](int j) { return !(lhs > dx * (rowY(j) - e->ly)); });
+      auto stops = [&](int j) { return !(lhs > dx * (rowY(j) - e->ly)); };
+      // Where the comparison flips, estimated in double and then settled by the comparison itself: the
+      // estimate is almost always exact, the binary search is the fallback.
+      const double flip = (static_cast<double>(e->ly) + static_cast<double>(lhs) / dx - g.y0) / g.sy;
+      int end;
+      if (flip > jLo && flip < jHi) {
+        end = static_cast<int>(std::ceil(flip));
+        if ((end > jLo && stops(end - 1)) || (end < jHi && !stops(end))) {
+          end = FirstTrue(jLo, jHi, stops);
+        }
+      } else {
+        end = FirstTrue(jLo, jHi, stops);
+      }
       if (end > jLo) ends.push_back(end);
     }
     // 4. a row is inside when an odd number of prefixes covers it
@@ -200,23 +214,30 @@ void StampColumn(CSSEMatrix& m, int x, int y0, int sy, int j0, int j1, float val
   }
 }
 
-// Per-cell write rules of the Fine family on the cell's address.
+// Write rules of the Fine family, on one cell and on four cells at once (the same comparisons lane by
+// lane: Min and Max as CSSEMatrix::SetPointMin and SetPointMax, so a NaN cell takes the value).
 struct WriteSet {
   float v;
   void operator()(float* p) const { *p = v; }
+  __m128 operator()(__m128) const { return _mm_set1_ps(v); }
 };
 struct WriteMin {
   float v;
   void operator()(float* p) const { *p = v > *p ? *p : v; }
+  __m128 operator()(__m128 p) const { return _mm_min_ps(p, _mm_set1_ps(v)); }
 };
 struct WriteMax {
   float v;
   void operator()(float* p) const { *p = *p > v ? *p : v; }
+  __m128 operator()(__m128 p) const { return _mm_max_ps(p, _mm_set1_ps(v)); }
 };
 struct WriteSub {
   float v, threshold;
   void operator()(float* p) const {
     if (*p - v < threshold) *p = 0.0f;
+  }
+  __m128 operator()(__m128 p) const {
+    return _mm_andnot_ps(_mm_cmplt_ps(_mm_sub_ps(p, _mm_set1_ps(v)), _mm_set1_ps(threshold)), p);
   }
 };
 
@@ -256,8 +277,15 @@ void FillFine(CSSE3dPolygon& self, CSSEMatrix* m, bool subsample, float yFrom, f
   const Grid g = FineGrid(r, w, h);
   SweepInside(RingOf(copy, false), g, [&](int x, int j0, int j1) {
     const int cx = std::clamp(x, 0, w - 1);
-    const int ya = std::clamp(g.y0 + j0, 0, h - 1), yb = std::clamp(g.y0 + j1 - 1, 0, h - 1);
-    for (int y = ya; y <= yb; ++y) rule(reinterpret_cast<float*>(rows[y >> 2]) + 4 * cx + (y & 3));
+    int y = std::clamp(g.y0 + j0, 0, h - 1);
+    const int yb = std::clamp(g.y0 + j1 - 1, 0, h - 1);
+    // Single cells up to a four-row boundary, whole SIMD elements, then single cells again.
+    for (; y <= yb && (y & 3) != 0; ++y) rule(reinterpret_cast<float*>(rows[y >> 2]) + 4 * cx + (y & 3));
+    for (; y + 3 <= yb; y += 4) {
+      __m128* e = rows[y >> 2] + cx;
+      *e = rule(*e);
+    }
+    for (; y <= yb; ++y) rule(reinterpret_cast<float*>(rows[y >> 2]) + 4 * cx + (y & 3));
   });
 }
 
