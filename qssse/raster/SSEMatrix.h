@@ -2,6 +2,7 @@
 #include <immintrin.h>
 
 #include <cstdint>
+#include <utility>
 
 #include "qssse/platform/Export.h"
 #include "qssse/platform/Field2D.h"
@@ -190,7 +191,8 @@ class QSSSE_API CSSEMatrix : public CbReferenceCounted {
   // padding of the result holds source (0, 0). Does nothing for a size below 1 or without pixels;
   // newSizeY above kMaxSizeY throws std::invalid_argument with the matrix unchanged.
   void ScaleMatrix(int newSizeX, int newSizeY);
-  // The same four rows at a time with SIMD; equal to ScaleMatrix bit for bit on every pixel.
+  // The same four rows at a time with SIMD; equal to ScaleMatrix bit for bit on every pixel. The
+  // result is built in new storage that replaces the old (earlier row pointers become invalid).
   void ScaleMatrix_SSE(int newSizeX, int newSizeY);
 
   // ---- value queries, row fill and masks (SSEMatrixQueries.cpp) ----
@@ -243,6 +245,9 @@ class QSSSE_API CSSEMatrix : public CbReferenceCounted {
   void StampCross(int x, int y, float v);
   template <class Op>
   void StampSafe(int x, int y, float v);  // one clamped pixel, combined by Op
+  // Exchanges sizes and pixel storage with other (span array and rowProcessed stay): a kernel builds
+  // its result in a temporary and keeps it without a copy back.
+  void SwapStorage(CSSEMatrix& other) noexcept;
 
   // Members in their declared order (the layout is part of the interface).
   int sizeX;
@@ -261,6 +266,16 @@ void CSSEMatrix::ForEachField(F f) const {
   for (int i = 0; i < fieldCount; ++i) {
     if (fields[i] != nullptr) f(fields[i], FieldElements(i));
   }
+}
+
+inline void CSSEMatrix::SwapStorage(CSSEMatrix& other) noexcept {
+  std::swap(sizeX, other.sizeX);
+  std::swap(sizeY, other.sizeY);
+  std::swap(sseSizeX, other.sseSizeX);
+  std::swap(sseSizeY, other.sseSizeY);
+  std::swap(fieldCount, other.fieldCount);
+  std::swap(fields, other.fields);
+  std::swap(rows, other.rows);
 }
 
 inline float CSSEMatrix::GetPoint(int x, int y) const {
