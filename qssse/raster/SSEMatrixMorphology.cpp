@@ -56,7 +56,16 @@ void CSSEMatrix::RemoveFrameArtefacts(int nx, int ny, float value) {
 //    shift-and-min (each round finishes one more lane; the extra candidates earlier rounds offer are
 //    never smaller than the final ones, so the minima agree).
 // A candidate c replaces the running minimum m only when c < m, so NaN pixels keep NaN and a NaN
-// neighbour offers nothing; equal candidates are equal values (the pass creates no -0).
+// neighbour offers nothing; equal candidates are equal values (no -0 survives the replacement and the
+// pass creates none), so the order in which candidates are taken does not matter.
+//
+// One element depends on its left neighbour through about thirty cycles of adds, shuffles and minima,
+// so a single band is latency bound. Bands whose four lanes are all inside the relaxed rows run as a
+// wavefront of kWave bands: band g + i works one column behind band g + i - 1, which is all it needs
+// of it (the upper neighbours are final one step earlier, and the lower-left element that band
+// g + i - 1 reads is still the one from before the pass, since band g + i overwrites it later in the
+// same step). The independent chains of the wavefront overlap in the pipeline. The first band and
+// the last ones keep the masked single-band loop.
 
 namespace {
 
@@ -81,17 +90,121 @@ inline f4 LaneMask(int g, int yLo, int yHi) {
   return _mm_castsi128_ps(_mm_setr_epi32(in(0), in(1), in(2), in(3)));
 }
 
+constexpr int kWave = 4;
+
+struct ChamferConstants {
+  f4 three = splat(3.0f), four = splat(4.0f);
+};
+
+// One element of the forward pass: left (final), upper-left (final), lower-left (before the pass), then
+// the serial chain from the pixel above (`up`, lane 3 of the final element above).
+inline f4 ForwardElement(const ChamferConstants& k, f4 cur, f4 prevFinal, f4 prevOrig, f4 aboveLeft,
+                         f4 aboveHere, f4 belowLeft) {
+  f4 m = Relax(add(ShiftInFromBelow(prevOrig, belowLeft), k.four), cur);
+  m = Relax(add(ShiftInFromAbove(prevFinal, aboveLeft), k.four), m);
+  m = Relax(add(prevFinal, k.three), m);
+  const f4 up = _mm_shuffle_ps(aboveHere, aboveHere, _MM_SHUFFLE(3, 3, 3, 3));
+  for (int round = 0; round < 4; ++round) {
+    m = Relax(add(_mm_move_ss(_mm_shuffle_ps(m, m, _MM_SHUFFLE(2, 1, 0, 3)), up), k.three), m);
+  }
+  return m;
+}
+
+// One element of the backward pass: right (final), lower-right (final), upper-right (before the
+// pass), then the serial chain from the pixel below (`down`, lane 0 of the final element below).
+inline f4 BackwardElement(const ChamferConstants& k, f4 cur, f4 prevFinal, f4 prevOrig, f4 aboveRight,
+                          f4 belowRight, f4 belowHere) {
+  f4 m = Relax(add(ShiftInFromAbove(prevOrig, aboveRight), k.four), cur);
+  m = Relax(add(ShiftInFromBelow(prevFinal, belowRight), k.four), m);
+  m = Relax(add(prevFinal, k.three), m);
+  const f4 down = _mm_shuffle_ps(belowHere, belowHere, _MM_SHUFFLE(0, 0, 0, 0));
+  for (int round = 0; round < 4; ++round) m = Relax(add(ShiftInFromBelow(m, down), k.three), m);
+  return m;
+}
+
+// A run of bands relaxed as a wavefront. Forward, band i of the run is rows[g + i] and handles column
+// 1 + s - i at step s; backward, band i is rows[g - i] and handles column sizeX - 2 - s + i. Within a
+// step the bands go in run order, so each reads its neighbour band ahead of that band's write.
+template <bool kForward, int kBands>
+void ChamferWave(__m128** rows, int g, int sizeX, const ChamferConstants& k) {
+  __m128* row[kBands];
+  f4 prevFinal[kBands], prevOrig[kBands];
+  const int dir = kForward ? 1 : -1;
+  const int first = kForward ? 1 : sizeX - 2;
+  const __m128* outer = rows[g - dir];           // final before the run starts
+  const __m128* inner = rows[g + dir * kBands];  // not yet touched by this pass
+  for (int i = 0; i < kBands; ++i) {
+    row[i] = rows[g + dir * i];
+    prevFinal[i] = prevOrig[i] = row[i][first - dir];
+  }
+  auto element = [&](int i, int x) {
+    const __m128* before = i == 0 ? outer : row[i - 1];
+    const __m128* after = i == kBands - 1 ? inner : row[i + 1];
+    const f4 cur = row[i][x];
+    f4 m;
+    if constexpr (kForward) {
+      m = ForwardElement(k, cur, prevFinal[i], prevOrig[i], before[x - 1], before[x], after[x - 1]);
+    } else {
+      m = BackwardElement(k, cur, prevFinal[i], prevOrig[i], after[x + 1], before[x + 1], before[x]);
+    }
+    row[i][x] = m;
+    prevOrig[i] = cur;
+    prevFinal[i] = m;
+  };
+  const int columns = sizeX - 2, steps = columns + kBands - 1;
+  for (int s = 0; s < steps; ++s) {
+    if (s >= kBands - 1 && s < columns) {
+      for (int i = 0; i < kBands; ++i) element(i, first + dir * (s - i));
+    } else {
+      for (int i = 0; i < kBands; ++i) {
+        if (s - i >= 0 && s - i < columns) element(i, first + dir * (s - i));
+      }
+    }
+  }
+}
+
+template <bool kForward>
+void ChamferWaveOf(int bands, __m128** rows, int g, int sizeX, const ChamferConstants& k) {
+  switch (bands) {
+    case 1:
+      ChamferWave<kForward, 1>(rows, g, sizeX, k);
+      break;
+    case 2:
+      ChamferWave<kForward, 2>(rows, g, sizeX, k);
+      break;
+    case 3:
+      ChamferWave<kForward, 3>(rows, g, sizeX, k);
+      break;
+    default:
+      ChamferWave<kForward, kWave>(rows, g, sizeX, k);
+      break;
+  }
+}
+
 }  // namespace
 
 void CSSEMatrix::Chamfer() {
   if (rows == nullptr) return;
-  ReplaceValueWithValue(0.0f, 99999.9f);
-  ReplaceValueWithValue(1.0f, 0.0f);
+  // Both replacements in one sweep, in their order: background to the far distance, objects to 0.
+  {
+    const f4 far = splat(99999.9f), zeroV = zero(), one = splat(1.0f);
+    const f4 lo = splat(-0.002f), hi = splat(0.002f);
+    ForEachField([=](__m128* block, std::size_t count) {
+      for (std::size_t i = 0; i < count; ++i) {
+        const f4 d0 = sub(zeroV, block[i]);
+        const f4 v = select(and_(gt(d0, lo), lt(d0, hi)), far, block[i]);
+        const f4 d1 = sub(one, v);
+        block[i] = select(and_(gt(d1, lo), lt(d1, hi)), zeroV, v);
+      }
+    });
+  }
   if (sizeX >= 3 && sizeY >= 3) {
-    const f4 three = splat(3.0f), four = splat(4.0f), none = zero();
+    const ChamferConstants k;
+    const f4 none = zero();
     const int yLo = 1, yHi = sizeY - 2, gHi = yHi >> 2;
-    // Forward: left, up (serial), upper-left (final), lower-left (before the pass).
-    for (int g = 0; g <= gHi; ++g) {
+    // Bands 1 .. cleanHi have all four rows in [yLo, yHi] and run as wavefronts.
+    const int cleanHi = sizeY >= 5 ? (sizeY - 5) >> 2 : 0;
+    auto forwardMasked = [&](int g) {
       __m128* row = rows[g];
       const __m128* above = g > 0 ? rows[g - 1] : nullptr;
       const __m128* below = g + 1 < sseSizeY ? rows[g + 1] : nullptr;
@@ -101,22 +214,21 @@ void CSSEMatrix::Chamfer() {
         const f4 cur = row[x];
         const f4 aboveLeft = above ? above[x - 1] : none, aboveHere = above ? above[x] : none;
         const f4 belowLeft = below ? below[x - 1] : none;
-        f4 m = Relax(add(prevFinal, three), cur);
-        m = Relax(add(ShiftInFromAbove(prevFinal, aboveLeft), four), m);
-        m = Relax(add(ShiftInFromBelow(prevOrig, belowLeft), four), m);
+        f4 m = Relax(add(prevFinal, k.three), cur);
+        m = Relax(add(ShiftInFromAbove(prevFinal, aboveLeft), k.four), m);
+        m = Relax(add(ShiftInFromBelow(prevOrig, belowLeft), k.four), m);
         m = select(mask, m, cur);
         const f4 up = _mm_shuffle_ps(aboveHere, aboveHere, _MM_SHUFFLE(3, 3, 3, 3));
         for (int round = 0; round < 4; ++round) {
           const f4 chain = _mm_move_ss(_mm_shuffle_ps(m, m, _MM_SHUFFLE(2, 1, 0, 3)), up);
-          m = select(mask, Relax(add(chain, three), m), m);
+          m = select(mask, Relax(add(chain, k.three), m), m);
         }
         row[x] = m;
         prevOrig = cur;
         prevFinal = m;
       }
-    }
-    // Backward: right, down (serial), lower-right (final), upper-right (before the pass).
-    for (int g = gHi; g >= 0; --g) {
+    };
+    auto backwardMasked = [&](int g) {
       __m128* row = rows[g];
       const __m128* above = g > 0 ? rows[g - 1] : nullptr;
       const __m128* below = g + 1 < sseSizeY ? rows[g + 1] : nullptr;
@@ -126,20 +238,32 @@ void CSSEMatrix::Chamfer() {
         const f4 cur = row[x];
         const f4 aboveRight = above ? above[x + 1] : none;
         const f4 belowRight = below ? below[x + 1] : none, belowHere = below ? below[x] : none;
-        f4 m = Relax(add(prevFinal, three), cur);
-        m = Relax(add(ShiftInFromBelow(prevFinal, belowRight), four), m);
-        m = Relax(add(ShiftInFromAbove(prevOrig, aboveRight), four), m);
+        f4 m = Relax(add(prevFinal, k.three), cur);
+        m = Relax(add(ShiftInFromBelow(prevFinal, belowRight), k.four), m);
+        m = Relax(add(ShiftInFromAbove(prevOrig, aboveRight), k.four), m);
         m = select(mask, m, cur);
         const f4 down = _mm_shuffle_ps(belowHere, belowHere, _MM_SHUFFLE(0, 0, 0, 0));
         for (int round = 0; round < 4; ++round) {
           const f4 chain = ShiftInFromBelow(m, down);
-          m = select(mask, Relax(add(chain, three), m), m);
+          m = select(mask, Relax(add(chain, k.three), m), m);
         }
         row[x] = m;
         prevOrig = cur;
         prevFinal = m;
       }
+    };
+    // 1. forward: band 0, the clean bands in runs of kWave, the last bands
+    forwardMasked(0);
+    for (int g = 1; g <= cleanHi; g += kWave) {
+      ChamferWaveOf<true>(std::min(kWave, cleanHi - g + 1), rows, g, sizeX, k);
     }
+    for (int g = std::max(cleanHi + 1, 1); g <= gHi; ++g) forwardMasked(g);
+    // 2. backward: the same bands in the opposite order
+    for (int g = gHi; g >= std::max(cleanHi + 1, 1); --g) backwardMasked(g);
+    for (int g = cleanHi; g >= 1; g -= kWave) {
+      ChamferWaveOf<false>(std::min(kWave, g), rows, g, sizeX, k);
+    }
+    backwardMasked(0);
   }
   RemoveFrameArtefacts(4, 4, 0.0f);
 }

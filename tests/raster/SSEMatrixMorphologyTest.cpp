@@ -259,6 +259,16 @@ TEST(SSEMatrixMorphology, ChamferEqualsThePlainPassesOnRandomMasksOfEverySmallSi
       }
     }
   }
+  // Interior bands run in groups of four columns-skewed bands: every remainder of the grouping (heights
+  // 14..45) on matrices narrower than the skew (widths 3..6) and wider ones.
+  for (int sy = 14; sy <= 45; ++sy) {
+    for (int sx : {3, 4, 5, 6, 11}) {
+      CSSEMatrix fast = RandomMask(rng, sx, sy, 6, sy % 3 == 0), plain(fast);
+      fast.Chamfer();
+      PlainChamfer(plain);
+      ASSERT_TRUE(SameBits(fast, plain)) << sx << " x " << sy;
+    }
+  }
   for (int k = 0; k < 6; ++k) {
     CSSEMatrix fast = RandomMask(rng, 20 + k * 7, 130 + k * 3, 40, k % 2 == 1), plain(fast);
     fast.Chamfer();
