@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
+#include <cstring>
 
 #include "qssse/raster/AlignedBuffer.h"
 #include "qssse/raster/SSEMatrix.h"
@@ -281,6 +282,43 @@ namespace {
 
 constexpr std::uint16_t kNoBackground = 0xFFFF;
 
+// Byte i of kNibbleBytes[b] is bit i of b: four flags stored in one go.
+constexpr std::uint32_t NibbleBytes(int b) {
+  return static_cast<std::uint32_t>((b & 1) | (b >> 1 & 1) << 8 | (b >> 2 & 1) << 16 | (b >> 3 & 1) << 24);
+}
+constexpr std::uint32_t kNibbleBytes[16] = {
+    NibbleBytes(0),  NibbleBytes(1),  NibbleBytes(2),  NibbleBytes(3), NibbleBytes(4),  NibbleBytes(5),
+    NibbleBytes(6),  NibbleBytes(7),  NibbleBytes(8),  NibbleBytes(9), NibbleBytes(10), NibbleBytes(11),
+    NibbleBytes(12), NibbleBytes(13), NibbleBytes(14), NibbleBytes(15)};
+
+// flags[l][x] = 1 where pixel row l of the band's element x equals bg (never for a NaN bg), for
+// x = 0 .. w-1: four elements at a time as four compares and a 4x4 transpose of the masks.
+void BandFlags(const __m128* band, int w, float bg, std::uint8_t* const flags[4]) {
+  const f4 b = splat(bg);
+  int x = 0;
+  for (; x + 4 <= w; x += 4) {
+    f4 c0 = eq(band[x], b), c1 = eq(band[x + 1], b), c2 = eq(band[x + 2], b), c3 = eq(band[x + 3], b);
+    _MM_TRANSPOSE4_PS(c0, c1, c2, c3);
+    const f4 rowMask[4] = {c0, c1, c2, c3};
+    for (int l = 0; l < 4; ++l) std::memcpy(flags[l] + x, &kNibbleBytes[movemask(rowMask[l])], 4);
+  }
+  for (; x < w; ++x) {
+    const int bits = movemask(eq(band[x], b));
+    for (int l = 0; l < 4; ++l) flags[l][x] = static_cast<std::uint8_t>(bits >> l & 1);
+  }
+}
+
+// Element x of the band: lanes in `rect` that differ from bg (a NaN bg differs from all) become bg
+// where hits[lane][x] is set, else fg; other lanes stay.
+void WriteBand(__m128* band, int w, f4 rect, float bg, float fg, std::uint8_t* const hits[4]) {
+  const f4 b = splat(bg), f = splat(fg);
+  for (int x = 0; x < w; ++x) {
+    const f4 v = band[x];
+    const f4 hit = _mm_castsi128_ps(_mm_setr_epi32(-hits[0][x], -hits[1][x], -hits[2][x], -hits[3][x]));
+    band[x] = select(and_(_mm_cmpneq_ps(v, b), rect), select(hit, b, f), v);
+  }
+}
+
 // Largest h >= 0 with h * h <= v (v >= 0).
 std::int64_t ISqrt(std::int64_t v) {
   std::int64_t h = static_cast<std::int64_t>(std::sqrt(static_cast<double>(v)));
@@ -315,15 +353,28 @@ void CSSEMatrix::Errode(float radius, float bgValue, float fgValue, int x0, int 
   qssse::AlignedBuffer<std::uint16_t> vd(static_cast<std::size_t>(w) * static_cast<std::size_t>(h));
   qssse::AlignedBuffer<std::uint8_t> hit(static_cast<std::size_t>(w));
 
-  // 1. vertical distance to the nearest background pixel, downward then upward
-  for (int y = 0; y < h; ++y) {
-    std::uint16_t* out = &vd[static_cast<std::size_t>(y) * w];
-    const std::uint16_t* prev = y > 0 ? out - w : nullptr;
-    const float* p = pixel(x0, y0 + y);
-    for (int x = 0; x < w; ++x) {
-      const std::uint16_t above = prev ? prev[x] : kNoBackground;
-      out[x] =
-          p[4 * x] == bgValue ? 0 : static_cast<std::uint16_t>(above == kNoBackground ? above : above + 1);
+  // 1. vertical distance to the nearest background pixel, downward (band by band, from the flags of
+  //    its four rows) then upward
+  const int gFirst = y0 >> 2, gLast = y1 >> 2;
+  qssse::AlignedBuffer<std::uint8_t> flagRows(4 * static_cast<std::size_t>(w) + 4);
+  std::uint8_t* const flags[4] = {&flagRows[0], &flagRows[static_cast<std::size_t>(w)],
+                                  &flagRows[2 * static_cast<std::size_t>(w)],
+                                  &flagRows[3 * static_cast<std::size_t>(w)]};
+  for (int g = gFirst; g <= gLast; ++g) {
+    BandFlags(rows[g] + x0, w, bgValue, flags);
+    for (int y = std::max(4 * g, y0); y <= std::min(4 * g + 3, y1); ++y) {
+      std::uint16_t* out = &vd[static_cast<std::size_t>(y - y0) * w];
+      const std::uint8_t* f = flags[y & 3];
+      if (y == y0) {
+        for (int x = 0; x < w; ++x) out[x] = f[x] ? 0 : kNoBackground;
+        continue;
+      }
+      // Branch-free so that it vectorises: "none" stays none, a background flag clears the distance.
+      const std::uint16_t* prev = out - w;
+      for (int x = 0; x < w; ++x) {
+        const auto step = static_cast<std::uint16_t>(prev[x] + (prev[x] != kNoBackground ? 1 : 0));
+        out[x] = static_cast<std::uint16_t>(step & static_cast<std::uint16_t>(f[x] - 1));
+      }
     }
   }
   for (int y = h - 2; y >= 0; --y) {
@@ -335,26 +386,29 @@ void CSSEMatrix::Errode(float radius, float bgValue, float fgValue, int x0, int 
     }
   }
 
-  // 2. per row: does some column offset dx reach a background pixel within the disc?
-  for (int y = 0; y < h; ++y) {
-    const std::uint16_t* row = &vd[static_cast<std::size_t>(y) * w];
-    std::uint8_t* acc = hit.get();
-    std::fill(acc, acc + w, std::uint8_t{0});
-    for (std::int64_t dx = -r; dx <= r; ++dx) {
-      if (dx * dx > r2) continue;
-      // Vertical distances never exceed h - 1 < kNoBackground, so the cap keeps "none" unreachable.
-      const auto reach = static_cast<std::uint16_t>(std::min<std::int64_t>({ISqrt(r2 - dx * dx), r, h - 1}));
-      const int begin = static_cast<int>(std::max<std::int64_t>(0, -dx));
-      const int end = static_cast<int>(std::min<std::int64_t>(w, w - dx));
-      const std::ptrdiff_t shift = static_cast<std::ptrdiff_t>(dx);
-      for (int x = begin; x < end; ++x) acc[x] |= static_cast<std::uint8_t>(row[x + shift] <= reach);
+  // 2. per row: does some column offset dx reach a background pixel within the disc? The rows of one
+  //    band are collected (flagRows now holds their hits; lanes outside the rectangle stay 0) and
+  //    written together.
+  std::uint8_t* const hits[4] = {flags[0], flags[1], flags[2], flags[3]};
+  for (int g = gFirst; g <= gLast; ++g) {
+    const int yA = std::max(4 * g, y0), yB = std::min(4 * g + 3, y1);
+    std::fill(flagRows.get(), flagRows.get() + flagRows.size(), std::uint8_t{0});
+    for (int y = yA; y <= yB; ++y) {
+      const std::uint16_t* row = &vd[static_cast<std::size_t>(y - y0) * w];
+      std::uint8_t* acc = hits[y & 3];
+      for (std::int64_t dx = -r; dx <= r; ++dx) {
+        if (dx * dx > r2) continue;
+        // Vertical distances never exceed h - 1 < kNoBackground, so the cap keeps "none" unreachable.
+        const auto reach =
+            static_cast<std::uint16_t>(std::min<std::int64_t>({ISqrt(r2 - dx * dx), r, h - 1}));
+        const int begin = static_cast<int>(std::max<std::int64_t>(0, -dx));
+        const int end = static_cast<int>(std::min<std::int64_t>(w, w - dx));
+        const std::ptrdiff_t shift = static_cast<std::ptrdiff_t>(dx);
+        for (int x = begin; x < end; ++x) acc[x] |= static_cast<std::uint8_t>(row[x + shift] <= reach);
+      }
     }
-    // 3. write: background stays, every other pixel is binarised
-    float* p = pixel(x0, y0 + y);
-    for (int x = 0; x < w; ++x) {
-      float& v = p[4 * x];
-      if (v != bgValue) v = acc[x] ? bgValue : fgValue;
-    }
+    // 3. write: background stays, every other pixel of the rectangle is binarised
+    WriteBand(rows[g] + x0, w, LaneMask(g, yA, yB), bgValue, fgValue, hits);
   }
 }
 
