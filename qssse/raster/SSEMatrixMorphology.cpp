@@ -276,11 +276,14 @@ void CSSEMatrix::Chamfer() {
 // nearest background pixel of column x (within the rectangle), and the disc holds a background pixel
 // exactly when vd(x + dx, y) <= h(dx) for some column offset dx, where h(dx) is the disc's vertical
 // reach at dx (the largest h <= R with dx^2 + h^2 <= R2). That is 2R+1 comparisons per pixel on a
-// row-major array, which the compiler vectorises, instead of O(R^2) clamped reads.
+// row-major array instead of O(R^2) clamped reads.
+//
+// The distances are bytes when every reach is below 255 (the usual radii; 255 then stands for "none or
+// farther", which no reach matches) and 16-bit words otherwise, so one SSE compare tests 16, resp. 8,
+// pixels. The matrix side works four pixel rows at a time: the background flags of a band come from
+// four compares and a 4x4 transpose of the masks, and the hits of its four rows go back the same way.
 
 namespace {
-
-constexpr std::uint16_t kNoBackground = 0xFFFF;
 
 // Byte i of kNibbleBytes[b] is bit i of b: four flags stored in one go.
 constexpr std::uint32_t NibbleBytes(int b) {
@@ -308,14 +311,55 @@ void BandFlags(const __m128* band, int w, float bg, std::uint8_t* const flags[4]
   }
 }
 
+// The SSE2 operations on vectors of distances D (16 bytes or 8 words).
+template <class D>
+struct DistanceOps;
+template <>
+struct DistanceOps<std::uint8_t> {
+  // all ones where a <= b (unsigned): a - b saturates to 0 exactly then
+  static __m128i le(__m128i a, __m128i b) { return _mm_cmpeq_epi8(_mm_subs_epu8(a, b), _mm_setzero_si128()); }
+  // four hit masks of one row, widened to the four 32-bit lanes of columns x .. x+3
+  static __m128i widen4(const std::uint8_t* h) {
+    std::int32_t v;
+    std::memcpy(&v, h, 4);
+    const __m128i b = _mm_cvtsi32_si128(v);
+    const __m128i w16 = _mm_unpacklo_epi8(b, b);
+    return _mm_unpacklo_epi16(w16, w16);
+  }
+};
+template <>
+struct DistanceOps<std::uint16_t> {
+  static __m128i le(__m128i a, __m128i b) { return _mm_cmpeq_epi16(_mm_subs_epu16(a, b), _mm_setzero_si128()); }
+  static __m128i widen4(const std::uint16_t* h) {
+    const __m128i w16 = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(h));
+    return _mm_unpacklo_epi16(w16, w16);
+  }
+};
+
 // Element x of the band: lanes in `rect` that differ from bg (a NaN bg differs from all) become bg
-// where hits[lane][x] is set, else fg; other lanes stay.
-void WriteBand(__m128* band, int w, f4 rect, float bg, float fg, std::uint8_t* const hits[4]) {
+// where hits[lane][x] is set (all ones), else fg; other lanes stay.
+template <class D>
+void WriteBand(__m128* band, int w, f4 rect, float bg, float fg, const D* const hits[4]) {
   const f4 b = splat(bg), f = splat(fg);
-  for (int x = 0; x < w; ++x) {
+  auto write = [&](int x, f4 hit) {
     const f4 v = band[x];
-    const f4 hit = _mm_castsi128_ps(_mm_setr_epi32(-hits[0][x], -hits[1][x], -hits[2][x], -hits[3][x]));
     band[x] = select(and_(_mm_cmpneq_ps(v, b), rect), select(hit, b, f), v);
+  };
+  int x = 0;
+  for (; x + 4 <= w; x += 4) {
+    f4 c0 = _mm_castsi128_ps(DistanceOps<D>::widen4(hits[0] + x));
+    f4 c1 = _mm_castsi128_ps(DistanceOps<D>::widen4(hits[1] + x));
+    f4 c2 = _mm_castsi128_ps(DistanceOps<D>::widen4(hits[2] + x));
+    f4 c3 = _mm_castsi128_ps(DistanceOps<D>::widen4(hits[3] + x));
+    _MM_TRANSPOSE4_PS(c0, c1, c2, c3);
+    write(x, c0);
+    write(x + 1, c1);
+    write(x + 2, c2);
+    write(x + 3, c3);
+  }
+  for (; x < w; ++x) {
+    auto lane = [&](int l) { return hits[l][x] ? -1 : 0; };
+    write(x, _mm_castsi128_ps(_mm_setr_epi32(lane(0), lane(1), lane(2), lane(3))));
   }
 }
 
@@ -325,6 +369,90 @@ std::int64_t ISqrt(std::int64_t v) {
   while (h > 0 && h * h > v) --h;
   while ((h + 1) * (h + 1) <= v) ++h;
   return h;
+}
+
+// The erosion of the rectangle (x0, y0) + w x h of rows, with R = r and R2 = r2 (r <= max(w, h)).
+template <class D>
+void ErrodeRect(__m128** rows, int x0, int y0, int w, int h, std::int64_t r, std::int64_t r2, float bg,
+                float fg) {
+  using Ops = DistanceOps<D>;
+  constexpr D kNone = static_cast<D>(~D{0});  // no background, or one farther than any reach
+  constexpr int kLanes = 16 / sizeof(D);
+  const auto uw = static_cast<std::size_t>(w);
+  qssse::AlignedBuffer<D> vd(uw * static_cast<std::size_t>(h));
+
+  // 1. vertical distance to the nearest background pixel, downward (band by band, from the flags of
+  //    its four rows) then upward; both saturate at kNone, so "none" stays none
+  const int y1 = y0 + h - 1, gFirst = y0 >> 2, gLast = y1 >> 2;
+  qssse::AlignedBuffer<std::uint8_t> flagRows(4 * uw);
+  std::uint8_t* const flags[4] = {&flagRows[0], &flagRows[uw], &flagRows[2 * uw], &flagRows[3 * uw]};
+  for (int g = gFirst; g <= gLast; ++g) {
+    BandFlags(rows[g] + x0, w, bg, flags);
+    for (int y = std::max(4 * g, y0); y <= std::min(4 * g + 3, y1); ++y) {
+      D* out = &vd[static_cast<std::size_t>(y - y0) * uw];
+      const std::uint8_t* f = flags[y & 3];
+      if (y == y0) {
+        for (int x = 0; x < w; ++x) out[x] = f[x] ? D{0} : kNone;
+        continue;
+      }
+      const D* prev = out - w;
+      for (int x = 0; x < w; ++x) {
+        const auto step = static_cast<D>(prev[x] + (prev[x] != kNone ? 1 : 0));
+        out[x] = static_cast<D>(step & static_cast<D>(f[x] - 1));  // a background flag clears it
+      }
+    }
+  }
+  for (int y = h - 2; y >= 0; --y) {
+    D* out = &vd[static_cast<std::size_t>(y) * uw];
+    const D* next = out + w;
+    for (int x = 0; x < w; ++x) {
+      const auto fromBelow = static_cast<D>(next[x] + (next[x] != kNone ? 1 : 0));
+      out[x] = std::min(out[x], fromBelow);
+    }
+  }
+
+  // 2. the column offsets that can reach a pixel of the rectangle, with their vertical reach
+  std::int64_t offsets = 0;
+  const std::int64_t span = std::min<std::int64_t>(r, w - 1);
+  qssse::AlignedBuffer<std::int32_t> dxs(static_cast<std::size_t>(2 * span + 1));
+  qssse::AlignedBuffer<D> reach(static_cast<std::size_t>(2 * span + 1) * kLanes);  // one vector each
+  for (std::int64_t dx = -span; dx <= span; ++dx) {
+    if (dx * dx > r2) continue;
+    dxs[offsets] = static_cast<std::int32_t>(dx);
+    // Vertical distances never exceed h - 1 (or kNone - 1 for bytes), so kNone stays unreachable.
+    const auto v = static_cast<D>(std::min<std::int64_t>({ISqrt(r2 - dx * dx), r, h - 1, kNone - 1}));
+    std::fill_n(&reach[static_cast<std::size_t>(offsets++) * kLanes], kLanes, v);
+  }
+
+  // 3. per row: OR over the offsets of vd(x + dx) <= reach, kLanes pixels at a time, read from a copy
+  //    of the row padded with kNone on both sides (so no offset needs a bounds test); the four rows of
+  //    a band are collected and written together
+  const auto pad = static_cast<std::size_t>(span);
+  const std::size_t blocks = (uw + kLanes - 1) / kLanes;
+  qssse::AlignedBuffer<D> padded(2 * pad + blocks * kLanes);
+  std::fill(padded.get(), padded.get() + padded.size(), kNone);
+  qssse::AlignedBuffer<D> hitRows(4 * blocks * kLanes, true);
+  const D* hits[4];
+  for (int l = 0; l < 4; ++l) hits[l] = &hitRows[static_cast<std::size_t>(l) * blocks * kLanes];
+  for (int g = gFirst; g <= gLast; ++g) {
+    const int yA = std::max(4 * g, y0), yB = std::min(4 * g + 3, y1);
+    for (int y = yA; y <= yB; ++y) {
+      std::copy_n(&vd[static_cast<std::size_t>(y - y0) * uw], uw, padded.get() + pad);
+      D* acc = &hitRows[static_cast<std::size_t>(y & 3) * blocks * kLanes];
+      const D* centre = padded.get() + pad;
+      for (std::size_t k = 0; k < blocks; ++k) {
+        __m128i any = _mm_setzero_si128();
+        for (std::int64_t o = 0; o < offsets; ++o) {
+          const __m128i d = _mm_loadu_si128(reinterpret_cast<const __m128i*>(centre + k * kLanes + dxs[o]));
+          const __m128i limit = _mm_load_si128(reinterpret_cast<const __m128i*>(&reach[o * kLanes]));
+          any = _mm_or_si128(any, Ops::le(d, limit));
+        }
+        _mm_store_si128(reinterpret_cast<__m128i*>(acc + k * kLanes), any);
+      }
+    }
+    // 4. write: background stays, every other pixel of the rectangle is binarised
+    WriteBand<D>(rows[g] + x0, w, LaneMask(g, yA, yB), bg, fg, hits);
+  }
 }
 
 }  // namespace
@@ -349,66 +477,11 @@ void CSSEMatrix::Errode(float radius, float bgValue, float fgValue, int x0, int 
     r = radius >= 1.0e9f ? std::int64_t{1000000000} : static_cast<std::int64_t>(std::floor(radius));
   }
   r = std::min<std::int64_t>(r, std::max(w, h));
-
-  qssse::AlignedBuffer<std::uint16_t> vd(static_cast<std::size_t>(w) * static_cast<std::size_t>(h));
-  qssse::AlignedBuffer<std::uint8_t> hit(static_cast<std::size_t>(w));
-
-  // 1. vertical distance to the nearest background pixel, downward (band by band, from the flags of
-  //    its four rows) then upward
-  const int gFirst = y0 >> 2, gLast = y1 >> 2;
-  qssse::AlignedBuffer<std::uint8_t> flagRows(4 * static_cast<std::size_t>(w) + 4);
-  std::uint8_t* const flags[4] = {&flagRows[0], &flagRows[static_cast<std::size_t>(w)],
-                                  &flagRows[2 * static_cast<std::size_t>(w)],
-                                  &flagRows[3 * static_cast<std::size_t>(w)]};
-  for (int g = gFirst; g <= gLast; ++g) {
-    BandFlags(rows[g] + x0, w, bgValue, flags);
-    for (int y = std::max(4 * g, y0); y <= std::min(4 * g + 3, y1); ++y) {
-      std::uint16_t* out = &vd[static_cast<std::size_t>(y - y0) * w];
-      const std::uint8_t* f = flags[y & 3];
-      if (y == y0) {
-        for (int x = 0; x < w; ++x) out[x] = f[x] ? 0 : kNoBackground;
-        continue;
-      }
-      // Branch-free so that it vectorises: "none" stays none, a background flag clears the distance.
-      const std::uint16_t* prev = out - w;
-      for (int x = 0; x < w; ++x) {
-        const auto step = static_cast<std::uint16_t>(prev[x] + (prev[x] != kNoBackground ? 1 : 0));
-        out[x] = static_cast<std::uint16_t>(step & static_cast<std::uint16_t>(f[x] - 1));
-      }
-    }
-  }
-  for (int y = h - 2; y >= 0; --y) {
-    std::uint16_t* out = &vd[static_cast<std::size_t>(y) * w];
-    const std::uint16_t* next = out + w;
-    for (int x = 0; x < w; ++x) {
-      const std::uint16_t fromBelow = next[x] == kNoBackground ? kNoBackground : next[x] + 1;
-      out[x] = std::min(out[x], fromBelow);
-    }
-  }
-
-  // 2. per row: does some column offset dx reach a background pixel within the disc? The rows of one
-  //    band are collected (flagRows now holds their hits; lanes outside the rectangle stay 0) and
-  //    written together.
-  std::uint8_t* const hits[4] = {flags[0], flags[1], flags[2], flags[3]};
-  for (int g = gFirst; g <= gLast; ++g) {
-    const int yA = std::max(4 * g, y0), yB = std::min(4 * g + 3, y1);
-    std::fill(flagRows.get(), flagRows.get() + flagRows.size(), std::uint8_t{0});
-    for (int y = yA; y <= yB; ++y) {
-      const std::uint16_t* row = &vd[static_cast<std::size_t>(y - y0) * w];
-      std::uint8_t* acc = hits[y & 3];
-      for (std::int64_t dx = -r; dx <= r; ++dx) {
-        if (dx * dx > r2) continue;
-        // Vertical distances never exceed h - 1 < kNoBackground, so the cap keeps "none" unreachable.
-        const auto reach =
-            static_cast<std::uint16_t>(std::min<std::int64_t>({ISqrt(r2 - dx * dx), r, h - 1}));
-        const int begin = static_cast<int>(std::max<std::int64_t>(0, -dx));
-        const int end = static_cast<int>(std::min<std::int64_t>(w, w - dx));
-        const std::ptrdiff_t shift = static_cast<std::ptrdiff_t>(dx);
-        for (int x = begin; x < end; ++x) acc[x] |= static_cast<std::uint8_t>(row[x + shift] <= reach);
-      }
-    }
-    // 3. write: background stays, every other pixel of the rectangle is binarised
-    WriteBand(rows[g] + x0, w, LaneMask(g, yA, yB), bgValue, fgValue, hits);
+  // Reaches never exceed min(R, h - 1): below 255 they fit bytes.
+  if (std::min<std::int64_t>(r, h - 1) < 255) {
+    ErrodeRect<std::uint8_t>(rows, x0, y0, w, h, r, r2, bgValue, fgValue);
+  } else {
+    ErrodeRect<std::uint16_t>(rows, x0, y0, w, h, r, r2, bgValue, fgValue);
   }
 }
 
