@@ -295,21 +295,46 @@ constexpr std::uint32_t kNibbleBytes[16] = {
     NibbleBytes(12), NibbleBytes(13), NibbleBytes(14), NibbleBytes(15)};
 
 // flags[l][x] = 1 where pixel row l of the band's element x equals bg (never for a NaN bg), for
-// x = 0 .. w-1: four elements at a time as four compares and a 4x4 transpose of the masks.
-void BandFlags(const __m128* band, int w, float bg, std::uint8_t* const flags[4]) {
+// x = 0 .. w-1: four elements at a time as four compares and a 4x4 transpose of the masks. codes[x]
+// keeps the element's lanes equal to bg (low four bits) and those that also have bg's bits (high four
+// bits; they differ only for the zero of the other sign), so that the write-back needs no second read.
+void BandFlags(const __m128* band, int w, float bg, std::uint8_t* const flags[4], std::uint8_t* codes) {
   const f4 b = splat(bg);
+  const __m128i bits = _mm_castps_si128(b);
+  auto code = [&](f4 v, f4 same) {
+    return static_cast<std::uint8_t>(
+        movemask(same) | movemask(_mm_castsi128_ps(_mm_cmpeq_epi32(_mm_castps_si128(v), bits))) << 4);
+  };
   int x = 0;
   for (; x + 4 <= w; x += 4) {
-    f4 c0 = eq(band[x], b), c1 = eq(band[x + 1], b), c2 = eq(band[x + 2], b), c3 = eq(band[x + 3], b);
+    const f4 v0 = band[x], v1 = band[x + 1], v2 = band[x + 2], v3 = band[x + 3];
+    f4 c0 = eq(v0, b), c1 = eq(v1, b), c2 = eq(v2, b), c3 = eq(v3, b);
+    codes[x] = code(v0, c0);
+    codes[x + 1] = code(v1, c1);
+    codes[x + 2] = code(v2, c2);
+    codes[x + 3] = code(v3, c3);
     _MM_TRANSPOSE4_PS(c0, c1, c2, c3);
     const f4 rowMask[4] = {c0, c1, c2, c3};
     for (int l = 0; l < 4; ++l) std::memcpy(flags[l] + x, &kNibbleBytes[movemask(rowMask[l])], 4);
   }
   for (; x < w; ++x) {
-    const int bits = movemask(eq(band[x], b));
-    for (int l = 0; l < 4; ++l) flags[l][x] = static_cast<std::uint8_t>(bits >> l & 1);
+    const f4 same = eq(band[x], b);
+    codes[x] = code(band[x], same);
+    for (int l = 0; l < 4; ++l) flags[l][x] = static_cast<std::uint8_t>(movemask(same) >> l & 1);
   }
 }
+
+// Lane l of kLaneMasks[b] is all ones when bit l of b is set.
+struct LaneMaskTable {
+  alignas(16) std::uint32_t m[16][4];
+  constexpr LaneMaskTable() : m{} {
+    for (int b = 0; b < 16; ++b)
+      for (int l = 0; l < 4; ++l) m[b][l] = (b >> l & 1) ? 0xFFFFFFFFu : 0u;
+  }
+};
+constexpr LaneMaskTable kLaneMasks;
+
+inline f4 LanesOf(int bits) { return _mm_load_ps(reinterpret_cast<const float*>(kLaneMasks.m[bits])); }
 
 // The SSE2 operations on vectors of distances D (16 bytes or 8 words).
 template <class D>
@@ -318,6 +343,7 @@ template <>
 struct DistanceOps<std::uint8_t> {
   // all ones where a <= b (unsigned): a - b saturates to 0 exactly then
   static __m128i le(__m128i a, __m128i b) { return _mm_cmpeq_epi8(_mm_subs_epu8(a, b), _mm_setzero_si128()); }
+  static __m128i min(__m128i a, __m128i b) { return _mm_min_epu8(a, b); }
   // four hit masks of one row, widened to the four 32-bit lanes of columns x .. x+3
   static __m128i widen4(const std::uint8_t* h) {
     std::int32_t v;
@@ -329,7 +355,12 @@ struct DistanceOps<std::uint8_t> {
 };
 template <>
 struct DistanceOps<std::uint16_t> {
-  static __m128i le(__m128i a, __m128i b) { return _mm_cmpeq_epi16(_mm_subs_epu16(a, b), _mm_setzero_si128()); }
+  static __m128i le(__m128i a, __m128i b) {
+    return _mm_cmpeq_epi16(_mm_subs_epu16(a, b), _mm_setzero_si128());
+  }
+  static __m128i min(__m128i a, __m128i b) {
+    return _mm_sub_epi16(a, _mm_subs_epu16(a, b));
+  }  // SSE2 has no pminuw
   static __m128i widen4(const std::uint16_t* h) {
     const __m128i w16 = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(h));
     return _mm_unpacklo_epi16(w16, w16);
@@ -337,13 +368,27 @@ struct DistanceOps<std::uint16_t> {
 };
 
 // Element x of the band: lanes in `rect` that differ from bg (a NaN bg differs from all) become bg
-// where hits[lane][x] is set (all ones), else fg; other lanes stay.
+// where hits[lane][x] is set (all ones), else fg; other lanes stay. A band whose four lanes are all in
+// the rectangle is rebuilt from the codes of BandFlags and not read again (with streaming stores when
+// `stream`): equal lanes get bg back, or the other zero where that was stored.
 template <class D>
-void WriteBand(__m128* band, int w, f4 rect, float bg, float fg, const D* const hits[4]) {
-  const f4 b = splat(bg), f = splat(fg);
+void WriteBand(__m128* band, int w, f4 rect, bool whole, bool stream, const std::uint8_t* codes, float bg,
+               float fg, const D* const hits[4]) {
+  const f4 b = splat(bg), f = splat(fg), otherZero = splat(-bg);
   auto write = [&](int x, f4 hit) {
-    const f4 v = band[x];
-    band[x] = select(and_(_mm_cmpneq_ps(v, b), rect), select(hit, b, f), v);
+    const f4 binary = select(hit, b, f);
+    if (whole) {
+      const int c = codes[x];
+      const f4 v = select(LanesOf(c & 15), select(LanesOf(c >> 4), b, otherZero), binary);
+      if (stream) {
+        _mm_stream_ps(reinterpret_cast<float*>(band + x), v);
+      } else {
+        band[x] = v;
+      }
+    } else {
+      const f4 v = band[x];
+      band[x] = select(and_(_mm_cmpneq_ps(v, b), rect), binary, v);
+    }
   };
   int x = 0;
   for (; x + 4 <= w; x += 4) {
@@ -385,9 +430,10 @@ void ErrodeRect(__m128** rows, int x0, int y0, int w, int h, std::int64_t r, std
   //    its four rows) then upward; both saturate at kNone, so "none" stays none
   const int y1 = y0 + h - 1, gFirst = y0 >> 2, gLast = y1 >> 2;
   qssse::AlignedBuffer<std::uint8_t> flagRows(4 * uw);
+  qssse::AlignedBuffer<std::uint8_t> codes(static_cast<std::size_t>(gLast - gFirst + 1) * uw);
   std::uint8_t* const flags[4] = {&flagRows[0], &flagRows[uw], &flagRows[2 * uw], &flagRows[3 * uw]};
   for (int g = gFirst; g <= gLast; ++g) {
-    BandFlags(rows[g] + x0, w, bg, flags);
+    BandFlags(rows[g] + x0, w, bg, flags, &codes[static_cast<std::size_t>(g - gFirst) * uw]);
     for (int y = std::max(4 * g, y0); y <= std::min(4 * g + 3, y1); ++y) {
       D* out = &vd[static_cast<std::size_t>(y - y0) * uw];
       const std::uint8_t* f = flags[y & 3];
@@ -411,29 +457,36 @@ void ErrodeRect(__m128** rows, int x0, int y0, int w, int h, std::int64_t r, std
     }
   }
 
-  // 2. the column offsets that can reach a pixel of the rectangle, with their vertical reach
-  std::int64_t offsets = 0;
+  // 2. the column offsets that can reach a pixel of the rectangle (every |dx| <= R lies in the disc,
+  //    as R * R <= R2) and the vertical reach at each; the reach does not grow with |dx|, so the test
+  //    "vd(x + dx) <= reach(|dx|) for some dx" is the same as "the minimum of vd over |dx| <= D is at
+  //    most reach(D)" checked only at the D where the reach is about to drop
   const std::int64_t span = std::min<std::int64_t>(r, w - 1);
-  qssse::AlignedBuffer<std::int32_t> dxs(static_cast<std::size_t>(2 * span + 1));
-  qssse::AlignedBuffer<D> reach(static_cast<std::size_t>(2 * span + 1) * kLanes);  // one vector each
-  for (std::int64_t dx = -span; dx <= span; ++dx) {
-    if (dx * dx > r2) continue;
-    dxs[offsets] = static_cast<std::int32_t>(dx);
+  const auto steps = static_cast<std::size_t>(span + 1);
+  qssse::AlignedBuffer<D> limits(steps * kLanes);  // reach(D) as a whole vector
+  qssse::AlignedBuffer<std::uint8_t> check(steps);
+  std::int64_t previous = -1;
+  for (std::int64_t d = span; d >= 0; --d) {
     // Vertical distances never exceed h - 1 (or kNone - 1 for bytes), so kNone stays unreachable.
-    const auto v = static_cast<D>(std::min<std::int64_t>({ISqrt(r2 - dx * dx), r, h - 1, kNone - 1}));
-    std::fill_n(&reach[static_cast<std::size_t>(offsets++) * kLanes], kLanes, v);
+    const std::int64_t v = std::min<std::int64_t>({ISqrt(r2 - d * d), r, h - 1, kNone - 1});
+    std::fill_n(&limits[static_cast<std::size_t>(d) * kLanes], kLanes, static_cast<D>(v));
+    check[static_cast<std::size_t>(d)] = v != previous ? 1 : 0;
+    previous = v;
   }
 
-  // 3. per row: OR over the offsets of vd(x + dx) <= reach, kLanes pixels at a time, read from a copy
+  // 3. per row: the growing window minimum and its checks, kLanes pixels at a time, read from a copy
   //    of the row padded with kNone on both sides (so no offset needs a bounds test); the four rows of
   //    a band are collected and written together
   const auto pad = static_cast<std::size_t>(span);
   const std::size_t blocks = (uw + kLanes - 1) / kLanes;
+  // Streaming stores pay off when the rectangle does not fit the caches anyway.
+  const bool stream = uw * static_cast<std::size_t>(h) >= (std::size_t{1} << 20);
   qssse::AlignedBuffer<D> padded(2 * pad + blocks * kLanes);
   std::fill(padded.get(), padded.get() + padded.size(), kNone);
   qssse::AlignedBuffer<D> hitRows(4 * blocks * kLanes, true);
   const D* hits[4];
   for (int l = 0; l < 4; ++l) hits[l] = &hitRows[static_cast<std::size_t>(l) * blocks * kLanes];
+  auto loadD = [](const D* p) { return _mm_loadu_si128(reinterpret_cast<const __m128i*>(p)); };
   for (int g = gFirst; g <= gLast; ++g) {
     const int yA = std::max(4 * g, y0), yB = std::min(4 * g + 3, y1);
     for (int y = yA; y <= yB; ++y) {
@@ -441,18 +494,20 @@ void ErrodeRect(__m128** rows, int x0, int y0, int w, int h, std::int64_t r, std
       D* acc = &hitRows[static_cast<std::size_t>(y & 3) * blocks * kLanes];
       const D* centre = padded.get() + pad;
       for (std::size_t k = 0; k < blocks; ++k) {
-        __m128i any = _mm_setzero_si128();
-        for (std::int64_t o = 0; o < offsets; ++o) {
-          const __m128i d = _mm_loadu_si128(reinterpret_cast<const __m128i*>(centre + k * kLanes + dxs[o]));
-          const __m128i limit = _mm_load_si128(reinterpret_cast<const __m128i*>(&reach[o * kLanes]));
-          any = _mm_or_si128(any, Ops::le(d, limit));
+        const D* c = centre + k * kLanes;
+        __m128i m = loadD(c), any = _mm_setzero_si128();
+        for (std::size_t d = 0; d < steps; ++d) {
+          if (d > 0) m = Ops::min(m, Ops::min(loadD(c - d), loadD(c + d)));
+          if (check[d]) any = _mm_or_si128(any, Ops::le(m, loadD(&limits[d * kLanes])));
         }
         _mm_store_si128(reinterpret_cast<__m128i*>(acc + k * kLanes), any);
       }
     }
     // 4. write: background stays, every other pixel of the rectangle is binarised
-    WriteBand<D>(rows[g] + x0, w, LaneMask(g, yA, yB), bg, fg, hits);
+    WriteBand<D>(rows[g] + x0, w, LaneMask(g, yA, yB), yB - yA == 3, stream,
+                 &codes[static_cast<std::size_t>(g - gFirst) * uw], bg, fg, hits);
   }
+  if (stream) _mm_sfence();
 }
 
 }  // namespace
