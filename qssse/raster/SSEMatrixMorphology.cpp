@@ -417,6 +417,11 @@ std::int64_t ISqrt(std::int64_t v) {
 }
 
 // The erosion of the rectangle (x0, y0) + w x h of rows, with R = r and R2 = r2 (r <= max(w, h)).
+//
+// It runs in strips of bands so that the distances stay in the caches. The downward distances carry
+// over from one strip to the next (the rows above a strip are already rewritten, so they cannot be
+// read again); the upward ones are computed from the strip's rows and M = min(R, h - 1) rows below,
+// the largest reach: a background pixel farther down than that is out of every reach anyway.
 template <class D>
 void ErrodeRect(__m128** rows, int x0, int y0, int w, int h, std::int64_t r, std::int64_t r2, float bg,
                 float fg) {
@@ -424,40 +429,12 @@ void ErrodeRect(__m128** rows, int x0, int y0, int w, int h, std::int64_t r, std
   constexpr D kNone = static_cast<D>(~D{0});  // no background, or one farther than any reach
   constexpr int kLanes = 16 / sizeof(D);
   const auto uw = static_cast<std::size_t>(w);
-  qssse::AlignedBuffer<D> vd(uw * static_cast<std::size_t>(h));
-
-  // 1. vertical distance to the nearest background pixel, downward (band by band, from the flags of
-  //    its four rows) then upward; both saturate at kNone, so "none" stays none
   const int y1 = y0 + h - 1, gFirst = y0 >> 2, gLast = y1 >> 2;
-  qssse::AlignedBuffer<std::uint8_t> flagRows(4 * uw);
-  qssse::AlignedBuffer<std::uint8_t> codes(static_cast<std::size_t>(gLast - gFirst + 1) * uw);
-  std::uint8_t* const flags[4] = {&flagRows[0], &flagRows[uw], &flagRows[2 * uw], &flagRows[3 * uw]};
-  for (int g = gFirst; g <= gLast; ++g) {
-    BandFlags(rows[g] + x0, w, bg, flags, &codes[static_cast<std::size_t>(g - gFirst) * uw]);
-    for (int y = std::max(4 * g, y0); y <= std::min(4 * g + 3, y1); ++y) {
-      D* out = &vd[static_cast<std::size_t>(y - y0) * uw];
-      const std::uint8_t* f = flags[y & 3];
-      if (y == y0) {
-        for (int x = 0; x < w; ++x) out[x] = f[x] ? D{0} : kNone;
-        continue;
-      }
-      const D* prev = out - w;
-      for (int x = 0; x < w; ++x) {
-        const auto step = static_cast<D>(prev[x] + (prev[x] != kNone ? 1 : 0));
-        out[x] = static_cast<D>(step & static_cast<D>(f[x] - 1));  // a background flag clears it
-      }
-    }
-  }
-  for (int y = h - 2; y >= 0; --y) {
-    D* out = &vd[static_cast<std::size_t>(y) * uw];
-    const D* next = out + w;
-    for (int x = 0; x < w; ++x) {
-      const auto fromBelow = static_cast<D>(next[x] + (next[x] != kNone ? 1 : 0));
-      out[x] = std::min(out[x], fromBelow);
-    }
-  }
+  const auto margin = static_cast<int>(std::min<std::int64_t>(r, h - 1));
+  const int stripBands = std::max(16, 2 * margin);
+  const int maxRows = std::min(4 * stripBands + margin, h);
 
-  // 2. the column offsets that can reach a pixel of the rectangle (every |dx| <= R lies in the disc,
+  // 1. the column offsets that can reach a pixel of the rectangle (every |dx| <= R lies in the disc,
   //    as R * R <= R2) and the vertical reach at each; the reach does not grow with |dx|, so the test
   //    "vd(x + dx) <= reach(|dx|) for some dx" is the same as "the minimum of vd over |dx| <= D is at
   //    most reach(D)" checked only at the D where the reach is about to drop
@@ -474,38 +451,83 @@ void ErrodeRect(__m128** rows, int x0, int y0, int w, int h, std::int64_t r, std
     previous = v;
   }
 
-  // 3. per row: the growing window minimum and its checks, kLanes pixels at a time, read from a copy
-  //    of the row padded with kNone on both sides (so no offset needs a bounds test); the four rows of
-  //    a band are collected and written together
   const auto pad = static_cast<std::size_t>(span);
   const std::size_t blocks = (uw + kLanes - 1) / kLanes;
   // Streaming stores pay off when the rectangle does not fit the caches anyway.
   const bool stream = uw * static_cast<std::size_t>(h) >= (std::size_t{1} << 20);
+  qssse::AlignedBuffer<D> vd(uw * static_cast<std::size_t>(maxRows));
+  qssse::AlignedBuffer<std::uint8_t> flagRows(4 * uw);
+  qssse::AlignedBuffer<std::uint8_t> codes(static_cast<std::size_t>(stripBands + 1) * uw);
   qssse::AlignedBuffer<D> padded(2 * pad + blocks * kLanes);
   std::fill(padded.get(), padded.get() + padded.size(), kNone);
   qssse::AlignedBuffer<D> hitRows(4 * blocks * kLanes, true);
+  qssse::AlignedBuffer<D> carry(uw);  // downward distances of the row above the strip
+  std::uint8_t* const flags[4] = {&flagRows[0], &flagRows[uw], &flagRows[2 * uw], &flagRows[3 * uw]};
   const D* hits[4];
   for (int l = 0; l < 4; ++l) hits[l] = &hitRows[static_cast<std::size_t>(l) * blocks * kLanes];
   auto loadD = [](const D* p) { return _mm_loadu_si128(reinterpret_cast<const __m128i*>(p)); };
-  for (int g = gFirst; g <= gLast; ++g) {
-    const int yA = std::max(4 * g, y0), yB = std::min(4 * g + 3, y1);
-    for (int y = yA; y <= yB; ++y) {
-      std::copy_n(&vd[static_cast<std::size_t>(y - y0) * uw], uw, padded.get() + pad);
-      D* acc = &hitRows[static_cast<std::size_t>(y & 3) * blocks * kLanes];
-      const D* centre = padded.get() + pad;
-      for (std::size_t k = 0; k < blocks; ++k) {
-        const D* c = centre + k * kLanes;
-        __m128i m = loadD(c), any = _mm_setzero_si128();
-        for (std::size_t d = 0; d < steps; ++d) {
-          if (d > 0) m = Ops::min(m, Ops::min(loadD(c - d), loadD(c + d)));
-          if (check[d]) any = _mm_or_si128(any, Ops::le(m, loadD(&limits[d * kLanes])));
+
+  for (int ga = gFirst; ga <= gLast; ga += stripBands) {
+    const int gb = std::min(ga + stripBands - 1, gLast);
+    const int yA = std::max(4 * ga, y0), yB = std::min(4 * gb + 3, y1);
+    const int vA = yA, vB = std::min(y1, yB + margin);
+    auto vdRow = [&](int y) { return &vd[static_cast<std::size_t>(y - vA) * uw]; };
+    auto codesOf = [&](int g) {  // the strip's bands keep theirs; margin bands share a scratch row
+      const int k = g >= ga && g <= gb ? g - ga : stripBands;
+      return &codes[static_cast<std::size_t>(k) * uw];
+    };
+
+    // 2. vertical distance to the nearest background pixel, downward (band by band, from the flags
+    //    of its four rows) then upward; both saturate at kNone, so "none" stays none
+    for (int g = vA >> 2; g <= vB >> 2; ++g) {
+      BandFlags(rows[g] + x0, w, bg, flags, codesOf(g));
+      for (int y = std::max(4 * g, vA); y <= std::min(4 * g + 3, vB); ++y) {
+        D* out = vdRow(y);
+        const std::uint8_t* f = flags[y & 3];
+        if (y == y0) {
+          for (int x = 0; x < w; ++x) out[x] = f[x] ? D{0} : kNone;
+          continue;
         }
-        _mm_store_si128(reinterpret_cast<__m128i*>(acc + k * kLanes), any);
+        const D* prev = y == vA ? carry.get() : out - w;
+        for (int x = 0; x < w; ++x) {
+          const auto step = static_cast<D>(prev[x] + (prev[x] != kNone ? 1 : 0));
+          out[x] = static_cast<D>(step & static_cast<D>(f[x] - 1));  // a background flag clears it
+        }
       }
     }
-    // 4. write: background stays, every other pixel of the rectangle is binarised
-    WriteBand<D>(rows[g] + x0, w, LaneMask(g, yA, yB), yB - yA == 3, stream,
-                 &codes[static_cast<std::size_t>(g - gFirst) * uw], bg, fg, hits);
+    std::copy_n(vdRow(yB), uw, carry.get());
+    for (int y = vB - 1; y >= vA; --y) {
+      D* out = vdRow(y);
+      const D* next = out + w;
+      for (int x = 0; x < w; ++x) {
+        const auto fromBelow = static_cast<D>(next[x] + (next[x] != kNone ? 1 : 0));
+        out[x] = std::min(out[x], fromBelow);
+      }
+    }
+
+    // 3. per row: the growing window minimum and its checks, kLanes pixels at a time, read from a
+    //    copy of the row padded with kNone on both sides (so no offset needs a bounds test); the four
+    //    rows of a band are collected and written together
+    for (int g = ga; g <= gb; ++g) {
+      const int rowA = std::max(4 * g, y0), rowB = std::min(4 * g + 3, y1);
+      for (int y = rowA; y <= rowB; ++y) {
+        std::copy_n(vdRow(y), uw, padded.get() + pad);
+        D* acc = &hitRows[static_cast<std::size_t>(y & 3) * blocks * kLanes];
+        const D* centre = padded.get() + pad;
+        for (std::size_t k = 0; k < blocks; ++k) {
+          const D* c = centre + k * kLanes;
+          __m128i m = loadD(c), any = _mm_setzero_si128();
+          for (std::size_t d = 0; d < steps; ++d) {
+            if (d > 0) m = Ops::min(m, Ops::min(loadD(c - d), loadD(c + d)));
+            if (check[d]) any = _mm_or_si128(any, Ops::le(m, loadD(&limits[d * kLanes])));
+          }
+          _mm_store_si128(reinterpret_cast<__m128i*>(acc + k * kLanes), any);
+        }
+      }
+      // 4. write: background stays, every other pixel of the rectangle is binarised
+      WriteBand<D>(rows[g] + x0, w, LaneMask(g, rowA, rowB), rowB - rowA == 3, stream, codesOf(g), bg, fg,
+                   hits);
+    }
   }
   if (stream) _mm_sfence();
 }

@@ -345,6 +345,22 @@ TEST(SSEMatrixMorphology, ErrodeEqualsThePlainSearchOnRandomMasksRadiiAndRectang
   EXPECT_TRUE(SameBits(fast, plain));
 }
 
+TEST(SSEMatrixMorphology, ErrodeEqualsThePlainSearchAcrossStripsOfBands) {
+  // Tall rectangles are eroded in strips of at least 64 rows: the distances from above carry over and
+  // the ones from below look past the strip, for rectangles starting and ending at every lane.
+  std::mt19937 rng(42);
+  for (int y0 : {0, 1, 2, 3, 5}) {
+    for (int y1 : {199, 198, 197, 196, 130}) {
+      for (float radius : {1.5f, 3.0f, 6.5f, 9.0f, 17.0f}) {
+        CSSEMatrix fast = RandomMask(rng, 11, 200, 12), plain(fast);
+        fast.Errode(radius, 1.0f, 0.0f, 1, 9, y0, y1);
+        PlainErrode(plain, radius, 1.0f, 0.0f, 1, 9, y0, y1);
+        ASSERT_TRUE(SameBits(fast, plain)) << y0 << ".." << y1 << " r " << radius;
+      }
+    }
+  }
+}
+
 TEST(SSEMatrixMorphology, ErrodeReachesFarBothBelowAndAboveTheByteDistanceLimit) {
   // Vertical distances are bytes while every reach is below 255 and 16-bit words from there on.
   std::mt19937 rng(42);
