@@ -34,9 +34,10 @@ void CSSEMatrix::ScaleMatrix(int newSizeX, int newSizeY) {
 //
 // Four target rows (one SIMD row of the result) per element. Per target column the clamped source
 // columns and the weights wx, 1 - wx are tabled once, as whole vectors. Per target band the four lanes'
-// source rows iy and iy + 1 are gathered once per needed source column into two rows of vectors
-// ("upper", "lower"), after which every target element is six aligned loads and the plain loop's
-// products and sums in the same order, so the results agree bit for bit.
+// source rows iy and iy + 1 are gathered once per source column into two rows of vectors ("upper",
+// "lower"; all columns, as every cache line of the rows is read anyway), after which every target element is
+// six aligned loads and the plain loop's products and sums in the same order, so the results agree bit for
+// bit.
 //
 // The gather takes lane k_l of the source element holding row iy_l. The lane pattern (k_0..k_3) is one
 // of 256 shuffle immediates, so it is a template argument chosen per band: when lanes 0, 1 and lanes
@@ -53,26 +54,22 @@ struct BandRows {
 };
 
 template <int kImm>
-void GatherPaired(const BandRows& r, const int* cols, std::size_t n, float* out) {
+void GatherPaired(const BandRows& r, std::size_t begin, std::size_t end, float* out) {
   const __m128 *a = r.src[0], *b = r.src[2];
-  for (std::size_t k = 0; k < n; ++k) {
-    const int c = cols[k];
-    qssse::simd::store(out + 4 * c, _mm_shuffle_ps(a[c], b[c], kImm));
-  }
+  for (std::size_t c = begin; c < end; ++c) qssse::simd::store(out + 4 * c, _mm_shuffle_ps(a[c], b[c], kImm));
 }
 
 template <int kImm>
-void GatherSpread(const BandRows& r, const int* cols, std::size_t n, float* out) {
+void GatherSpread(const BandRows& r, std::size_t begin, std::size_t end, float* out) {
   constexpr int k0 = kImm & 3, k1 = (kImm >> 2) & 3, k2 = (kImm >> 4) & 3, k3 = (kImm >> 6) & 3;
-  for (std::size_t k = 0; k < n; ++k) {
-    const int c = cols[k];
+  for (std::size_t c = begin; c < end; ++c) {
     const f4 p = _mm_shuffle_ps(r.src[0][c], r.src[1][c], _MM_SHUFFLE(k1, k1, k0, k0));
     const f4 q = _mm_shuffle_ps(r.src[2][c], r.src[3][c], _MM_SHUFFLE(k3, k3, k2, k2));
     qssse::simd::store(out + 4 * c, _mm_shuffle_ps(p, q, _MM_SHUFFLE(2, 0, 2, 0)));
   }
 }
 
-using GatherFn = void (*)(const BandRows&, const int*, std::size_t, float*);
+using GatherFn = void (*)(const BandRows&, std::size_t, std::size_t, float*);
 
 template <std::size_t... I>
 constexpr std::array<GatherFn, 256> PairedTable(std::index_sequence<I...>) {
@@ -85,10 +82,12 @@ constexpr std::array<GatherFn, 256> SpreadTable(std::index_sequence<I...>) {
 constexpr auto kPaired = PairedTable(std::make_index_sequence<256>{});
 constexpr auto kSpread = SpreadTable(std::make_index_sequence<256>{});
 
-void Gather(const BandRows& r, const int* cols, std::size_t n, float* out) {
+constexpr std::size_t kGatherChunk = 256;
+
+void Gather(const BandRows& r, std::size_t begin, std::size_t end, float* out) {
   const int imm = r.lane[0] | r.lane[1] << 2 | r.lane[2] << 4 | r.lane[3] << 6;
   const bool paired = r.src[0] == r.src[1] && r.src[2] == r.src[3];
-  (paired ? kPaired : kSpread)[static_cast<std::size_t>(imm)](r, cols, n, out);
+  (paired ? kPaired : kSpread)[static_cast<std::size_t>(imm)](r, begin, end, out);
 }
 
 }  // namespace
@@ -101,11 +100,10 @@ void CSSEMatrix::ScaleMatrix_SSE(int newSizeX, int newSizeY) {
   CSSEMatrix t;
   t.CreateNoClear(newSizeX, newSizeY);
 
-  // 1. per target column: clamped source columns, weights as vectors, and the needed source columns
+  // 1. per target column: clamped source columns and weights as vectors
   const auto columns = static_cast<std::size_t>(newSizeX);
-  qssse::AlignedBuffer<int> left(columns), right(columns), needed(2 * columns);
+  qssse::AlignedBuffer<int> left(columns), right(columns);
   qssse::AlignedBuffer<float> wx(4 * columns), omwx(4 * columns);
-  std::size_t neededCount = 0;
   for (int i = 0; i < newSizeX; ++i) {
     const float fx = static_cast<float>(i) * sx;
     const int ix = static_cast<int>(fx);
@@ -114,16 +112,13 @@ void CSSEMatrix::ScaleMatrix_SSE(int newSizeX, int newSizeY) {
     store(&omwx[4 * i], splat(1 - w));
     left[i] = std::min(ix, sizeX - 1);
     right[i] = std::min(ix + 1, sizeX - 1);
-    for (const int c : {left[i], right[i]}) {
-      if (neededCount == 0 || needed[neededCount - 1] < c) needed[neededCount++] = c;
-    }
   }
-  const std::size_t sourceFloats = 4 * static_cast<std::size_t>(sizeX);
-  qssse::AlignedBuffer<float> upper(sourceFloats), lower(sourceFloats);
+  const auto sourceColumns = static_cast<std::size_t>(sizeX);
+  qssse::AlignedBuffer<float> upper(4 * sourceColumns), lower(4 * sourceColumns);
 
   const f4 fill = splat(*pixel(0, 0)), one = splat(1.0f);
   for (int g = 0; g < t.sseSizeY; ++g) {
-    // 2. per lane: source rows and vertical weight; the gather of the needed columns
+    // 2. per lane: source rows and vertical weight; the gather
     BandRows rowA, rowB;
     alignas(16) float wyLanes[4];
     for (int l = 0; l < 4; ++l) {
@@ -136,8 +131,12 @@ void CSSEMatrix::ScaleMatrix_SSE(int newSizeX, int newSizeY) {
       rowB.src[l] = rows[yb >> 2];
       rowB.lane[l] = yb & 3;
     }
-    Gather(rowA, needed.get(), neededCount, upper.get());
-    Gather(rowB, needed.get(), neededCount, lower.get());
+    // In chunks, so that the rows' second gather finds the source elements of the first in the cache.
+    for (std::size_t k = 0; k < sourceColumns; k += kGatherChunk) {
+      const std::size_t end = std::min(k + kGatherChunk, sourceColumns);
+      Gather(rowA, k, end, upper.get());
+      Gather(rowB, k, end, lower.get());
+    }
     const f4 wy = load(wyLanes), omwy = sub(one, wy);
 
     // 3. interpolate: (a wx)(1-wy) + ((1-wx) b)(1-wy) + ((1-wx) c) wy + (d wx) wy, left to right
