@@ -174,8 +174,9 @@ class QSSSE_API CSSEMatrix : public CbReferenceCounted {
   // distance <= floor(radius^2) within floor(radius) columns and rows AND inside the rectangle equals
   // bgValue, else fgValue. Background outside the rectangle does not erode. A radius below 1 (also 0,
   // negative or NaN) only binarises; a NaN bgValue matches nothing; a pixel equal to bgValue keeps its
-  // bits (a stored -0 stays -0 for a background of 0). Needs temporaries of about (64 + 3R) rows of
-  // the rectangle's width, one byte per pixel (two when R and the rectangle height both reach 255).
+  // bits (a stored -0 stays -0 for a background of 0). Needs temporaries of about max(64, 8R) + R rows
+  // of the rectangle (never more than all of it), one byte per pixel (two when R and the rectangle
+  // height both reach 255).
   void Errode(float radius, float bgValue, float fgValue, int x0, int x1, int y0, int y1);
   // Exactly Errode(radius, b, a, x0, x1, y0, y1): pixels near value b become b, the others a (so
   // Dilate(r, 0, 1, ...) grows a 1 region on 0).
