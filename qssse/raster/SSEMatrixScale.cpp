@@ -33,11 +33,11 @@ void CSSEMatrix::ScaleMatrix(int newSizeX, int newSizeY) {
 // ---- ScaleMatrix_SSE -------------------------------------------------------------------------------
 //
 // Four target rows (one SIMD row of the result) per element. Per target column the clamped source
-// columns and the weights wx, 1 - wx are tabled once, as whole vectors. Per target band the four lanes'
-// source rows iy and iy + 1 are gathered once per source column into two rows of vectors ("upper",
-// "lower"; all columns, as every cache line of the rows is read anyway), after which every target element is
-// six aligned loads and the plain loop's products and sums in the same order, so the results agree bit for
-// bit.
+// columns and the weights wx, 1 - wx are tabled once, as whole vectors. Per target band the four
+// lanes' source rows iy and iy + 1 are gathered once per source column into two rows of vectors
+// ("upper", "lower"; all columns, which is cheaper than listing the needed ones), after which every
+// target element is six aligned loads and the plain loop's products and sums in the same order, so
+// the results agree bit for bit.
 //
 // The gather takes lane k_l of the source element holding row iy_l. The lane pattern (k_0..k_3) is one
 // of 256 shuffle immediates, so it is a template argument chosen per band: when lanes 0, 1 and lanes
@@ -116,6 +116,8 @@ void CSSEMatrix::ScaleMatrix_SSE(int newSizeX, int newSizeY) {
   const auto sourceColumns = static_cast<std::size_t>(sizeX);
   qssse::AlignedBuffer<float> upper(4 * sourceColumns), lower(4 * sourceColumns);
 
+  // Streaming stores keep a result larger than the caches from evicting the source on its way out.
+  const bool stream = static_cast<std::size_t>(t.sseSizeY) * columns >= (std::size_t{1} << 18);
   const f4 fill = splat(*pixel(0, 0)), one = splat(1.0f);
   for (int g = 0; g < t.sseSizeY; ++g) {
     // 2. per lane: source rows and vertical weight; the gather
@@ -146,9 +148,13 @@ void CSSEMatrix::ScaleMatrix_SSE(int newSizeX, int newSizeY) {
       const f4 w = load(&wx[4 * i]), omw = load(&omwx[4 * i]);
       const std::size_t l = 4 * static_cast<std::size_t>(left[i]), r = 4 * static_cast<std::size_t>(right[i]);
       const f4 a = load(u + r), b = load(u + l), c = load(lo + l), d = load(lo + r);
-      _mm_stream_ps(reinterpret_cast<float*>(out + i),
-                    add(add(add(mul(mul(a, w), omwy), mul(mul(omw, b), omwy)), mul(mul(omw, c), wy)),
-                        mul(mul(d, w), wy)));
+      const f4 v = add(add(add(mul(mul(a, w), omwy), mul(mul(omw, b), omwy)), mul(mul(omw, c), wy)),
+                       mul(mul(d, w), wy));
+      if (stream) {
+        _mm_stream_ps(reinterpret_cast<float*>(out + i), v);
+      } else {
+        out[i] = v;
+      }
     }
     // 4. the padding lanes of the last band hold source (0, 0), as in the plain loop
     if (4 * g + 3 >= newSizeY) {
