@@ -8,6 +8,8 @@ class CArchive;
 class CbStreamWriteBinary;
 class CbStreamReadBinary;
 class CPixelChain;
+class CSSEMatrix;
+class CSSEcharMatrix;
 class DmPolyLineOld;
 class DmHermiteSpline;
 
@@ -237,6 +239,72 @@ class QSSSE_API CSSE3dPolygon : public CbReferenceCounted {
   int ClosestPointXY(float x, float y, int step) const;
   // The same with the last point included; -1 only when none is near enough or the polygon is empty.
   int ClosestPointXYWithLast(float x, float y, int step) const;
+
+  // ---- rasterisation into matrices (SSE3dPolygonDraw.cpp, SSE3dPolygonFill.cpp) ----
+  // Matrix column x is coordinate x and row y is coordinate y, one cell per unit. Every write is
+  // clamped into the matrix (a write outside lands on the nearest border cell), on purpose. A null
+  // matrix or one without pixels is left alone. rnd(t) below is t + 0.5 truncated toward zero; a
+  // coordinate that is NaN or beyond the int range saturates (NaN counts as 0).
+  //
+  // Edge-walking fill for densely sampled counter-clockwise rings (no orientation check): only the
+  // first 4·floor(count/4) points take part (the rest are ignored, deliberately), each vertex cell
+  // becomes value, and from each vertex a span of value + 5 is cast to the left of the edge leaving it
+  // until a boundary cell (|cell - value| < 1, or < 0.1 for rightward shallow edges: kept as it is);
+  // a walk that reaches the matrix edge first writes nothing.
+  void DrawInMatrixAndFill(float value, CSSEMatrix* m);
+  // Box-scanning fills: every cell (x, y) of the polygon's box (clamped into the matrix) plus a margin
+  // of 5 for which the fill rule with step 1 holds on a copy of the polygon (thinned by Subsample(5)
+  // when subsample is true, then RemoveEqualPointsXY) gets the write rule below. yFrom and yTo limit
+  // the rows to trunc(yFrom) .. trunc(yTo) within the box (a NaN bound does not limit). The result is
+  // that of one fill-rule call per cell, computed column by column from the edges crossing the column.
+  void DrawInMatrixAndFillFine(float value, CSSEMatrix* m, bool subsample, float yFrom, float yTo);
+  // cell = min(cell, value), with CSSEMatrix::SetPointMin's rule (a NaN cell becomes value).
+  void DrawInMatrixAndFillFineMin(float value, CSSEMatrix* m, bool subsample, float yFrom, float yTo);
+  // cell = max(cell, value), with CSSEMatrix::SetPointMax's rule (a NaN cell becomes value).
+  void DrawInMatrixAndFillFineMax(float value, CSSEMatrix* m, bool subsample, float yFrom, float yTo);
+  // cell = 0 where cell - value < threshold; value itself is never written.
+  void DrawSubInMatrixAndFill(float value, CSSEMatrix* m, float threshold, bool subsample, float yFrom,
+                              float yTo);
+  // The Fine scan writing the byte value into a byte matrix.
+  void DrawInCharMatrixAndFillFine(char value, CSSEcharMatrix* m, bool subsample, float yFrom, float yTo);
+  // The Fine scan on a grid of every third cell from the box (not clamped to the matrix) minus 9 while
+  // below the box plus 9, each inside sample stamping Set3x3BoxPoint(x, y, value). Samples beyond
+  // +-16,777,216 (where integers stop being floats) are not taken.
+  void DrawInMatrixAndFillCoarse(float value, CSSEMatrix* m, bool subsample, float yFrom, float yTo);
+  // Coarse in parallel, one worker per processor over bands of rows: box rows (clamped) - 5 .. + 5
+  // cut into CbCPU::GetCount() bands, each band restarting the grid of every third row at its own
+  // first row, columns from the clamped box start in steps of 3 without margin; outlines above 500
+  // points are thinned harder the longer they are. Below 100 columns or rows this is Coarse. A
+  // worker's exception is rethrown here after every worker has ended.
+  void DrawInMatrixAndFillCoarseFast(float value, CSSEMatrix* m, bool subsample, float yFrom, float yTo);
+  // Every cell of the whole matrix for which the fill rule (step 1, this polygon itself, its stored
+  // box trusted as the rule does) fails becomes value; all cells when the polygon has < 3 points.
+  void DrawOutsidePixels(CSSEMatrix& m, float value);
+  // The vertices only: xzPlane (tested first) stamps Set3x3BoxPoint at (rnd(x + offsetX),
+  // rnd(z + offsetY)); else zyPlane sets the single cell (rnd(z), rnd(y)) without offsets; else
+  // Set3x3BoxPoint at (rnd(x + offsetX), rnd(y + offsetY)).
+  void DrawInMatrix(float value, CSSEMatrix* m, bool zyPlane, float offsetX, float offsetY, bool xzPlane);
+  // Each vertex writes its own z: fourCells into the cells (floor|ceil x, floor|ceil y), otherwise into
+  // (rnd(x), rnd(y)).
+  void DrawInMatrix(CSSEMatrix* m, bool fourCells);
+  // The open polyline (no closing edge; nothing below 2 points) with z interpolated: both end cells
+  // get their z, then trunc(2·len + 0.5) samples a + t·(b - a)/S along each edge of x-y length
+  // len >= 0.5. An edge longer than 2^25 draws its end cells only. FineZ overwrites, FineZMax keeps
+  // the larger (equal: the new z), FineZMin the smaller.
+  void DrawInMatrixFineZ(CSSEMatrix* m);
+  void DrawInMatrixFineZMax(CSSEMatrix* m);
+  void DrawInMatrixFineZMin(CSSEMatrix* m);
+  // Coarse extruded toward smaller y: in every sample column of the Coarse grid (same copy, ranges,
+  // margin 9 and stamps) that holds an inside sample, every sample row from the grid's first row up to
+  // the column's last inside sample is stamped with Set3x3BoxPoint(x, y, value), so the region in
+  // front of the outline (rows below it) is filled as well as its inside.
+  void DrawInMatrixAndFillToOneSideFront(float value, CSSEMatrix* m, float yFrom, float yTo, bool subsample);
+  // The Fine scan (whole box, thinned by Subsample(5) when subsample is true) writing value into m and,
+  // into distances (when not null and with pixels), the x-y distance from the cell's normalized
+  // position (x·resX, y·resY) to the nearest edge of the copy's normalized ring (NormalizeXYZ(res)).
+  // Cost: inside cells times edges; thin long outlines.
+  void InternalAreaDistanceTransform(float value, CSSEMatrix* m, CSSEMatrix* distances, t_resolutiondata& res,
+                                     bool subsample);
 
   // ---- persistence (SSE3dPolygonIO.cpp) ----
   // Archive: int32 count, then ceil(count/4) blocks of 4 X, 4 Y, 4 Z floats (padding lanes as they

@@ -1,0 +1,151 @@
+// The edge-walking fill, the vertex plotters and the height drawers on small hand-checked outlines.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <string>
+#include <vector>
+
+#include "PolygonTestUtil.h"
+#include "qssse/polygon/SSE3dPolygon.h"
+#include "qssse/raster/SSEMatrix.h"
+
+namespace {
+
+using polytest::Make;
+using polytest::P3;
+
+CSSEMatrix Blank(int w, int h) {
+  CSSEMatrix m;
+  m.Create(w, h);
+  return m;
+}
+
+// Rows from the top (largest y) down, one character per cell: '.' 0, '#' the value, '+' the value + 5.
+std::string Picture(const CSSEMatrix& m, float value) {
+  std::string s;
+  for (int y = m.GetSizeY() - 1; y >= 0; --y) {
+    for (int x = 0; x < m.GetSizeX(); ++x) {
+      const float v = m.GetPoint(x, y);
+      s += v == 0.0f ? '.' : v == value ? '#' : v == value + 5.0f ? '+' : '?';
+    }
+    s += '\n';
+  }
+  return s;
+}
+
+// A counter-clockwise square of side 4 sampled at every cell, 16 points.
+std::vector<P3> DenseSquare() {
+  std::vector<P3> pts;
+  for (int i = 0; i < 4; ++i) pts.push_back({1.0f + i, 1.0f, 0});
+  for (int i = 0; i < 4; ++i) pts.push_back({5.0f, 1.0f + i, 0});
+  for (int i = 0; i < 4; ++i) pts.push_back({5.0f - i, 5.0f, 0});
+  for (int i = 0; i < 4; ++i) pts.push_back({1.0f, 5.0f - i, 0});
+  return pts;
+}
+
+TEST(SSE3dPolygonDraw, EdgeWalkFillsTheInsideOfADenseCounterClockwiseRing) {
+  CSSE3dPolygon p = Make(DenseSquare());
+  CSSEMatrix m = Blank(7, 7);
+  p.DrawInMatrixAndFill(1.0f, &m);
+  EXPECT_EQ(Picture(m, 1.0f),
+            ".......\n"
+            ".#####.\n"
+            ".#+++#.\n"
+            ".#+++#.\n"
+            ".#+++#.\n"
+            ".#####.\n"
+            ".......\n");
+}
+
+TEST(SSE3dPolygonDraw, EdgeWalkUsesWholeBlocksOfFourPointsOnly) {
+  CSSEMatrix m = Blank(7, 7);
+  Make({{1, 1, 0}, {5, 1, 0}, {3, 5, 0}}).DrawInMatrixAndFill(1.0f, &m);
+  EXPECT_EQ(m.NumValuesAbove(0.0f), 0);
+  // Seven points: the last three are ignored and the ring closes from point 3 to point 0.
+  std::vector<P3> pts = DenseSquare();
+  pts.resize(7);
+  Make(pts).DrawInMatrixAndFill(1.0f, &m);
+  EXPECT_EQ(m.GetPoint(4, 1), 1.0f);
+  EXPECT_EQ(m.GetPoint(5, 1), 0.0f);
+  EXPECT_EQ(m.NumValuesAbove(0.0f), 4);
+}
+
+TEST(SSE3dPolygonDraw, EdgeWalkWritesNothingWhenTheWalkLeavesTheMatrix) {
+  // A clockwise ring casts its spans outward, where no boundary stops them.
+  std::vector<P3> pts = DenseSquare();
+  std::vector<P3> reversed(pts.rbegin(), pts.rend());
+  CSSEMatrix m = Blank(7, 7);
+  Make(reversed).DrawInMatrixAndFill(1.0f, &m);
+  EXPECT_EQ(m.NumValuesAbove(1.5f), 0);
+  EXPECT_EQ(m.NumValuesAbove(0.5f), 16);
+}
+
+TEST(SSE3dPolygonDraw, EdgeWalkOfRightwardEdgesStopsOnlyWithinTheTighterTolerance) {
+  // Bottom edge walks upward in its columns: a cell of 1.5 is a boundary for tolerance 1 but not 0.1.
+  CSSE3dPolygon p = Make(DenseSquare());
+  CSSEMatrix m = Blank(7, 7);
+  m.SetPoint(3, 3, 1.5f);
+  p.DrawInMatrixAndFill(1.0f, &m);
+  EXPECT_EQ(m.GetPoint(3, 2), 6.0f);
+  EXPECT_EQ(m.GetPoint(3, 4), 6.0f);  // the walk passed over 1.5 and rewrote it
+  EXPECT_EQ(m.GetPoint(3, 3), 6.0f);
+}
+
+TEST(SSE3dPolygonDraw, VertexPlottersMapThePlanesTheyAreAskedFor) {
+  CSSE3dPolygon p = Make({{2.4f, 3.6f, 5.0f}});
+  CSSEMatrix m = Blank(9, 9);
+  p.DrawInMatrix(1.0f, &m, false, 1.0f, 2.0f, false);  // 3x3 around (3, 6)
+  EXPECT_EQ(m.NumValuesAbove(0.0f), 9);
+  EXPECT_EQ(m.GetPoint(2, 5), 1.0f);
+  EXPECT_EQ(m.GetPoint(4, 7), 1.0f);
+  m.Clear();
+  p.DrawInMatrix(1.0f, &m, true, 1.0f, 2.0f, false);  // single cell (rnd z, rnd y), no offsets
+  EXPECT_EQ(m.NumValuesAbove(0.0f), 1);
+  EXPECT_EQ(m.GetPoint(5, 4), 1.0f);
+  m.Clear();
+  p.DrawInMatrix(1.0f, &m, true, 1.0f, 2.0f, true);  // xz plane wins: 3x3 around (3, 7)
+  EXPECT_EQ(m.GetPoint(3, 7), 1.0f);
+  EXPECT_EQ(m.GetPoint(4, 8), 1.0f);
+  EXPECT_EQ(m.NumValuesAbove(0.0f), 9);
+  m.Clear();
+  p.DrawInMatrix(&m, true);  // its own z into floor/ceil corners
+  EXPECT_EQ(m.GetPoint(2, 3), 5.0f);
+  EXPECT_EQ(m.GetPoint(3, 4), 5.0f);
+  EXPECT_EQ(m.NumValuesAbove(0.0f), 4);
+  m.Clear();
+  p.DrawInMatrix(&m, false);
+  EXPECT_EQ(m.GetPoint(2, 4), 5.0f);
+  EXPECT_EQ(m.NumValuesAbove(0.0f), 1);
+}
+
+TEST(SSE3dPolygonDraw, HeightDrawersInterpolateAlongTheOpenPolyline) {
+  // (0,0,0) -> (4,0,8): len 4, 8 samples of z step 1 at x = trunc(t/2 + 0.5); no closing edge back.
+  CSSE3dPolygon p = Make({{0, 0, 0}, {4, 0, 8}, {4, 3, 8}});
+  CSSEMatrix m = Blank(6, 6);
+  m.Fill(-1.0f);
+  p.DrawInMatrixFineZ(&m);
+  EXPECT_EQ(m.GetPoint(0, 0), 0.0f);
+  EXPECT_EQ(m.GetPoint(1, 0), 2.0f);  // t = 1 lands on x = 1 and t = 2 on x = 1: the later one stays
+  EXPECT_EQ(m.GetPoint(2, 0), 4.0f);
+  EXPECT_EQ(m.GetPoint(3, 0), 6.0f);
+  EXPECT_EQ(m.GetPoint(4, 0), 8.0f);  // ends with b's own z after t = 7 wrote 7
+  EXPECT_EQ(m.GetPoint(4, 2), 8.0f);
+  EXPECT_EQ(m.GetPoint(2, 2), -1.0f);  // nothing from (4,3) back to (0,0)
+
+  CSSEMatrix hi = Blank(6, 6), lo = Blank(6, 6);
+  hi.Fill(3.0f);
+  lo.Fill(3.0f);
+  p.DrawInMatrixFineZMax(&hi);
+  p.DrawInMatrixFineZMin(&lo);
+  EXPECT_EQ(hi.GetPoint(1, 0), 3.0f);
+  EXPECT_EQ(hi.GetPoint(3, 0), 6.0f);
+  EXPECT_EQ(lo.GetPoint(0, 0), 0.0f);
+  EXPECT_EQ(lo.GetPoint(3, 0), 3.0f);
+  // Fewer than two points draw nothing; a NaN point is harmless.
+  CSSEMatrix none = Blank(4, 4);
+  Make({{1, 1, 5}}).DrawInMatrixFineZ(&none);
+  EXPECT_EQ(none.NumValuesAbove(0.0f), 0);
+  Make({{1, 1, 5}, {NAN, 1e30f, 5}}).DrawInMatrixFineZ(&none);
+}
+
+}  // namespace
