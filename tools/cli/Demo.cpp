@@ -16,6 +16,7 @@
 #include "cli/Summary.h"
 #include "cli/Synthetic.h"
 #include "qssse/mesh/HTriangulation.h"
+#include "qssse/polygon/SSE3dPolygon.h"
 #include "qssse/raster/SSEMatrix.h"
 
 namespace qssse::tool {
@@ -136,7 +137,14 @@ int RunDemo(const DemoOptions& o) {
   for (const char* f : {"crown.pfm", "margin.txt", "relief.png"}) s.File(f);
 
   // 2. the outline filled into a mask
-  s.Missing("fill outline", "filling outlines into rasters");
+  CSSE3dPolygon margin;
+  ToPolygon(crown.margin, margin);
+  CSSEMatrix mask;
+  mask.Create(o.size, o.size);
+  Stopwatch tf;
+  FillOutline(margin, mask, 1.0f);
+  const double fillMs = tf.Ms();
+  s.Step("fill outline", std::to_string(mask.NumValuesAbove(0.5f)) + " pixels inside the margin", fillMs);
 
   // 3. the mesh of the height field clipped to the margin, its neighbours and border
   std::vector<SvgRing> rings = {{crown.margin, "#1f5fbf", "none", true}};
@@ -163,10 +171,7 @@ int RunDemo(const DemoOptions& o) {
   // 5. back into a height field
   s.Missing("scan conversion", "scan conversion of meshes");
 
-  // 6. morphology on the mask: until outlines can be filled, the mask is the crown's non-zero pixels
-  CSSEMatrix mask;
-  ToMatrix(crown.heights, mask);
-  BinariseMask(mask, false);
+  // 6. morphology on the mask
   RunMorphology(mask, s, out);
 
   WriteFileBytes(out("outlines.svg"), EncodeSvg(rings, o.size, o.size));

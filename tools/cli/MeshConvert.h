@@ -42,6 +42,14 @@ MeshData ToMeshData(const CHTriangulation& mesh);
 // neighbour, for pictures.
 std::vector<OutlinePoints> OpenEdges(const CHTriangulation& mesh);
 
+// Fills the outline into the raster with the library's box-scanning fill (every cell inside by the
+// fill rule becomes value; cells outside are left; outline parts beyond the raster paint its border
+// cells, as the library clamps its writes).
+void FillOutline(CSSE3dPolygon& outline, CSSEMatrix& m, float value);
+// Every non-zero pixel becomes the outline's height there (inverse-square-distance average of its
+// points' z); returns how many. Shows progress on stderr under `label` when that is a terminal.
+long long InterpolateInside(const CSSE3dPolygon& outline, CSSEMatrix& m, const char* label);
+
 // The points into a new polygon (Create, then one SetPoint each).
 void ToPolygon(const OutlinePoints& points, CSSE3dPolygon& polygon);
 

@@ -84,8 +84,11 @@ int RunProgram(int argc, char** argv) {
   AddBits(cScan, scan.bits);
 
   FillOptions fill;
-  CLI::App* cFill = app.add_subcommand("fill", "fill an outline into a mask or height raster");
-  cFill->add_option("input", fill.input, "outline (text, x y z per line)")->required();
+  CLI::App* cFill =
+      app.add_subcommand("fill",
+                         "fill an outline into a mask or height raster (the cells inside by the library's "
+                         "fill rule; parts of the outline beyond the raster paint its border cells)");
+  cFill->add_option("input", fill.input, "outline (text, x y z per line; x and y in pixels)")->required();
   cFill->add_option("output", fill.output, "raster (.pfm, .png, .npy, .qsm)")->required();
   cFill->add_option("--width", fill.width, "raster width (default: the outline's extent)")
       ->check(CLI::Range(1, 32000));

@@ -5,6 +5,5 @@
 namespace qssse::tool {
 
 int RunScan(const ScanOptions&) { throw Unavailable("scan conversion of meshes"); }
-int RunFill(const FillOptions&) { throw Unavailable("filling outlines into rasters"); }
 
 }  // namespace qssse::tool
