@@ -7,9 +7,10 @@
 #   scripts/bootstrap.sh fuzz       ... plus clang and libFuzzer
 set -eu
 
-base="cmake make g++ pkg-config libgtest-dev libgmock-dev libpng-dev"
+base="cmake make g++ pkg-config libgtest-dev libgmock-dev libpng-dev libspng-dev libcli11-dev"
 extra=""
-optional=""
+# Independent readers for the tools tests (they skip without them): NumPy, Pillow, meshio, pngcheck.
+optional="python3-numpy python3-pil python3-meshio pngcheck"
 for what in "$@"; do
   case "$what" in
     bench) extra="$extra libbenchmark-dev"; optional="$optional libopencv-dev libopencv-contrib-dev" ;;

@@ -1,0 +1,136 @@
+// CSSE3dPolygon persistence: the archive's block image and the version-2 binary stream.
+#include <bit>
+#include <cstdint>
+#include <string>
+
+#include "qssse/platform/Archive.h"
+#include "qssse/platform/ArchiveException.h"
+#include "qssse/platform/CoreException.h"
+#include "qssse/platform/File.h"
+#include "qssse/platform/StreamReadBinary.h"
+#include "qssse/platform/StreamWriteBinary.h"
+#include "qssse/polygon/SSE3dPolygon.h"
+
+namespace {
+
+constexpr int kStreamVersion = 2;
+
+std::uint64_t Blocks(std::int64_t count) { return (static_cast<std::uint64_t>(count) + 3) / 4; }
+
+CString FileNameOf(const CArchive& ar) {
+  return ar.GetFile() != nullptr ? ar.GetFile()->GetFilePath() : CString();
+}
+
+void WriteXYZ(CbStreamWriteBinary& s, const SSEPoint& p) {
+  s.WriteFloat(p.x);
+  s.WriteFloat(p.y);
+  s.WriteFloat(p.z);
+}
+
+SSEPoint ReadXYZ(CbStreamReadBinary& s) {
+  SSEPoint p = qssse::ZeroSSEPoint();
+  p.x = s.ReadFloat();
+  p.y = s.ReadFloat();
+  p.z = s.ReadFloat();
+  return p;
+}
+
+}  // namespace
+
+void CSSE3dPolygon::Serialize(CArchive& ar) {
+  if (ar.IsStoring()) {
+    ar << static_cast<std::int32_t>(m_count);
+    for (std::uint64_t b = 0; b < Blocks(m_count); ++b) {
+      for (const float* a : {m_x, m_y, m_z}) {
+        if constexpr (std::endian::native == std::endian::little) {
+          ar.Write(a + 4 * b, 4 * sizeof(float));  // the memory image is the file image
+        } else {
+          for (int l = 0; l < 4; ++l) ar << a[4 * b + l];
+        }
+      }
+    }
+    return;
+  }
+  std::int32_t count = 0;
+  ar >> count;
+  if (count < 0) throw CArchiveException(CArchiveException::badIndex, FileNameOf(ar));
+  // A count announcing more blocks than the archive still holds is rejected before anything changes.
+  if (Blocks(count) * 48u > ar.GetBytesRemaining()) {
+    throw CArchiveException(CArchiveException::endOfFile, FileNameOf(ar));
+  }
+  Free();
+  Create(count);
+  for (std::uint64_t b = 0; b < Blocks(count); ++b) {
+    for (float* a : {m_x, m_y, m_z})
+      for (int l = 0; l < 4; ++l) ar >> a[4 * b + l];
+  }
+  // Deliberately the last point becomes a copy of the last-but-one: files written by earlier releases
+  // were read this way, and stored data must read back the same. A single point has no source.
+  if (m_count >= 2) {
+    const int last = m_count - 1;
+    m_x[last] = m_x[last - 1];
+    m_y[last] = m_y[last - 1];
+    m_z[last] = m_z[last - 1];
+  }
+  m_boxCalculated = false;
+}
+
+void CSSE3dPolygon::Serialize(CbStreamWriteBinary& stream) const {
+  stream.WriteVersion(kStreamVersion);
+  stream.WriteInt32(m_count);
+  for (int i = 0; i < m_count; ++i) {
+    stream.WriteFloat(m_x[i]);
+    stream.WriteFloat(m_y[i]);
+    stream.WriteFloat(m_z[i]);
+  }
+  for (int i = 0; i < m_count; ++i) {
+    stream.WriteFloat(m_nx[i]);
+    stream.WriteFloat(m_ny[i]);
+    stream.WriteFloat(m_nz[i]);
+  }
+  WriteXYZ(stream, m_stored[kCenter]);
+  stream.WriteBool(m_boxCalculated);
+  if (!m_boxCalculated) return;
+  WriteXYZ(stream, m_stored[kMin]);
+  WriteXYZ(stream, m_stored[kMax]);
+  WriteXYZ(stream, m_stored[kMax2D]);
+  WriteXYZ(stream, m_stored[kMin2D]);
+}
+
+void CSSE3dPolygon::Serialize(CbStreamReadBinary& stream) {
+  const int version = stream.ReadAndCompareVersion(kStreamVersion);
+  std::int32_t count = 0;
+  if (version >= 1) {
+    count = stream.ReadInt32();
+    if (count < 0) throw CbException("polygon stream: negative point count " + std::to_string(count));
+    // Version 1 holds the points; version 2 adds their normalized copies, the centre and the flag.
+    const std::uint64_t need = version == 1 ? 12ull * static_cast<std::uint64_t>(count)
+                                            : 24ull * static_cast<std::uint64_t>(count) + 13u;
+    if (need > stream.BytesRemaining()) {
+      throw CbException("polygon stream: " + std::to_string(count) +
+                        " points need more data than the stream holds");
+    }
+  }
+  Create(count);
+  m_stored[kCenter] = qssse::ZeroSSEPoint();
+  for (int i = 0; i < m_count; ++i) {
+    const SSEPoint p = ReadXYZ(stream);
+    SetPointSSE(i, p);
+  }
+  if (version < 2) {
+    for (int i = 0; i < m_count; ++i) SetPointNormalized(i, 0.0f, 0.0f, 0.0f);
+    m_boxCalculated = false;
+    return;
+  }
+  for (int i = 0; i < m_count; ++i) {
+    const SSEPoint p = ReadXYZ(stream);
+    SetPointNormalizedSSE(i, p);
+  }
+  m_stored[kCenter] = ReadXYZ(stream);
+  m_boxCalculated = stream.ReadBool();
+  if (!m_boxCalculated) return;
+  m_stored[kMin] = ReadXYZ(stream);
+  m_stored[kMax] = ReadXYZ(stream);
+  m_stored[kMax2D] = ReadXYZ(stream);
+  m_stored[kMin2D] = ReadXYZ(stream);
+}

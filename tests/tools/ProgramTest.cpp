@@ -1,0 +1,157 @@
+// The built program end to end: help, exit statuses, one-line errors naming the file, outputs.
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "ToolTestSupport.h"
+#include "cli/Bytes.h"
+#include "cli/HeightField.h"
+#include "cli/MeshFile.h"
+#include "cli/Outline.h"
+#include "cli/Png.h"
+
+using namespace qssse::tool;
+using tooltest::CountLines;
+using tooltest::RunTool;
+
+namespace {
+
+HeightField Ramp(int w, int h) {
+  HeightField f{w, h, {}};
+  for (int y = 0; y < h; ++y) {
+    for (int x = 0; x < w; ++x) f.values.push_back(static_cast<float>(x + 2 * y));
+  }
+  return f;
+}
+
+// A valid small file of every format the program reads, by name.
+std::vector<std::string> WriteOneOfEach(const tooltest::TempDir& dir) {
+  const HeightField f = Ramp(6, 5);
+  WriteHeightField(dir / "a.pfm", f);
+  WriteHeightField(dir / "a.npy", f);
+  WriteHeightField(dir / "a.png", f);
+  PngScale eight;
+  eight.bits = 8;
+  WriteHeightField(dir / "a8.png", f, eight);
+  WriteHeightField(dir / "a.qsm", f);
+  MeshData m;
+  m.vertices = {{0, 0, 0}, {1, 0, 1}, {0, 1, 2}};
+  m.triangles = {{0, 1, 2}};
+  WriteMesh(dir / "a.stl", m);
+  WriteMesh(dir / "a.ply", m);
+  return {"a.pfm", "a.npy", "a.png", "a8.png", "a.qsm", "a.stl", "a.ply"};
+}
+
+}  // namespace
+
+TEST(Program, EveryCommandHasHelpAndBadCommandLinesExitWithTwo) {
+  tooltest::TempDir dir;
+  for (const char* command : {"demo", "mesh", "scan", "fill", "morph", "info"}) {
+    const auto r = RunTool(dir, {command, "--help"});
+    EXPECT_EQ(r.status, 0) << command;
+    EXPECT_NE(r.out.find(std::string("qssse ") + command), std::string::npos) << r.out;
+  }
+  const auto top = RunTool(dir, {"--help"});
+  EXPECT_EQ(top.status, 0);
+  EXPECT_NE(top.out.find("morph"), std::string::npos);
+
+  for (const std::vector<std::string>& bad :
+       std::vector<std::vector<std::string>>{{},
+                                             {"frobnicate"},
+                                             {"demo", "--size", "3"},
+                                             {"mesh", "only-input.pfm"},
+                                             {"morph", "blur", "a", "b"}}) {
+    const auto r = RunTool(dir, bad);
+    EXPECT_EQ(r.status, 2);
+    EXPECT_EQ(CountLines(r.err), 1) << r.err;
+    EXPECT_EQ(r.err.rfind("qssse", 0), 0u) << r.err;
+  }
+}
+
+TEST(Program, InfoDescribesEachFormatWithItsNumbers) {
+  tooltest::TempDir dir;
+  WriteOneOfEach(dir);
+  WriteFileBytes(dir / "ring.txt", "0 0 1\n4 0 1\n4 3 1\n");
+  const auto r = RunTool(dir, {"info", dir / "a.pfm", dir / "a.npy", dir / "a.png", dir / "a.qsm",
+                               dir / "a.stl", dir / "a.ply", dir / "ring.txt"});
+  ASSERT_EQ(r.status, 0) << r.err;
+  EXPECT_NE(r.out.find("a.pfm: PFM height field 6 x 5, heights 0 .. 13"), std::string::npos) << r.out;
+  EXPECT_NE(r.out.find("a.npy: NPY height field 6 x 5, heights 0 .. 13"), std::string::npos);
+  EXPECT_NE(r.out.find("a.png: PNG image 6 x 5, 16-bit grey"), std::string::npos);
+  EXPECT_NE(r.out.find("a.png: PNG height field 6 x 5, heights 0 .. 13"), std::string::npos);
+  EXPECT_NE(r.out.find("a.qsm: qssse matrix height field 6 x 5"), std::string::npos);
+  EXPECT_NE(r.out.find("a.stl: binary STL mesh, 1 triangles, 3 vertices"), std::string::npos);
+  EXPECT_NE(r.out.find("a.ply: PLY mesh, 1 triangles"), std::string::npos);
+  EXPECT_NE(r.out.find("ring.txt: outline of 3 points"), std::string::npos);
+  EXPECT_NE(r.out.find("area 6"), std::string::npos);
+}
+
+TEST(Program, EveryPrefixOfEveryFormatFailsWithOneLineNamingTheFile) {
+  tooltest::TempDir dir;
+  for (const std::string& name : WriteOneOfEach(dir)) {
+    const std::vector<unsigned char> full = tooltest::ReadAll(dir / name);
+    // Every length for the small files; the program runs once per prefix, so step through big ones.
+    const std::size_t step = full.size() > 400 ? full.size() / 200 : 1;
+    for (std::size_t n = 0; n < full.size(); n += step) {
+      const std::string cut = dir / ("cut-" + name);
+      tooltest::WriteAll(cut, full, n);
+      const auto r = RunTool(dir, {"info", cut});
+      ASSERT_EQ(r.status, 1) << name << " cut at " << n << ": " << r.out << r.err;
+      ASSERT_EQ(CountLines(r.err), 1) << r.err;
+      ASSERT_EQ(r.err.rfind("qssse info: " + cut + ": ", 0), 0u) << r.err;
+    }
+  }
+}
+
+TEST(Program, CorruptedAndMissingFilesAreNamedInOneLine) {
+  tooltest::TempDir dir;
+  WriteOneOfEach(dir);
+  std::vector<unsigned char> png = tooltest::ReadAll(dir / "a.png");
+  png[20] = 0xff;  // width in the header now disagrees with its checksum
+  tooltest::WriteAll(dir / "bad.png", png, png.size());
+  WriteFileBytes(dir / "nan.pfm", std::string("Pf\n1 1\n-1\n\x00\x00\xc0\x7f", 14));
+  const std::string dict = "{'descr': '<f4', 'fortran_order': False, 'shape': (30000, 30000), }\n";
+  WriteFileBytes(dir / "huge.npy",
+                 std::string("\x93NUMPY\x01\x00", 8) + static_cast<char>(dict.size()) + '\0' + dict);
+  const std::vector<std::pair<std::string, std::string>> cases = {
+      {"bad.png", "not a valid PNG"},
+      {"nan.pfm", "pixel (0, 0) is NaN"},
+      {"huge.npy", "larger than this program accepts"},
+      {"missing.pfm", "cannot open"},
+  };
+  for (const auto& [name, expected] : cases) {
+    const auto r = RunTool(dir, {"morph", "median", dir / name, dir / "out.pfm"});
+    EXPECT_EQ(r.status, 1) << name;
+    EXPECT_EQ(CountLines(r.err), 1) << r.err;
+    EXPECT_EQ(r.err.rfind("qssse morph: " + dir / name + ": ", 0), 0u) << r.err;
+    EXPECT_NE(r.err.find(expected), std::string::npos) << r.err;
+  }
+  const auto unwritable = RunTool(dir, {"morph", "median", dir / "a.pfm", dir / "no-such-dir/out.pfm"});
+  EXPECT_EQ(unwritable.status, 1);
+  EXPECT_NE(unwritable.err.find("no-such-dir/out.pfm: cannot create"), std::string::npos) << unwritable.err;
+}
+
+TEST(Program, MorphWritesTheLibraryResultInTheFormatOfTheOutputName) {
+  tooltest::TempDir dir;
+  // One pixel set, away from the frame the library zeroes: 3 per axial and 4 per diagonal step.
+  HeightField mask{20, 20, std::vector<float>(400, 0.0f)};
+  mask.At(9, 9) = 1.0f;
+  WriteHeightField(dir / "dot.npy", mask);
+  const auto r = RunTool(dir, {"morph", "chamfer", dir / "dot.npy", dir / "dist.pfm"});
+  ASSERT_EQ(r.status, 0) << r.err;
+  const HeightField d = ReadHeightField(dir / "dist.pfm");
+  EXPECT_EQ(d.At(9, 9), 0.0f);
+  EXPECT_EQ(d.At(10, 9), 3.0f);
+  EXPECT_EQ(d.At(9, 7), 6.0f);
+  EXPECT_EQ(d.At(8, 8), 4.0f);
+  EXPECT_EQ(d.At(7, 8), 7.0f);
+
+  const auto scaled =
+      RunTool(dir, {"morph", "scale", dir / "dot.npy", dir / "big.png", "--width", "18", "--height", "12"});
+  ASSERT_EQ(scaled.status, 0) << scaled.err;
+  EXPECT_EQ(DecodePngGrey(ReadFileBytes(dir / "big.png"), "big.png").width, 18);
+  const auto noSize = RunTool(dir, {"morph", "scale", dir / "dot.npy", dir / "big.png"});
+  EXPECT_EQ(noSize.status, 1);
+  EXPECT_NE(noSize.err.find("--width and --height"), std::string::npos);
+}

@@ -1,0 +1,151 @@
+#include <CLI/CLI.hpp>
+
+#include <cstdio>
+#include <exception>
+#include <string>
+
+#include "cli/Commands.h"
+#include "cli/Error.h"
+
+namespace qssse::tool {
+namespace {
+
+void AddRasterInput(CLI::App* c, RasterInputOptions& r) {
+  c->add_option_function<double>(
+       "--height-scale", [&r](double v) { r.heightScale = v, r.haveHeightScale = true; },
+       "height per grey level of a PNG input (default: the file's HeightScale text, else 1)")
+      ->check(CLI::PositiveNumber);
+  c->add_option_function<double>(
+      "--height-offset", [&r](double v) { r.heightOffset = v, r.haveHeightOffset = true; },
+      "height of grey level 0 of a PNG input (default: the file's HeightOffset text, else 0)");
+}
+
+void AddBits(CLI::App* c, int& bits) {
+  c->add_option("--bits", bits, "bit depth of a PNG output, 8 or 16")
+      ->check(CLI::IsMember({8, 16}))
+      ->capture_default_str();
+}
+
+}  // namespace
+
+int RunProgram(int argc, char** argv) {
+  CLI::App app{"qssse: height fields, outlines and meshes of restorations, from the command line"};
+  app.name("qssse");
+  app.require_subcommand(1, 1);
+  app.set_help_all_flag("--help-all", "the options of every command");
+
+  DemoOptions demo;
+  CLI::App* cDemo = app.add_subcommand("demo", "run the library's round trip on a synthetic restoration");
+  cDemo->add_option("--out", demo.outDir, "directory for the pictures, meshes and summary.json")
+      ->capture_default_str();
+  cDemo->add_option("--size", demo.size, "side of the synthetic height field in pixels")
+      ->check(CLI::Range(16, 4096))
+      ->capture_default_str();
+
+  MeshOptions mesh;
+  CLI::App* cMesh = app.add_subcommand("mesh", "turn a height field into a triangle mesh");
+  cMesh->add_option("input", mesh.input, "height field (.pfm, .png, .npy, .qsm)")->required();
+  cMesh->add_option("output", mesh.output, "mesh (.stl, .ply, .obj)")->required();
+  cMesh->add_option("--threshold", mesh.threshold, "height a cell corner must pass to be meshed")
+      ->capture_default_str();
+  cMesh->add_flag("--below", mesh.below, "keep corners below the threshold instead of above");
+  cMesh
+      ->add_option_function<int>(
+          "--step", [&mesh](int n) { mesh.stepX = mesh.stepY = n; },
+          "sample every N-th pixel in x and y (default 1)")
+      ->check(CLI::Range(1, 1024));
+  cMesh->add_option("--outline", mesh.outline, "clip the mesh to this outline (text, x y z per line)");
+  cMesh->add_option("--scale-x", mesh.scaleX, "x size of a pixel")->capture_default_str();
+  cMesh->add_option("--scale-y", mesh.scaleY, "y size of a pixel")->capture_default_str();
+  cMesh->add_option("--scale-z", mesh.scaleZ, "factor on the heights")->capture_default_str();
+  AddRasterInput(cMesh, mesh.raster);
+
+  ScanOptions scan;
+  CLI::App* cScan = app.add_subcommand("scan", "scan-convert a triangle mesh into a height field");
+  cScan->add_option("input", scan.input, "mesh (.stl, .ply, .obj)")->required();
+  cScan->add_option("output", scan.output, "height field (.pfm, .png, .npy, .qsm)")->required();
+  cScan->add_option("--resolution", scan.resolution, "mesh units per pixel")
+      ->check(CLI::PositiveNumber)
+      ->capture_default_str();
+  cScan->add_option("--width", scan.width, "raster width (default: the mesh's extent)")
+      ->check(CLI::Range(1, 32000));
+  cScan->add_option("--height", scan.height, "raster height (default: the mesh's extent)")
+      ->check(CLI::Range(1, 31999));
+  cScan->add_flag("--min", scan.minimum, "keep the lowest surface instead of the highest");
+  cScan->add_flag("--threads", scan.threads, "use the multi-threaded scan conversion");
+  AddBits(cScan, scan.bits);
+
+  FillOptions fill;
+  CLI::App* cFill = app.add_subcommand("fill", "fill an outline into a mask or height raster");
+  cFill->add_option("input", fill.input, "outline (text, x y z per line)")->required();
+  cFill->add_option("output", fill.output, "raster (.pfm, .png, .npy, .qsm)")->required();
+  cFill->add_option("--width", fill.width, "raster width (default: the outline's extent)")
+      ->check(CLI::Range(1, 32000));
+  cFill->add_option("--height", fill.height, "raster height (default: the outline's extent)")
+      ->check(CLI::Range(1, 31999));
+  cFill->add_option("--value", fill.value, "value of the inside")->capture_default_str();
+  cFill->add_flag("--heights", fill.heights, "fill with heights interpolated from the outline's z");
+  AddBits(cFill, fill.bits);
+
+  MorphOptions morph;
+  CLI::App* cMorph =
+      app.add_subcommand("morph", "chamfer, erode, dilate, thin, median-filter or rescale a raster");
+  cMorph->add_option("op", morph.op, "chamfer | erode | dilate | thin | median | scale")
+      ->required()
+      ->check(CLI::IsMember({"chamfer", "erode", "dilate", "thin", "median", "scale"}));
+  cMorph->add_option("input", morph.input, "raster (.pfm, .png, .npy, .qsm)")->required();
+  cMorph->add_option("output", morph.output, "raster (.pfm, .png, .npy, .qsm)")->required();
+  cMorph->add_option("--radius", morph.radius, "erode/dilate radius in pixels")
+      ->check(CLI::PositiveNumber)
+      ->capture_default_str();
+  cMorph->add_option("--threshold", morph.threshold, "thin: pixels above it are foreground")
+      ->capture_default_str();
+  cMorph->add_flag("--inside", morph.inside, "chamfer: distance of each region pixel to the background");
+  cMorph->add_option("--median", morph.median, "median window, 3 or 5")
+      ->check(CLI::IsMember({3, 5}))
+      ->capture_default_str();
+  cMorph->add_option("--width", morph.width, "scale: new width")->check(CLI::Range(1, 32000));
+  cMorph->add_option("--height", morph.height, "scale: new height")->check(CLI::Range(1, 31999));
+  AddRasterInput(cMorph, morph.raster);
+  AddBits(cMorph, morph.bits);
+
+  InfoOptions info;
+  CLI::App* cInfo = app.add_subcommand("info", "describe height fields, meshes and outlines");
+  cInfo->add_option("files", info.files, "files to describe")->required();
+  AddRasterInput(cInfo, info.raster);
+
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::CallForHelp& e) {
+    return app.exit(e);
+  } catch (const CLI::CallForAllHelp& e) {
+    return app.exit(e);
+  } catch (const CLI::ParseError& e) {
+    std::string where = "qssse";
+    for (const CLI::App* sub : app.get_subcommands()) where += " " + sub->get_name();
+    std::fprintf(stderr, "%s: %s (try '%s --help')\n", where.c_str(), OneLine(e.what()).c_str(),
+                 where.c_str());
+    return kExitUsage;
+  }
+
+  const CLI::App* chosen = app.get_subcommands().front();
+  const std::string name = chosen->get_name();
+  try {
+    if (chosen == cDemo) return RunDemo(demo);
+    if (chosen == cMesh) return RunMesh(mesh);
+    if (chosen == cScan) return RunScan(scan);
+    if (chosen == cFill) return RunFill(fill);
+    if (chosen == cMorph) return RunMorph(morph);
+    return RunInfo(info);
+  } catch (const Unavailable& e) {
+    std::fflush(stdout);
+    std::fprintf(stderr, "qssse %s: %s\n", name.c_str(), OneLine(e.what()).c_str());
+    return kExitUnavailable;
+  } catch (const std::exception& e) {
+    std::fflush(stdout);
+    std::fprintf(stderr, "qssse %s: %s\n", name.c_str(), OneLine(e.what()).c_str());
+    return kExitFailed;
+  }
+}
+
+}  // namespace qssse::tool

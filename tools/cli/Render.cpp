@@ -1,0 +1,129 @@
+#include "cli/Render.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "cli/Bytes.h"
+#include "cli/Png.h"
+
+namespace qssse::tool {
+namespace {
+
+RgbImage Blank(const HeightField& h) {
+  return {h.width, h.height, std::vector<unsigned char>(static_cast<std::size_t>(h.width) * h.height * 3)};
+}
+
+void Put(RgbImage& img, std::size_t i, double r, double g, double b) {
+  img.rgb[3 * i] = static_cast<unsigned char>(std::clamp(r, 0.0, 1.0) * 255.0 + 0.5);
+  img.rgb[3 * i + 1] = static_cast<unsigned char>(std::clamp(g, 0.0, 1.0) * 255.0 + 0.5);
+  img.rgb[3 * i + 2] = static_cast<unsigned char>(std::clamp(b, 0.0, 1.0) * 255.0 + 0.5);
+}
+
+double Lerp(double a, double b, double t) { return a + (b - a) * t; }
+
+}  // namespace
+
+RgbImage RenderRelief(const HeightField& h, double pixelSize, float background) {
+  RgbImage img = Blank(h);
+  float lo = 0.0f, hi = 0.0f;
+  bool any = false;
+  for (float v : h.values) {
+    if (v == background || !std::isfinite(v)) continue;
+    lo = any ? std::min(lo, v) : v;
+    hi = any ? std::max(hi, v) : v;
+    any = true;
+  }
+  const double range = hi > lo ? hi - lo : 1.0;
+  // Light from the upper left and a little above, as a person expects a relief to be lit.
+  const double lx = -0.5, ly = -0.5, lz = 0.707;
+  for (int y = 0; y < h.height; ++y) {
+    for (int x = 0; x < h.width; ++x) {
+      const std::size_t i = static_cast<std::size_t>(y) * h.width + x;
+      const float v = h.At(x, y);
+      if (v == background || !std::isfinite(v)) {
+        Put(img, i, 0.16, 0.17, 0.19);
+        continue;
+      }
+      const auto at = [&](int xx, int yy) {
+        const float w = h.At(std::clamp(xx, 0, h.width - 1), std::clamp(yy, 0, h.height - 1));
+        return (w == background || !std::isfinite(w)) ? v : w;
+      };
+      const double dx = (at(x + 1, y) - at(x - 1, y)) / (2 * pixelSize);
+      const double dy = (at(x, y + 1) - at(x, y - 1)) / (2 * pixelSize);
+      const double len = std::sqrt(dx * dx + dy * dy + 1.0);
+      const double shade = std::max(0.0, (-dx * lx - dy * ly + lz) / len);
+      const double t = (v - lo) / range;
+      const double light = 0.25 + 0.75 * shade;
+      Put(img, i, light * Lerp(0.55, 1.00, t), light * Lerp(0.45, 0.96, t), light * Lerp(0.40, 0.86, t));
+    }
+  }
+  return img;
+}
+
+RgbImage RenderMask(const HeightField& h) {
+  RgbImage img = Blank(h);
+  for (std::size_t i = 0; i < h.values.size(); ++i) {
+    const double g = h.values[i] != 0.0f ? 1.0 : 0.0;
+    Put(img, i, g, g, g);
+  }
+  return img;
+}
+
+RgbImage RenderDistance(const HeightField& h) {
+  RgbImage img = Blank(h);
+  float hi = 0.0f;
+  for (float v : h.values) {
+    if (std::isfinite(v)) hi = std::max(hi, v);
+  }
+  for (std::size_t i = 0; i < h.values.size(); ++i) {
+    const float v = h.values[i];
+    if (!(v > 0.0f) || !std::isfinite(v)) {
+      Put(img, i, 0, 0, 0);
+      continue;
+    }
+    const double t = v / hi;
+    // dark blue -> teal -> yellow
+    if (t < 0.5)
+      Put(img, i, Lerp(0.17, 0.13, 2 * t), Lerp(0.05, 0.57, 2 * t), Lerp(0.45, 0.55, 2 * t));
+    else
+      Put(img, i, Lerp(0.13, 0.99, 2 * t - 1), Lerp(0.57, 0.91, 2 * t - 1), Lerp(0.55, 0.14, 2 * t - 1));
+  }
+  return img;
+}
+
+RgbImage RenderSkeleton(const HeightField& mask, const HeightField& skeleton) {
+  RgbImage img = Blank(mask);
+  for (std::size_t i = 0; i < mask.values.size(); ++i) {
+    if (i < skeleton.values.size() && skeleton.values[i] != 0.0f)
+      Put(img, i, 0.9, 0.1, 0.1);
+    else if (mask.values[i] != 0.0f)
+      Put(img, i, 0.35, 0.35, 0.38);
+    else
+      Put(img, i, 0.08, 0.08, 0.09);
+  }
+  return img;
+}
+
+RgbImage RenderDifference(const HeightField& diff, float bound, const HeightField* valid) {
+  RgbImage img = Blank(diff);
+  const double b = bound > 0.0f ? bound : 1.0;
+  for (std::size_t i = 0; i < diff.values.size(); ++i) {
+    if (valid != nullptr && valid->values[i] == 0.0f) {
+      Put(img, i, 0.85, 0.85, 0.85);
+      continue;
+    }
+    const double t = std::clamp(diff.values[i] / b, -1.0, 1.0);
+    if (t >= 0)
+      Put(img, i, 1.0, 1.0 - 0.8 * t, 1.0 - 0.8 * t);
+    else
+      Put(img, i, 1.0 + 0.8 * t, 1.0 + 0.8 * t, 1.0);
+  }
+  return img;
+}
+
+void WritePng(const std::string& path, const RgbImage& image) {
+  const std::vector<unsigned char> png = EncodePngRgb(image.width, image.height, image.rgb);
+  WriteFileBytes(path, png.data(), png.size());
+}
+
+}  // namespace qssse::tool

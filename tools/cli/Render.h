@@ -1,0 +1,32 @@
+#pragma once
+#include <string>
+#include <vector>
+
+#include "cli/HeightField.h"
+
+// Pictures of rasters for a person: shaded relief, masks, distance maps, skeletons and differences.
+namespace qssse::tool {
+
+struct RgbImage {
+  int width = 0;
+  int height = 0;
+  std::vector<unsigned char> rgb;  // 3 bytes per pixel, rows from the top
+};
+
+// Hill-shaded relief lit from the upper left, tinted from dark (low) to ivory (high); pixels at exactly
+// `background` (0, the library's "no value") are drawn dark grey. `pixelSize` is the x/y spacing in
+// height units, so slopes are shaded true to scale.
+RgbImage RenderRelief(const HeightField& h, double pixelSize, float background = 0.0f);
+// Non-zero pixels white, zero pixels black.
+RgbImage RenderMask(const HeightField& h);
+// Values from 0 to the maximum on a dark-blue to yellow ramp; 0 black.
+RgbImage RenderDistance(const HeightField& h);
+// The mask in grey with the non-zero pixels of `skeleton` in red.
+RgbImage RenderSkeleton(const HeightField& mask, const HeightField& skeleton);
+// Differences on a blue (negative), white (0), red (positive) ramp saturating at +-bound; pixels where
+// `valid` is 0 (when given) are drawn light grey.
+RgbImage RenderDifference(const HeightField& diff, float bound, const HeightField* valid = nullptr);
+
+void WritePng(const std::string& path, const RgbImage& image);
+
+}  // namespace qssse::tool
