@@ -7,10 +7,12 @@
 #include "qssse/mesh/Stretch.h"
 #include "qssse/platform/Array2D.h"
 #include "qssse/platform/Export.h"
+#include "qssse/platform/Matrix4Rf.h"
 #include "qssse/vector/SSEMatrix3.h"
 #include "qssse/vector/SSEPoint.h"
 
 class CSSEMatrix;
+class CSSE3dPolygon;
 
 // The library's triangle mesh: a set of independent triangles in parallel 16-byte-aligned SSEPoint
 // arrays (three corners and three corner normals per triangle; face normal, edge vectors S = P1 - P0,
@@ -236,6 +238,26 @@ class QSSSE_API CHTriangulation {
   // nothing is emitted for it). Returns the number of points emitted.
   template <class Emit>
   int WalkBorderStretches(Emit emit);
+
+  // ---- members built on the outline polygon (HTriangulationBuild.cpp, HTriangulationOutline.cpp) ----
+  // BaseInitialization(sx, sy, sz), the outline-clipped builder below, then CalcBoundingBox and CalcSTV
+  // when at least one triangle exists.
+  CHTriangulation(CSSEMatrix* m, float threshold, bool above, float sx, float sy, float sz, int stepX,
+                  int stepY, CSSE3dPolygon* outline);
+  // As the sub-sampled builder, but a corner is valid only when it passes the threshold and
+  // outline->PointInLineInnerArea(column, row, 4) holds, column and row being the corner's pixel
+  // position as floats (raster units, not scaled). The reserve is the sub-sampled one. A null outline
+  // gives an empty mesh; steps below 1 throw std::invalid_argument.
+  void CreateTriangulationFromSSEFieldSubSampled(CSSEMatrix* m, float threshold, bool above, int stepX,
+                                                 int stepY, CSSE3dPolygon* outline);
+  // Collects one stretch per border triangle (CollectBorderStretches, needs CalcNeighbours), makes line
+  // a polygon of as many points, and writes the walk's points into it (points beyond that count are
+  // skipped; where the list does not connect the walk stops and the remaining points are 0). Unconsumed
+  // stretches stay in the list. A mesh without border gives an empty polygon; a null line does nothing.
+  void FindBorderLine(CSSE3dPolygon* line);
+  // Applies rows 0-2 of m as the 3x4 matrix of TransformVertices(const t_ssematrix3&) (column 3
+  // translates); row 3, the projective row, is ignored.
+  void TransformVertices(const CbMatrix4Rf& m);
 
   // ---- scan conversion into height fields (HTriangulationScan.cpp, HTriangulationScanThreaded.cpp) ----
   // The mesh is written back into a raster whose pixel (px, py) covers the point origin + (px * scanResX,
