@@ -135,3 +135,5 @@ void BM_FindBorderLine(benchmark::State& state) {
 BENCHMARK(BM_FindBorderLine)->Unit(benchmark::kMillisecond);
 
 }  // namespace
+
+BENCHMARK_MAIN();
