@@ -328,6 +328,13 @@ class QSSSE_API CHTriangulation {
   // CalcBoundingBox; normals are not recomputed. A null or empty field, or an empty mesh, does nothing.
   void ConstrainWithHeightField(bool above, CSSEMatrix* m, float zOffset);
   void ConstrainWithHeightField(bool above, DmArray2D<float>* a, float zOffset);
+  // The maximum (respectively minimum, density 1) conversion limited by a closed line: converted as
+  // ScanConvertTriangulationMax/Min, then every pixel whose grid position lies outside the line by the
+  // fill rule becomes 0, the line taken into pixel units as ((x - min.x) / scanResX, (y - min.y) /
+  // scanResY) of the mesh box. A null line or one of fewer than three points, a null matrix or an empty
+  // mesh leaves the matrix unchanged; so does a box smaller than a pixel.
+  void ScanConvertThroughLineMax(CSSEMatrix* m, CSSE3dPolygon* line, float zOffset);
+  void ScanConvertThroughLineMin(CSSEMatrix* m, CSSE3dPolygon* line, float zOffset);
 
  protected:
   // Shared by the three removals: keeps the triangles for which keep(corner z0, z1, z2) is true.
