@@ -6,6 +6,7 @@
 
 #include "qssse/mesh/HTriangulation.h"
 #include "qssse/platform/MemoryException.h"
+#include "qssse/polygon/SSE3dPolygon.h"
 #include "qssse/raster/SSEMatrix.h"
 #include "qssse/vector/SimdOps.h"
 
@@ -136,6 +137,25 @@ void CHTriangulation::CreateTriangulationFromSSEFieldSubSampled(CSSEMatrix* m, f
   SweepSubSampled(m, above, stepX, stepY, xFrom, xLast, yFrom, yLast, forceFull, validOf);
 }
 
+void CHTriangulation::CreateTriangulationFromSSEFieldSubSampled(CSSEMatrix* m, float threshold, bool above,
+                                                                int stepX, int stepY, CSSE3dPolygon* outline) {
+  CheckSteps(stepX, stepY);
+  numTriangles = 0;
+  if (!Usable(m) || outline == nullptr) return;
+  const std::int64_t xLast = static_cast<std::int64_t>(m->GetSizeX()) - 1 - stepX;
+  const std::int64_t yLast = static_cast<std::int64_t>(m->GetSizeY()) - 1 - stepY;
+  if (xLast < 0) return;
+  const int n = Reserve(CountPassing(*m, threshold, above), stepX, stepY);
+  if (n < 1) return;
+  CreateTriangulation(n);
+  const auto validOf = [m, threshold, above, outline](int x, int y) {
+    const float v = m->GetPoint(x, y);
+    if (!(above ? v > threshold : v < threshold)) return false;
+    return outline->PointInLineInnerArea(static_cast<float>(x), static_cast<float>(y), 4);
+  };
+  SweepSubSampled(m, above, stepX, stepY, 0, xLast, 0, yLast, false, validOf);
+}
+
 // ---- two fields ----------------------------------------------------------------------------------------
 
 void CHTriangulation::CreateTriangulationFromSSEFieldSubSampledTwoFields(CSSEMatrix* m, CSSEMatrix* ref,
@@ -208,6 +228,14 @@ CHTriangulation::CHTriangulation(CSSEMatrix* m, float threshold, bool above, flo
   BaseInitialization(sx, sy, sz);
   CreateTriangulationFromSSEFieldSubSampled(m, threshold, above, stepX, stepY, xFrom, xTo, yFrom, yTo,
                                             forceFull);
+  SingleFieldFollowUp(*this);
+}
+
+CHTriangulation::CHTriangulation(CSSEMatrix* m, float threshold, bool above, float sx, float sy, float sz,
+                                 int stepX, int stepY, CSSE3dPolygon* outline)
+    : CHTriangulation() {
+  BaseInitialization(sx, sy, sz);
+  CreateTriangulationFromSSEFieldSubSampled(m, threshold, above, stepX, stepY, outline);
   SingleFieldFollowUp(*this);
 }
 

@@ -3,6 +3,7 @@
 #include "qssse/platform/MemoryException.h"
 
 #include <cstddef>
+#include <cstdint>
 #include <cstring>
 #include <limits>
 #include <type_traits>
@@ -17,6 +18,11 @@ inline constexpr std::size_t kSimdAlignment = 16;
 // returns a unique non-null block (never nullptr), so null always means "nothing allocated".
 // A failed allocation throws CMemoryException. Release the block with alignedFree, never free/delete.
 QSSSE_API void* alignedAlloc(std::size_t bytes);
+
+// Bytes of physical memory of this machine; UINT64_MAX where the platform cannot tell. Objects made of
+// many blocks (raster fields) check their total against it, because each block alone may pass the
+// system's overcommit and the process would be killed on first touch instead of seeing an exception.
+QSSSE_API std::uint64_t physicalMemoryBytes();
 
 // Releases a block of alignedAlloc. Null is ignored.
 QSSSE_API void alignedFree(void* p) noexcept;

@@ -7,6 +7,7 @@
 #include <string>
 
 #include "qssse/platform/AlignedMemory.h"
+#include "qssse/platform/MemoryException.h"
 #include "qssse/vector/SSEFns.h"
 #include "qssse/vector/SimdOps.h"
 
@@ -48,6 +49,11 @@ void CSSEMatrix::Allocate(int newSizeX, int newSizeY) {
                                 std::to_string(newSizeY) + " is outside 0..2^31 x 0.." +
                                 std::to_string(kMaxSizeY));
   }
+  // More than the machine holds cannot succeed; the fields might each pass overcommit and the process
+  // would then be killed while zeroing them, so the request fails here with the library's exception.
+  const std::uint64_t total =
+      static_cast<std::uint64_t>(newSizeX) * static_cast<std::uint64_t>((newSizeY >> 2) + 1) * 16u;
+  if (total > qssse::physicalMemoryBytes()) AfxThrowMemoryException();
   Free();
   sizeX = newSizeX;
   sizeY = newSizeY;

@@ -10,6 +10,7 @@
 #include "qssse/platform/Archive.h"
 #include "qssse/platform/ArchiveException.h"
 #include "qssse/platform/File.h"
+#include "qssse/platform/MemoryException.h"
 #include "qssse/raster/AlignedBuffer.h"
 #include "qssse/raster/SSEMatrix.h"
 
@@ -51,6 +52,10 @@ void CSSEcharMatrix::Create(int newSizeX, int newSizeY) {
                                 std::to_string(newSizeY) + " is outside 0..2^31 x 0.." +
                                 std::to_string(kMaxSizeY));
   }
+  // Fields may each pass overcommit while the whole cannot be backed: fail with the library's exception.
+  const std::uint64_t total =
+      static_cast<std::uint64_t>(newSizeX) * static_cast<std::uint64_t>((newSizeY >> 4) + 1) * 16u;
+  if (total > qssse::physicalMemoryBytes()) AfxThrowMemoryException();
   Free();
   sizeX = sseSizeX = newSizeX;
   sizeY = newSizeY;

@@ -6,6 +6,7 @@
 #include <stdexcept>
 
 #include "qssse/platform/Field2D.h"
+#include "qssse/platform/MemoryException.h"
 #include "qssse/raster/SSEMatrix.h"
 
 namespace {
@@ -244,6 +245,20 @@ TEST(SSEMatrixQueries, MinMaxIgnoresNaNPixelsOnBothPaths) {
     EXPECT_EQ(maxValue, 4.0f) << size;
     EXPECT_EQ(minValue, 1.0f) << size;
   }
+}
+
+}  // namespace
+
+namespace {
+
+TEST(SSEMatrixLayout, MoreThanTheMachineHoldsThrowsInsteadOfBeingKilled) {
+  // 2^31 - 1 columns by 31999 rows is about 2.7e14 bytes: each 32-row field alone might pass the
+  // system's overcommit, and zeroing them would get the process killed.
+  CSSEMatrix m;
+  m.Create(3, 3);
+  EXPECT_THROW(m.Create(2147483647, CSSEMatrix::kMaxSizeY), CMemoryException);
+  EXPECT_EQ(m.GetSizeX(), 3);
+  EXPECT_TRUE(m.HasPixels());
 }
 
 }  // namespace
