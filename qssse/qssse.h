@@ -56,4 +56,6 @@
 
 #include "qssse/mesh/HTriangle.h"
 #include "qssse/mesh/HTriangulation.h"
+#include "qssse/mesh/ScanSweep.h"
+#include "qssse/mesh/ScanWorkers.h"
 #include "qssse/mesh/Stretch.h"

@@ -5,6 +5,7 @@
 
 #include "qssse/mesh/HTriangle.h"
 #include "qssse/mesh/Stretch.h"
+#include "qssse/platform/Array2D.h"
 #include "qssse/platform/Export.h"
 #include "qssse/vector/SSEMatrix3.h"
 #include "qssse/vector/SSEPoint.h"
@@ -235,6 +236,76 @@ class QSSSE_API CHTriangulation {
   // nothing is emitted for it). Returns the number of points emitted.
   template <class Emit>
   int WalkBorderStretches(Emit emit);
+
+  // ---- scan conversion into height fields (HTriangulationScan.cpp, HTriangulationScanThreaded.cpp) ----
+  // The mesh is written back into a raster whose pixel (px, py) covers the point origin + (px * scanResX,
+  // py * scanResY), origin being the mesh box minimum (or the caller's box for the _MinMaxPoint forms).
+  // Needs CalcSTV and CalcBoundingBox. Every triangle is sampled parametrically: with L the longer of |S|
+  // and |T| (all four lanes) and step = scanDiagonal / L, for a = 0, step, ... while a < 1 and b = 0, step,
+  // ... while b < 1 - a (float accumulation), the sample is Q = ((P0 + a S) + b T) - origin, its pixel
+  // px = trunc(Q.x / scanResX + 0.5), py likewise, its value Q.z + zOffset. Samples outside
+  // 1 <= px < W - 1, 1 <= py < H - 1 (the one-pixel frame included) are dropped; the others are stamped as
+  // the five-pixel cross keeping the maximum (SetCrossMax) or the minimum (SetCrossMin). A triangle with a
+  // step below 2^-24 (longer than 2^24 cell diagonals) is skipped rather than sampled for days; NaN
+  // coordinates give pixels that are dropped.
+  //
+  // W = trunc(E.x / scanResX + 0.5), H likewise, E = box maximum - minimum. A null matrix, no triangles,
+  // or W or H below 1 leave the matrix untouched; H above CSSEMatrix::kMaxSizeY throws
+  // std::invalid_argument and W beyond int CMemoryException before the matrix changes. Otherwise the
+  // matrix is re-created at W x H, filled with the sentinel -999999.9 (maximum) or 999999.9 (minimum),
+  // stamped, and every pixel within 1.0 of the sentinel becomes 0.
+  //
+  // Round trip: for a mesh built from a height field h at scale (s, s) and converted at scan resolution
+  // (s, s) with zOffset = box minimum z, each interior pixel p (two pixels from the border) gets
+  // h(p) <= r(p) <= the maximum of h over the 5 x 5 pixels around p (mirrored for the minimum), exact
+  // where that neighbourhood is flat: every cell is sampled at its corner P0, sloped cells also a step on,
+  // and each sample is stamped as a cross. RefineScanConvImageTop then gives h back on every pixel.
+  void ScanConvertTriangulationMax(CSSEMatrix* m, float zOffset);
+  // The minimum form; the step is further divided by density (density > 1 samples more finely; a density
+  // that is not a positive finite number is taken as 1). The maximum form has no density (deliberately).
+  void ScanConvertTriangulationMin(CSSEMatrix* m, float zOffset, float density);
+  // As the two forms above (the minimum without density), with size and origin from minP and maxP.
+  void ScanConvertTriangulationMax_MinMaxPoint(CSSEMatrix* m, float zOffset, SSEPoint& minP, SSEPoint& maxP);
+  void ScanConvertTriangulationMin_MinMaxPoint(CSSEMatrix* m, float zOffset, SSEPoint& minP, SSEPoint& maxP);
+  // Into the matrix as it stands (not re-created, not pre-filled, no sentinel replaced): the samples are
+  // combined with its contents, W and H are the mesh extent clamped to the matrix's own size, no offset.
+  // fine halves the step (four times the samples, for steep or sliver triangles); cross false stamps the
+  // single pixel (SetPointMin/Max) instead of the five-pixel cross, so nothing is dilated.
+  void ScanConvertTriangulationMinNoDelete(CSSEMatrix* m, bool fine, bool cross);
+  void ScanConvertTriangulationMaxNoDelete(CSSEMatrix* m, bool fine, bool cross);
+  // NoDelete with the plain step and the cross, stamping only the triangles whose P0.y lies strictly
+  // between yMin and yMax (mesh units).
+  void ScanConvertTriangulationMinNoDeleteInYArea(CSSEMatrix* m, float yMin, float yMax);
+  void ScanConvertTriangulationMaxNoDeleteInYArea(CSSEMatrix* m, float yMin, float yMax);
+  // Stamps triangles first..last (inclusive, clipped to the mesh) into the matrix as it stands, W x H
+  // being the matrix's own size. origin is the mesh point of pixel (0, 0) and the height of value 0
+  // before the offset (null: the mesh box minimum), so ranges of one mesh converted into matrices of the
+  // same origin combine into one conversion. max chooses SetCrossMax, otherwise SetCrossMin.
+  void ScanConvertTriangulationWithLimitedArea(CSSEMatrix* m, int first, int last, float zOffset,
+                                               SSEPoint* origin, bool max);
+  // The same conversion as ScanConvertTriangulationMax (keepMax) or ScanConvertTriangulationMin(m,
+  // zOffset, 1) on exactly ten worker threads: worker i of ten converts its chunk of the triangle list
+  // into a private matrix, and the ten are merged on the caller's thread (sentinel pixels skipped). The
+  // result equals the single-threaded one pixel for pixel on meshes without NaN coordinates (with NaN,
+  // the order of the stamps shows). An exception on a worker (e.g. CMemoryException for its private
+  // matrix) is rethrown here after all ten have ended; m may then hold the sentinel fill.
+  void FastScanConvertTriangulation(CSSEMatrix* m, float zOffset, bool keepMax);
+  void FastScanConvertTriangulation_MinMaxPoint(CSSEMatrix* m, float zOffset, SSEPoint& minP, SSEPoint& maxP,
+                                                bool keepMax);
+  // Refinement of an existing conversion (same geometry: m's size, origin the mesh box minimum): every
+  // pixel whose centre lies in the xy projection of a triangle (closed; triangles without area skipped)
+  // is replaced by the exact height there, interpolated in double, minus the box minimum z plus zOffset:
+  // the lowest over all covering triangles (RefineScanConvImage) or the highest (...Top). Uncovered pixels
+  // keep their value. After a conversion of a height-field mesh this undoes the cross's dilation: the
+  // heights at grid points come back exactly. A null or empty matrix or mesh does nothing.
+  void RefineScanConvImage(CSSEMatrix* m, float zOffset);
+  void RefineScanConvImageTop(CSSEMatrix* m, float zOffset);
+  // Limits the mesh by a height field: each corner reads the pixel (trunc(x / scaleX + 0.5),
+  // trunc(y / scaleY + 0.5)) (clamped; the placement of the height-field builders) plus zOffset, and with
+  // above true is raised to it when lower, else lowered to it when higher. Then CalcSTV and
+  // CalcBoundingBox; normals are not recomputed. A null or empty field, or an empty mesh, does nothing.
+  void ConstrainWithHeightField(bool above, CSSEMatrix* m, float zOffset);
+  void ConstrainWithHeightField(bool above, DmArray2D<float>* a, float zOffset);
 
  protected:
   // Shared by the three removals: keeps the triangles for which keep(corner z0, z1, z2) is true.

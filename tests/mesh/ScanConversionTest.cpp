@@ -1,0 +1,368 @@
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstring>
+#include <random>
+
+#include "MeshTestSupport.h"
+
+using meshtest::P;
+using meshtest::SetTriangle;
+
+namespace {
+
+constexpr float kMaxSentinel = -999999.9f;
+constexpr float kMinSentinel = 999999.9f;
+
+// The conversion rule in plain scalar floats, through the matrix's own clamping stamps: the oracle the
+// shipped SIMD sweep must match bit for bit.
+float Len(const SSEPoint& v) {
+  // The library's four-lane sum order: (x + w) + (z + y).
+  return std::sqrt((v.x * v.x + v.w * v.w) + (v.z * v.z + v.y * v.y));
+}
+
+void PlainConvert(const CHTriangulation& t, CSSEMatrix& m, float zOffset, const SSEPoint& lo,
+                  const SSEPoint& hi, bool keepMax, float density) {
+  const float wf = (hi.x - lo.x) / t.GetScanResX() + 0.5f, hf = (hi.y - lo.y) / t.GetScanResY() + 0.5f;
+  if (!(wf >= 1.0f) || !(hf >= 1.0f) || t.GetNumTriangles() < 1) return;
+  const int w = static_cast<int>(wf), h = static_cast<int>(hf);
+  const float sentinel = keepMax ? kMaxSentinel : kMinSentinel;
+  m.CreateNoClear(w, h);
+  m.Fill(sentinel);
+  for (int i = 0; i < t.GetNumTriangles(); ++i) {
+    const SSEPoint p0 = t.GetEdgeArray()[3 * i], s = t.GetSArray()[i], tv = t.GetTArray()[i];
+    const float ls = Len(s), lt = Len(tv);
+    float step = t.GetScanDiagonal() / (ls > lt ? ls : lt);
+    if (density != 1.0f) step = step / density;
+    if (step < 1.0f / 16777216.0f) continue;
+    for (float a = 0.0f; a < 1.0f; a += step) {
+      for (float b = 0.0f; b < 1.0f - a; b += step) {
+        const float qx = ((p0.x + a * s.x) + b * tv.x) - lo.x;
+        const float qy = ((p0.y + a * s.y) + b * tv.y) - lo.y;
+        const float qz = ((p0.z + a * s.z) + b * tv.z) - lo.z;
+        const float fx = qx / t.GetScanResX() + 0.5f, fy = qy / t.GetScanResY() + 0.5f;
+        if (!(std::fabs(fx) < 1e9f) || !(std::fabs(fy) < 1e9f)) continue;
+        const int px = static_cast<int>(fx), py = static_cast<int>(fy);
+        if (px < 1 || px >= w - 1 || py < 1 || py >= h - 1) continue;
+        if (keepMax) {
+          m.SetCrossMax(px, py, qz + zOffset);
+        } else {
+          m.SetCrossMin(px, py, qz + zOffset);
+        }
+      }
+    }
+  }
+  m.ReplaceValueWithValue(sentinel, 0.0f, 1.0f);
+}
+
+// Bit-for-bit equality of two matrices, padding included.
+::testing::AssertionResult SameBits(const CSSEMatrix& a, const CSSEMatrix& b) {
+  if (a.GetSizeX() != b.GetSizeX() || a.GetSizeY() != b.GetSizeY())
+    return ::testing::AssertionFailure() << "sizes " << a.GetSizeX() << "x" << a.GetSizeY() << " vs "
+                                         << b.GetSizeX() << "x" << b.GetSizeY();
+  for (int g = 0; g < a.GetSSESizeY(); ++g) {
+    for (int x = 0; x < a.GetSSESizeX(); ++x) {
+      if (std::memcmp(&a.GetMatrixDataDirectly()[g][x], &b.GetMatrixDataDirectly()[g][x], 16) != 0)
+        return ::testing::AssertionFailure() << "differs at column " << x << ", rows " << 4 * g << "..";
+    }
+  }
+  return ::testing::AssertionSuccess();
+}
+
+// A mesh of the given triangles with its derived data, scan resolution (res, res).
+void Prepare(CHTriangulation& t, float res) {
+  t.CalcSTV();
+  t.CalcBoundingBox();
+  t.SetScanConvResolution(res, res, 1.0f);
+}
+
+// n triangles with corners on a coarse integer grid (ties, duplicates, slivers, zero-length edges).
+void RandomSoup(CHTriangulation& t, std::mt19937& rng, int n, int extent) {
+  t.CreateTriangulation(n);
+  const auto c = [&](int range) { return static_cast<float>(static_cast<int>(rng() % range)); };
+  for (int i = 0; i < n; ++i) {
+    const auto corner = [&] { return P(c(extent), c(extent), c(10) - 5.0f); };
+    SetTriangle(t, i, corner(), corner(), corner());
+  }
+}
+
+float At(const CSSEMatrix& m, int x, int y) { return m.GetPoint(x, y); }
+
+}  // namespace
+
+// ---- the rule on small hand-checked inputs ----------------------------------------------------------
+
+TEST(ScanConversion, FlatTriangleFillsItsPatchWithHeightAboveTheBoxPlusOffset) {
+  CHTriangulation t(1, 1, 1, 1);
+  SetTriangle(t, 0, P(0, 0, 7), P(8, 0, 7), P(0, 8, 7));
+  Prepare(t, 1.0f);
+  CSSEMatrix m;
+  t.ScanConvertTriangulationMax(&m, 2.5f);
+  ASSERT_EQ(m.GetSizeX(), 8);
+  ASSERT_EQ(m.GetSizeY(), 8);
+  // step = sqrt(2) / 8: samples along the legs reach pixel 6 at most inside the frame; the cross
+  // carries the value one pixel further, so row 1 is covered up to column 7 and column 0 is reached.
+  EXPECT_EQ(At(m, 1, 1), 2.5f);  // 7 - 7 + 2.5
+  EXPECT_EQ(At(m, 0, 1), 2.5f);
+  EXPECT_EQ(At(m, 7, 1), 2.5f);
+  EXPECT_EQ(At(m, 0, 0), 0.0f);  // no cross reaches a corner pixel
+  EXPECT_EQ(At(m, 7, 7), 0.0f);  // beyond the hypotenuse
+  EXPECT_EQ(At(m, 5, 5), 0.0f);
+  CSSEMatrix low;
+  t.ScanConvertTriangulationMin(&low, 2.5f, 1.0f);
+  EXPECT_TRUE(SameBits(m, low)) << "a flat triangle has one envelope";
+}
+
+TEST(ScanConversion, SamplesInTheFrameAreDroppedAndTinyBoxesLeaveTheMatrixAlone) {
+  // Corners on pixels 0 and 4 of a 4-pixel raster: only samples in 1..2 may stamp.
+  CHTriangulation t(1, 1, 1, 1);
+  SetTriangle(t, 0, P(0, 0, 1), P(4, 0, 1), P(0, 4, 1));
+  Prepare(t, 1.0f);
+  t.SetScanConvResolution(4.0f, 4.0f, 1.0f);  // one sample only, at P0, pixel (0, 0): in the frame
+  CSSEMatrix m;
+  t.ScanConvertTriangulationMax(&m, 9.0f);
+  ASSERT_EQ(m.GetSizeX(), 1);
+  EXPECT_EQ(At(m, 0, 0), 0.0f);
+
+  CHTriangulation thin(1, 1, 1, 1);
+  SetTriangle(thin, 0, P(0, 0, 1), P(0.4f, 0, 1), P(0, 9, 1));
+  Prepare(thin, 1.0f);
+  CSSEMatrix kept;
+  kept.Create(3, 3);
+  kept.SetPoint(1, 1, 42.0f);
+  thin.ScanConvertTriangulationMax(&kept, 0.0f);  // width trunc(0.4 + 0.5) = 0
+  EXPECT_EQ(kept.GetSizeX(), 3);
+  EXPECT_EQ(At(kept, 1, 1), 42.0f);
+  thin.ScanConvertTriangulationMax(nullptr, 0.0f);
+  CHTriangulation empty(0, 1, 1, 1);
+  empty.ScanConvertTriangulationMin(&kept, 0.0f, 1.0f);
+  EXPECT_EQ(At(kept, 1, 1), 42.0f);
+}
+
+TEST(ScanConversion, MaximumAndMinimumKeepTheUpperAndLowerEnvelope) {
+  // Two overlapping flat triangles at heights 1 and 3 over a box from z = 1.
+  CHTriangulation t(2, 1, 1, 1);
+  SetTriangle(t, 0, P(0, 0, 1), P(10, 0, 1), P(0, 10, 1));
+  SetTriangle(t, 1, P(0, 0, 3), P(10, 0, 3), P(0, 10, 3));
+  Prepare(t, 1.0f);
+  CSSEMatrix hi, lo;
+  t.ScanConvertTriangulationMax(&hi, 0.0f);
+  t.ScanConvertTriangulationMin(&lo, 0.0f, 1.0f);
+  EXPECT_EQ(At(hi, 3, 3), 2.0f);
+  EXPECT_EQ(At(lo, 3, 3), 0.0f);  // 1 - 1: a real 0, indistinguishable from "no value"
+  EXPECT_EQ(At(hi, 9, 9), 0.0f);
+}
+
+TEST(ScanConversion, DensitySamplesTheMinimumMoreFinelyAndBadDensityMeansOne) {
+  // Cells of 3 units over a triangle 9 long: at density 1 the samples stop a step short of the
+  // hypotenuse, at density 4 they reach pixels beyond it.
+  CHTriangulation t(1, 1, 1, 1);
+  SetTriangle(t, 0, P(0, 0, 0), P(27, 0, 0), P(0, 27, 0));
+  Prepare(t, 3.0f);
+  CSSEMatrix one, four, bad;
+  t.ScanConvertTriangulationMin(&one, 1.0f, 1.0f);
+  t.ScanConvertTriangulationMin(&four, 1.0f, 4.0f);
+  int coveredOne = 0, coveredFour = 0;
+  for (int y = 0; y < 9; ++y) {
+    for (int x = 0; x < 9; ++x) {
+      coveredOne += At(one, x, y) == 1.0f;
+      coveredFour += At(four, x, y) == 1.0f;
+      if (At(one, x, y) == 1.0f) {
+        EXPECT_EQ(At(four, x, y), 1.0f) << x << "," << y;
+      }
+    }
+  }
+  EXPECT_LT(coveredOne, coveredFour);
+  for (float d : {0.0f, -3.0f, NAN, INFINITY}) {
+    t.ScanConvertTriangulationMin(&bad, 1.0f, d);
+    EXPECT_TRUE(SameBits(bad, one)) << d;
+  }
+}
+
+// ---- the shipped sweep against the plain rule -------------------------------------------------------
+
+TEST(ScanConversion, SweepEqualsThePlainRuleOnRandomMeshesOfEverySmallSize) {
+  std::mt19937 rng(42);
+  for (int extent = 1; extent <= 9; ++extent) {
+    for (float res : {0.5f, 1.0f, 1.5f, 3.0f}) {
+      CHTriangulation t(0, 1, 1, 1);
+      RandomSoup(t, rng, 1 + static_cast<int>(rng() % 12), extent + 1);
+      Prepare(t, res);
+      SSEPoint lo, hi;
+      t.GetMinPoint(lo);
+      t.GetMaxPoint(hi);
+      for (bool keepMax : {true, false}) {
+        CSSEMatrix shipped, plain;
+        if (keepMax) {
+          t.ScanConvertTriangulationMax(&shipped, 0.25f);
+        } else {
+          t.ScanConvertTriangulationMin(&shipped, 0.25f, extent % 2 ? 1.0f : 2.5f);
+        }
+        PlainConvert(t, plain, 0.25f, lo, hi, keepMax, keepMax || extent % 2 ? 1.0f : 2.5f);
+        EXPECT_TRUE(SameBits(shipped, plain)) << "extent " << extent << " res " << res << " max " << keepMax;
+      }
+    }
+  }
+}
+
+TEST(ScanConversion, CallersBoxSetsSizeAndOrigin) {
+  std::mt19937 rng(7);
+  CHTriangulation t(0, 1, 1, 1);
+  RandomSoup(t, rng, 40, 30);
+  Prepare(t, 0.75f);
+  SSEPoint lo = P(-3, 2, -1), hi = P(25, 20, 4);
+  CSSEMatrix shipped, plain;
+  t.ScanConvertTriangulationMax_MinMaxPoint(&shipped, 1.0f, lo, hi);
+  PlainConvert(t, plain, 1.0f, lo, hi, true, 1.0f);
+  EXPECT_TRUE(SameBits(shipped, plain));
+  t.ScanConvertTriangulationMin_MinMaxPoint(&shipped, 1.0f, lo, hi);
+  PlainConvert(t, plain, 1.0f, lo, hi, false, 1.0f);
+  EXPECT_TRUE(SameBits(shipped, plain));
+  EXPECT_EQ(shipped.GetSizeX(), 37);  // trunc(28 / 0.75 + 0.5)
+}
+
+TEST(ScanConversion, DegenerateAndNonFiniteTrianglesNeverCrash) {
+  CHTriangulation t(4, 1, 1, 1);
+  SetTriangle(t, 0, P(3, 3, 1), P(3, 3, 1), P(3, 3, 1));          // a point: one sample
+  SetTriangle(t, 1, P(0, 0, 0), P(1e30f, 0, 0), P(0, 1e30f, 0));  // step far below 2^-24: skipped
+  SetTriangle(t, 2, P(NAN, 2, 0), P(1, 2, 0), P(2, 2, 0));        // NaN pixel: dropped
+  SetTriangle(t, 3, P(6, 6, 2), P(6, 6, 2), P(6, 6, 2));
+  Prepare(t, 1.0f);
+  SSEPoint lo = P(0, 0, 0), hi = P(8, 8, 2);
+  CSSEMatrix m;
+  t.ScanConvertTriangulationMax_MinMaxPoint(&m, 0.0f, lo, hi);
+  EXPECT_EQ(At(m, 3, 3), 1.0f);
+  EXPECT_EQ(At(m, 3, 4), 1.0f);
+  EXPECT_EQ(At(m, 6, 5), 2.0f);
+  EXPECT_EQ(At(m, 2, 2), 0.0f);
+}
+
+// ---- NoDelete, the y band and limited ranges ----------------------------------------------------------
+
+TEST(ScanConversion, NoDeleteCombinesWithTheContentsWithinTheMatrixSize) {
+  CHTriangulation t(1, 1, 1, 1);
+  SetTriangle(t, 0, P(0, 0, 4), P(12, 0, 4), P(0, 12, 4));  // heights relative to the box: 0
+  Prepare(t, 1.0f);
+  CSSEMatrix m;
+  m.Create(6, 6);  // smaller than the 12 x 12 extent: clamped to it
+  m.Fill(-1.0f);
+  m.SetPoint(2, 2, 5.0f);
+  t.ScanConvertTriangulationMaxNoDelete(&m, false, true);
+  EXPECT_EQ(m.GetSizeX(), 6);
+  EXPECT_EQ(At(m, 2, 2), 5.0f);  // kept: larger than the sample
+  EXPECT_EQ(At(m, 3, 3), 0.0f);
+  EXPECT_EQ(At(m, 0, 0), -1.0f);  // no sentinel fill, nothing replaced
+
+  CSSEMatrix single;
+  single.Create(6, 6);
+  single.Fill(-1.0f);
+  t.ScanConvertTriangulationMaxNoDelete(&single, false, false);
+  // Single pixels: samples 1.41 apart hit columns and rows 1, 3, 4 but never 2 (or the frame).
+  EXPECT_EQ(At(single, 1, 1), 0.0f);
+  EXPECT_EQ(At(single, 3, 4), 0.0f);
+  EXPECT_EQ(At(single, 2, 1), -1.0f);
+  EXPECT_EQ(At(single, 0, 1), -1.0f);
+
+  CSSEMatrix low;
+  low.Create(6, 6);
+  low.Fill(3.0f);
+  t.ScanConvertTriangulationMinNoDelete(&low, true, true);
+  EXPECT_EQ(At(low, 2, 2), 0.0f);
+  EXPECT_EQ(At(low, 5, 5), 3.0f);
+}
+
+TEST(ScanConversion, YAreaStampsOnlyTrianglesWhoseFirstCornerLiesStrictlyInside) {
+  CHTriangulation t(3, 1, 1, 1);
+  SetTriangle(t, 0, P(2, 2, 1), P(2, 2, 1), P(2, 2, 1));
+  SetTriangle(t, 1, P(5, 5, 2), P(5, 5, 2), P(5, 5, 2));
+  SetTriangle(t, 2, P(0, 0, 0), P(10, 10, 0), P(10, 0, 0));
+  Prepare(t, 1.0f);
+  CSSEMatrix m;
+  m.Create(10, 10);
+  t.ScanConvertTriangulationMaxNoDeleteInYArea(&m, 2.0f, 6.0f);  // y = 2 is on the bound: out
+  EXPECT_EQ(At(m, 2, 2), 0.0f);
+  EXPECT_EQ(At(m, 5, 5), 2.0f);
+  EXPECT_EQ(At(m, 8, 2), 0.0f);
+  m.Fill(9.0f);
+  t.ScanConvertTriangulationMinNoDeleteInYArea(&m, 1.0f, 6.0f);
+  EXPECT_EQ(At(m, 2, 2), 1.0f);
+  EXPECT_EQ(At(m, 5, 4), 2.0f);
+}
+
+TEST(ScanConversion, LimitedRangesIntoOneMatrixMakeTheWholeConversion) {
+  std::mt19937 rng(3);
+  CHTriangulation t(0, 1, 1, 1);
+  RandomSoup(t, rng, 60, 25);
+  Prepare(t, 1.0f);
+  CSSEMatrix whole;
+  t.ScanConvertTriangulationMax(&whole, 0.5f);
+  CSSEMatrix parts;
+  parts.Create(whole.GetSizeX(), whole.GetSizeY());
+  parts.Fill(kMaxSentinel);
+  t.ScanConvertTriangulationWithLimitedArea(&parts, -5, 20, 0.5f, nullptr, true);
+  t.ScanConvertTriangulationWithLimitedArea(&parts, 21, 1000, 0.5f, nullptr, true);
+  parts.ReplaceValueWithValue(kMaxSentinel, 0.0f, 1.0f);
+  EXPECT_TRUE(SameBits(parts, whole));
+
+  // An origin one pixel to the left and one unit lower shifts every value right and up by one.
+  SSEPoint lo;
+  t.GetMinPoint(lo);
+  SSEPoint origin = P(lo.x - 1.0f, lo.y, lo.z - 1.0f);
+  CSSEMatrix shifted;
+  shifted.Create(whole.GetSizeX() + 1, whole.GetSizeY());
+  shifted.Fill(kMaxSentinel);
+  t.ScanConvertTriangulationWithLimitedArea(&shifted, 0, t.GetNumTriangles() - 1, 0.5f, &origin, true);
+  for (int y = 2; y < whole.GetSizeY() - 2; ++y) {
+    for (int x = 2; x < whole.GetSizeX() - 2; ++x) {
+      if (At(whole, x, y) != 0.0f) {
+        EXPECT_EQ(At(shifted, x + 1, y), At(whole, x, y) + 1.0f) << x << "," << y;
+      }
+    }
+  }
+}
+
+// ---- refinement and constraint -------------------------------------------------------------------------
+
+TEST(ScanConversion, RefinementReplacesCoveredPixelsByTheExactEnvelope) {
+  // A plane z = x over 0..8: the crosses carry samples taken between pixel centres up to a pixel too
+  // far; the refinement puts back z = x on every covered pixel centre and leaves the rest.
+  CHTriangulation t(2, 1, 1, 1);
+  SetTriangle(t, 0, P(0, 0, 0), P(8, 8, 8), P(0, 8, 0));
+  SetTriangle(t, 1, P(0, 0, 0), P(8, 0, 8), P(8, 8, 8));
+  Prepare(t, 1.0f);
+  CSSEMatrix m;
+  t.ScanConvertTriangulationMax(&m, 0.0f);
+  EXPECT_GT(At(m, 3, 4), 3.0f);  // dilated
+  t.RefineScanConvImageTop(&m, 0.0f);
+  for (int y = 0; y < 8; ++y) {
+    for (int x = 0; x < 8; ++x) EXPECT_EQ(At(m, x, y), static_cast<float>(x)) << x << "," << y;
+  }
+  CSSEMatrix low;
+  low.Create(8, 8);
+  low.Fill(-7.0f);
+  CHTriangulation half(1, 1, 1, 1);
+  SetTriangle(half, 0, P(0, 0, 0), P(8, 0, 8), P(8, 8, 8));
+  Prepare(half, 1.0f);
+  half.RefineScanConvImage(&low, 1.0f);
+  EXPECT_EQ(At(low, 6, 2), 7.0f);
+  EXPECT_EQ(At(low, 2, 6), -7.0f);  // not covered
+}
+
+TEST(ScanConversion, ConstraintRaisesOrLowersCornersToTheField) {
+  CSSEMatrix field;
+  field.Create(3, 3);
+  field.Fill(2.0f);
+  field.SetPoint(2, 0, 5.0f);
+  CHTriangulation t(1, 0.5f, 0.5f, 1);
+  SetTriangle(t, 0, P(0, 0, 1), P(1, 0, 3), P(7, 7, 9));  // pixels (0, 0), (2, 0), (2, 2) by clamping
+  t.ConstrainWithHeightField(true, &field, 0.5f);
+  EXPECT_POINT(t.GetEdgeArray()[0], 0, 0, 2.5f, 0);
+  EXPECT_POINT(t.GetEdgeArray()[1], 1, 0, 5.5f, 0);
+  EXPECT_POINT(t.GetEdgeArray()[2], 7, 7, 9, 0);
+  EXPECT_POINT(t.GetSArray()[0], 1, 0, 3, 0);  // derived data follows
+  DmArray2D<float> a(3, 3);
+  a(0, 0) = 1.0f;
+  t.ConstrainWithHeightField(false, &a, 0.0f);
+  EXPECT_POINT(t.GetEdgeArray()[0], 0, 0, 1, 0);
+  EXPECT_POINT(t.GetEdgeArray()[2], 7, 7, 0, 0);
+}
