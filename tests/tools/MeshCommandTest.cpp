@@ -97,6 +97,15 @@ TEST(MeshConvert, ClippingKeepsTheCornersInsideTheOutlineAndRejectsBadOptions) {
   EXPECT_EQ(m.GetPoint(1, 4), 0.0f);  // cleared to the threshold: never a valid corner
   EXPECT_EQ(m.GetPoint(4, 4), 1.0f);
 
+  // A mesh no machine holds is refused before the library allocates, naming its source.
+  try {
+    CheckMeshFits(std::uint64_t{1} << 40, "huge.png");
+    ADD_FAILURE() << "a trillion triangles fit";
+  } catch (const ToolError& e) {
+    EXPECT_EQ(std::string(e.what()).rfind("huge.png: a mesh of 1099511627776 triangles needs about", 0), 0u);
+  }
+  EXPECT_NO_THROW(CheckMeshFits(1000, "small.png"));
+
   o.stepX = 0;
   EXPECT_THROW(BuildHeightMesh(m, o), ToolError);
   o.stepX = 1;

@@ -37,6 +37,7 @@ int RunMesh(const MeshOptions& o) {
   b.scaleX = o.scaleX;
   b.scaleY = o.scaleY;
   b.outline = o.outline.empty() ? nullptr : &outline;
+  b.source = o.input;
   Stopwatch t;
   std::unique_ptr<CHTriangulation> mesh;
   try {

@@ -1,5 +1,8 @@
 #include "cli/MeshConvert.h"
 
+#include <unistd.h>
+
+#include <algorithm>
 #include <cmath>
 #include <limits>
 #include <string>
@@ -10,6 +13,18 @@
 #include "qssse/raster/SSEMatrix.h"
 
 namespace qssse::tool {
+
+void CheckMeshFits(std::uint64_t triangles, const std::string& source) {
+  // Twelve points and a record per triangle in the library, a triangle soup and its welded copy here.
+  constexpr std::uint64_t kBytesPerTriangle = 12 * sizeof(SSEPoint) + sizeof(t_htriangle) + 160;
+  const long pages = ::sysconf(_SC_PHYS_PAGES), pageSize = ::sysconf(_SC_PAGE_SIZE);
+  if (pages <= 0 || pageSize <= 0) return;
+  const std::uint64_t memory = static_cast<std::uint64_t>(pages) * static_cast<std::uint64_t>(pageSize);
+  if (triangles <= memory / 2 / kBytesPerTriangle) return;
+  throw ToolError(source, "a mesh of " + std::to_string(triangles) + " triangles needs about " +
+                              std::to_string(triangles * kBytesPerTriangle >> 30) +
+                              " GiB, more than half of this machine's memory");
+}
 
 long long ClipToOutline(CSSEMatrix& m, CSSE3dPolygon& outline, float value) {
   outline.CalcBoundingBox();
@@ -35,6 +50,11 @@ std::unique_ptr<CHTriangulation> BuildHeightMesh(CSSEMatrix& heights, const Heig
     ToPolygon(*o.outline, outline);
     ClipToOutline(heights, outline, o.threshold);
   }
+  // The builder's own reserve: two triangles per passing pixel, over the cell area.
+  const int passing = o.above ? heights.NumValuesAbove(o.threshold) : heights.NumValuesBelow(o.threshold);
+  CheckMeshFits(2 * static_cast<std::uint64_t>(std::max(passing, 0)) /
+                    (static_cast<std::uint64_t>(o.stepX) * static_cast<std::uint64_t>(o.stepY)),
+                o.source);
   auto mesh = std::make_unique<CHTriangulation>();
   mesh->BaseInitialization(o.scaleX, o.scaleY, 1.0f);
   mesh->CreateTriangulationFromSSEFieldSubSampled(&heights, o.threshold, o.above, o.stepX, o.stepY);
@@ -64,10 +84,12 @@ MeshData ToMeshData(const CHTriangulation& mesh) {
   return WeldVertices(soup);
 }
 
-std::unique_ptr<CHTriangulation> ToTriangulation(const MeshData& data) {
+std::unique_ptr<CHTriangulation> ToTriangulation(const MeshData& data, const std::string& source) {
   if (data.triangles.size() > static_cast<std::size_t>(std::numeric_limits<int>::max() / 3)) {
-    throw ToolError(std::to_string(data.triangles.size()) + " triangles are more than the library holds");
+    throw ToolError(source,
+                    std::to_string(data.triangles.size()) + " triangles are more than the library holds");
   }
+  CheckMeshFits(data.triangles.size(), source);
   auto mesh = std::make_unique<CHTriangulation>();
   mesh->BaseInitialization(1.0f, 1.0f, 1.0f);
   const int n = static_cast<int>(data.triangles.size());

@@ -1,5 +1,7 @@
 #pragma once
+#include <cstdint>
 #include <memory>
+#include <string>
 #include <vector>
 
 #include "cli/MeshFile.h"
@@ -21,7 +23,13 @@ struct HeightMeshOptions {
   int stepX = 1, stepY = 1;
   float scaleX = 1.0f, scaleY = 1.0f;
   const OutlinePoints* outline = nullptr;
+  std::string source = "height field";  // names the input in error messages
 };
+
+// Throws ToolError(source, ...) when a mesh of this many triangles would need more than half of the
+// machine's physical memory (the library and the program's copy for the file together), so that a small
+// file of a huge, featureless image is refused instead of exhausting memory.
+void CheckMeshFits(std::uint64_t triangles, const std::string& source);
 
 // Builds the mesh with the library's sub-sampled builder (also for step 1: the full-resolution builder
 // pads its count with all-zero triangles, which a mesh file must not hold). With an outline, the pixels
@@ -39,8 +47,9 @@ long long ClipToOutline(CSSEMatrix& m, CSSE3dPolygon& outline, float value);
 MeshData ToMeshData(const CHTriangulation& mesh);
 
 // A library mesh of the triangles (corners copied, w = 0) with unit scales, edge vectors and box computed.
-// Throws ToolError when the mesh has more triangles than the library can count.
-std::unique_ptr<CHTriangulation> ToTriangulation(const MeshData& data);
+// Throws ToolError naming `source` when the mesh has more triangles than the library can count or the
+// machine can hold.
+std::unique_ptr<CHTriangulation> ToTriangulation(const MeshData& data, const std::string& source);
 
 // The open edges of a mesh whose neighbours are computed: one two-point ring per edge without a
 // neighbour, for pictures.

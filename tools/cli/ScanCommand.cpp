@@ -20,7 +20,7 @@ int RunScan(const ScanOptions& o) {
   const MeshData data = ReadMesh(o.input);
   RasterFormatFromName(o.output);  // a bad output name fails before the work
   if (data.triangles.empty()) throw ToolError(o.input, "the mesh has no triangles");
-  const std::unique_ptr<CHTriangulation> mesh = ToTriangulation(data);
+  const std::unique_ptr<CHTriangulation> mesh = ToTriangulation(data, o.input);
   mesh->SetScanConvResolution(o.resolution, o.resolution, 1.0f);
   SSEPoint lo, hi;
   mesh->GetMinPoint(lo);
