@@ -65,8 +65,8 @@ void RunMorphology(const CSSEMatrix& mask, Summary& s,
   s.File("skeleton.png");
 }
 
-// Neighbours, border triangles and the border line of the freshly built mesh (pixel units). Returns the
-// open edges and the walked border line for the outline picture.
+// Neighbours, border triangles and the border line of the freshly built mesh (pixel units); the open
+// edges and the walked border line join the outline picture's rings.
 void RunBorder(CHTriangulation& mesh, Summary& s, std::vector<SvgRing>& rings) {
   Stopwatch tn;
   mesh.CalcNeighbours();
@@ -86,10 +86,10 @@ void RunBorder(CHTriangulation& mesh, Summary& s, std::vector<SvgRing>& rings) {
   mesh.WalkBorderStretches([&line](int, const SSEPoint& p) { line.push_back({p.x, p.y, p.z}); });
   mesh.ClearStretchList();
   const double borderMs = tb.Ms();
-  s.Step("border line",
-         std::to_string(stretches) + " border stretches, the first connected run has " +
-             std::to_string(line.size()) + " points",
-         borderMs);
+  s.Step(
+      "border line",
+      std::to_string(stretches) + " stretches, a connected run of " + std::to_string(line.size()) + " points",
+      borderMs);
   s.Result("borderStretches", stretches);
   s.Result("borderLinePoints", static_cast<double>(line.size()));
   if (line.size() >= 2) rings.push_back({std::move(line), "#e67e22", "none", false});
@@ -106,8 +106,7 @@ void RunEdits(CHTriangulation& mesh, const SyntheticCrown& crown, Summary& s) {
   const int before = mesh.GetNumTriangles();
   mesh.RemoveTrianglesBelowZ(0.0f);
   const int removed = before - mesh.GetNumTriangles();
-  s.Step("edit mesh",
-         "to mm, centred, margin at z = 0; " + std::to_string(removed) + " flat margin triangles removed",
+  s.Step("edit mesh", "in mm, centred, margin at z 0, " + std::to_string(removed) + " flat triangles removed",
          t.Ms());
   s.Result("removedTriangles", removed);
 }
@@ -232,7 +231,7 @@ int RunDemo(const DemoOptions& o) {
   const std::function<std::string(const std::string&)> out = [&](const std::string& name) {
     return (std::filesystem::path(o.outDir) / name).string();
   };
-  Summary s(12);
+  Summary s(11);
   std::printf("qssse demo: a synthetic crown of %d x %d pixels, into %s/\n", o.size, o.size,
               o.outDir.c_str());
 
