@@ -184,11 +184,10 @@ void RunRoundTrip(CHTriangulation& mesh, const SyntheticCrown& crown, const CSSE
   }
   HeightField diff{size, size, std::vector<float>(static_cast<std::size_t>(size) * size, 0.0f)};
   const Difference plain = Compare(scan, crown, interior, o, &diff);
-  s.Step("scan conversion",
-         std::to_string(scan.GetSizeX()) + " x " + std::to_string(scan.GetSizeY()) + ", max |diff| " +
-             std::to_string(plain.max) + " mm (bound " + std::to_string(localRange) + "), mean " +
-             std::to_string(plain.mean),
-         scanMs);
+  char detail[160];
+  std::snprintf(detail, sizeof detail, "%d x %d, max |diff| %.3g mm (bound %.3g), mean %.3g", scan.GetSizeX(),
+                scan.GetSizeY(), plain.max, localRange, plain.mean);
+  s.Step("scan conversion", detail, scanMs);
   s.Result("interiorPixels", static_cast<double>(interiorPixels));
   s.Result("scanMaxDiff", plain.max);
   s.Result("scanMeanDiff", plain.mean);
@@ -198,7 +197,6 @@ void RunRoundTrip(CHTriangulation& mesh, const SyntheticCrown& crown, const CSSE
   mesh.RefineScanConvImageTop(&scan, o.z);
   const double refineMs = tr.Ms();
   const Difference refined = Compare(scan, crown, interior, o, nullptr);
-  char detail[160];
   std::snprintf(detail, sizeof detail, "max |diff| %.2g mm (bound %.0e), mean %.2g, on %zu interior pixels",
                 refined.max, kRefinedBound, refined.mean, interiorPixels);
   s.Step("refined round trip", detail, refineMs);
