@@ -5,10 +5,10 @@
 // step 1) holds, and one call per cell costs cells x points. Here the grid is swept column by column
 // instead: only the edges that straddle a column can toggle a cell of it, and along the column the
 // rule's own comparison (R.y - L.y)·(x - L.x) > (R.x - L.x)·(y - L.y) holds for a prefix of the rows
-// (its right side never decreases with y; see PrefixLength), so one binary search per straddling edge
-// finds where it stops toggling. The comparisons are evaluated in the rule's float arithmetic, so every
-// cell is decided exactly as the per-cell call decides it. Every write rule of the family is
-// idempotent, so cells reached twice through clamping end as they would after the per-cell loop.
+// (its right side never decreases with y; see SweepInside), so the row where each straddling edge stops
+// toggling is found by a few evaluations of that comparison. The comparisons are evaluated in the rule's
+// float arithmetic, so every cell is decided exactly as the per-cell call decides it. Every write rule of the
+// family is idempotent, so cells reached twice through clamping end as they would after the per-cell loop.
 #include <immintrin.h>
 
 #include <algorithm>

@@ -44,8 +44,9 @@ std::size_t CSSEMatrix::FieldElements(int i) const {
 
 void CSSEMatrix::Allocate(int newSizeX, int newSizeY) {
   if (newSizeX < 0 || newSizeY < 0 || newSizeY > kMaxSizeY) {
-    throw std::invalid_argument("CSSEMatrix: size " + std::to_string(newSizeX) + " x " + std::to_string(newSizeY) +
-                                " is outside 0..2^31 x 0.." + std::to_string(kMaxSizeY));
+    throw std::invalid_argument("CSSEMatrix: size " + std::to_string(newSizeX) + " x " +
+                                std::to_string(newSizeY) + " is outside 0..2^31 x 0.." +
+                                std::to_string(kMaxSizeY));
   }
   Free();
   sizeX = newSizeX;
@@ -63,7 +64,8 @@ void CSSEMatrix::Allocate(int newSizeX, int newSizeY) {
       const std::size_t elements = static_cast<std::size_t>(lines) * static_cast<std::size_t>(sseSizeX);
       // A 0-wide matrix still gets a (tiny) block, so every row pointer is a real address.
       fields[f] = qssse::alignedAllocArray<__m128>(std::max<std::size_t>(elements, 1));
-      for (int k = 0; k < lines; ++k) rows[kLinesPerField * f + k] = fields[f] + static_cast<std::size_t>(k) * sseSizeX;
+      for (int k = 0; k < lines; ++k)
+        rows[kLinesPerField * f + k] = fields[f] + static_cast<std::size_t>(k) * sseSizeX;
     }
   } catch (...) {
     Free();
@@ -95,7 +97,8 @@ void CSSEMatrix::Free() {
 }
 
 void CSSEMatrix::Clear() {
-  ForEachField([](__m128* block, std::size_t n) { std::memset(static_cast<void*>(block), 0, n * sizeof(__m128)); });
+  ForEachField(
+      [](__m128* block, std::size_t n) { std::memset(static_cast<void*>(block), 0, n * sizeof(__m128)); });
 }
 
 void CSSEMatrix::Fill(float v) {
@@ -113,7 +116,8 @@ void CSSEMatrix::CopyFromSSEMatrix(const CSSEMatrix& src) {
     return;
   }
   for (int g = 0; g < sseSizeY; ++g) {
-    std::memcpy(static_cast<void*>(rows[g]), src.rows[g], static_cast<std::size_t>(sseSizeX) * sizeof(__m128));
+    std::memcpy(static_cast<void*>(rows[g]), src.rows[g],
+                static_cast<std::size_t>(sseSizeX) * sizeof(__m128));
   }
 }
 

@@ -2,6 +2,7 @@
 #include <immintrin.h>
 
 #include <cstdint>
+#include <utility>
 
 #include "qssse/platform/Export.h"
 #include "qssse/platform/Field2D.h"
@@ -172,8 +173,10 @@ class QSSSE_API CSSEMatrix : public CbReferenceCounted {
   // a pixel != bgValue becomes bgValue when a pixel of the value before the operation at squared
   // distance <= floor(radius^2) within floor(radius) columns and rows AND inside the rectangle equals
   // bgValue, else fgValue. Background outside the rectangle does not erode. A radius below 1 (also 0,
-  // negative or NaN) only binarises; a NaN bgValue matches nothing. Needs two bytes per pixel of the
-  // rectangle as a temporary.
+  // negative or NaN) only binarises; a NaN bgValue matches nothing; a pixel equal to bgValue keeps its
+  // bits (a stored -0 stays -0 for a background of 0). Needs temporaries of about max(64, 8R) + R rows
+  // of the rectangle (never more than all of it), one byte per pixel (two when R and the rectangle
+  // height both reach 255).
   void Errode(float radius, float bgValue, float fgValue, int x0, int x1, int y0, int y1);
   // Exactly Errode(radius, b, a, x0, x1, y0, y1): pixels near value b become b, the others a (so
   // Dilate(r, 0, 1, ...) grows a 1 region on 0).
@@ -190,7 +193,8 @@ class QSSSE_API CSSEMatrix : public CbReferenceCounted {
   // padding of the result holds source (0, 0). Does nothing for a size below 1 or without pixels;
   // newSizeY above kMaxSizeY throws std::invalid_argument with the matrix unchanged.
   void ScaleMatrix(int newSizeX, int newSizeY);
-  // The same four rows at a time with SIMD; equal to ScaleMatrix bit for bit on every pixel.
+  // The same four rows at a time with SIMD; equal to ScaleMatrix bit for bit on every pixel. The
+  // result is built in new storage that replaces the old (earlier row pointers become invalid).
   void ScaleMatrix_SSE(int newSizeX, int newSizeY);
 
   // ---- value queries, row fill and masks (SSEMatrixQueries.cpp) ----
@@ -243,6 +247,9 @@ class QSSSE_API CSSEMatrix : public CbReferenceCounted {
   void StampCross(int x, int y, float v);
   template <class Op>
   void StampSafe(int x, int y, float v);  // one clamped pixel, combined by Op
+  // Exchanges sizes and pixel storage with other (span array and rowProcessed stay): a kernel builds
+  // its result in a temporary and keeps it without a copy back.
+  void SwapStorage(CSSEMatrix& other) noexcept;
 
   // Members in their declared order (the layout is part of the interface).
   int sizeX;
@@ -261,6 +268,16 @@ void CSSEMatrix::ForEachField(F f) const {
   for (int i = 0; i < fieldCount; ++i) {
     if (fields[i] != nullptr) f(fields[i], FieldElements(i));
   }
+}
+
+inline void CSSEMatrix::SwapStorage(CSSEMatrix& other) noexcept {
+  std::swap(sizeX, other.sizeX);
+  std::swap(sizeY, other.sizeY);
+  std::swap(sseSizeX, other.sseSizeX);
+  std::swap(sseSizeY, other.sseSizeY);
+  std::swap(fieldCount, other.fieldCount);
+  std::swap(fields, other.fields);
+  std::swap(rows, other.rows);
 }
 
 inline float CSSEMatrix::GetPoint(int x, int y) const {

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
+#include <cstring>
 
 #include "qssse/raster/AlignedBuffer.h"
 #include "qssse/raster/SSEMatrix.h"
@@ -56,7 +57,16 @@ void CSSEMatrix::RemoveFrameArtefacts(int nx, int ny, float value) {
 //    shift-and-min (each round finishes one more lane; the extra candidates earlier rounds offer are
 //    never smaller than the final ones, so the minima agree).
 // A candidate c replaces the running minimum m only when c < m, so NaN pixels keep NaN and a NaN
-// neighbour offers nothing; equal candidates are equal values (the pass creates no -0).
+// neighbour offers nothing; equal candidates are equal values (no -0 survives the replacement and the
+// pass creates none), so the order in which candidates are taken does not matter.
+//
+// One element depends on its left neighbour through about thirty cycles of adds, shuffles and minima,
+// so a single band is latency bound. Bands whose four lanes are all inside the relaxed rows run as a
+// wavefront of kWave bands: band g + i works one column behind band g + i - 1, which is all it needs
+// of it (the upper neighbours are final one step earlier, and the lower-left element that band
+// g + i - 1 reads is still the one from before the pass, since band g + i overwrites it later in the
+// same step). The independent chains of the wavefront overlap in the pipeline. The first band and
+// the last ones keep the masked single-band loop.
 
 namespace {
 
@@ -81,17 +91,121 @@ inline f4 LaneMask(int g, int yLo, int yHi) {
   return _mm_castsi128_ps(_mm_setr_epi32(in(0), in(1), in(2), in(3)));
 }
 
+constexpr int kWave = 4;
+
+struct ChamferConstants {
+  f4 three = splat(3.0f), four = splat(4.0f);
+};
+
+// One element of the forward pass: left (final), upper-left (final), lower-left (before the pass), then
+// the serial chain from the pixel above (`up`, lane 3 of the final element above).
+inline f4 ForwardElement(const ChamferConstants& k, f4 cur, f4 prevFinal, f4 prevOrig, f4 aboveLeft,
+                         f4 aboveHere, f4 belowLeft) {
+  f4 m = Relax(add(ShiftInFromBelow(prevOrig, belowLeft), k.four), cur);
+  m = Relax(add(ShiftInFromAbove(prevFinal, aboveLeft), k.four), m);
+  m = Relax(add(prevFinal, k.three), m);
+  const f4 up = _mm_shuffle_ps(aboveHere, aboveHere, _MM_SHUFFLE(3, 3, 3, 3));
+  for (int round = 0; round < 4; ++round) {
+    m = Relax(add(_mm_move_ss(_mm_shuffle_ps(m, m, _MM_SHUFFLE(2, 1, 0, 3)), up), k.three), m);
+  }
+  return m;
+}
+
+// One element of the backward pass: right (final), lower-right (final), upper-right (before the
+// pass), then the serial chain from the pixel below (`down`, lane 0 of the final element below).
+inline f4 BackwardElement(const ChamferConstants& k, f4 cur, f4 prevFinal, f4 prevOrig, f4 aboveRight,
+                          f4 belowRight, f4 belowHere) {
+  f4 m = Relax(add(ShiftInFromAbove(prevOrig, aboveRight), k.four), cur);
+  m = Relax(add(ShiftInFromBelow(prevFinal, belowRight), k.four), m);
+  m = Relax(add(prevFinal, k.three), m);
+  const f4 down = _mm_shuffle_ps(belowHere, belowHere, _MM_SHUFFLE(0, 0, 0, 0));
+  for (int round = 0; round < 4; ++round) m = Relax(add(ShiftInFromBelow(m, down), k.three), m);
+  return m;
+}
+
+// A run of bands relaxed as a wavefront. Forward, band i of the run is rows[g + i] and handles column
+// 1 + s - i at step s; backward, band i is rows[g - i] and handles column sizeX - 2 - s + i. Within a
+// step the bands go in run order, so each reads its neighbour band ahead of that band's write.
+template <bool kForward, int kBands>
+void ChamferWave(__m128** rows, int g, int sizeX, const ChamferConstants& k) {
+  __m128* row[kBands];
+  f4 prevFinal[kBands], prevOrig[kBands];
+  const int dir = kForward ? 1 : -1;
+  const int first = kForward ? 1 : sizeX - 2;
+  const __m128* outer = rows[g - dir];           // final before the run starts
+  const __m128* inner = rows[g + dir * kBands];  // not yet touched by this pass
+  for (int i = 0; i < kBands; ++i) {
+    row[i] = rows[g + dir * i];
+    prevFinal[i] = prevOrig[i] = row[i][first - dir];
+  }
+  auto element = [&](int i, int x) {
+    const __m128* before = i == 0 ? outer : row[i - 1];
+    const __m128* after = i == kBands - 1 ? inner : row[i + 1];
+    const f4 cur = row[i][x];
+    f4 m;
+    if constexpr (kForward) {
+      m = ForwardElement(k, cur, prevFinal[i], prevOrig[i], before[x - 1], before[x], after[x - 1]);
+    } else {
+      m = BackwardElement(k, cur, prevFinal[i], prevOrig[i], after[x + 1], before[x + 1], before[x]);
+    }
+    row[i][x] = m;
+    prevOrig[i] = cur;
+    prevFinal[i] = m;
+  };
+  const int columns = sizeX - 2, steps = columns + kBands - 1;
+  for (int s = 0; s < steps; ++s) {
+    if (s >= kBands - 1 && s < columns) {
+      for (int i = 0; i < kBands; ++i) element(i, first + dir * (s - i));
+    } else {
+      for (int i = 0; i < kBands; ++i) {
+        if (s - i >= 0 && s - i < columns) element(i, first + dir * (s - i));
+      }
+    }
+  }
+}
+
+template <bool kForward>
+void ChamferWaveOf(int bands, __m128** rows, int g, int sizeX, const ChamferConstants& k) {
+  switch (bands) {
+    case 1:
+      ChamferWave<kForward, 1>(rows, g, sizeX, k);
+      break;
+    case 2:
+      ChamferWave<kForward, 2>(rows, g, sizeX, k);
+      break;
+    case 3:
+      ChamferWave<kForward, 3>(rows, g, sizeX, k);
+      break;
+    default:
+      ChamferWave<kForward, kWave>(rows, g, sizeX, k);
+      break;
+  }
+}
+
 }  // namespace
 
 void CSSEMatrix::Chamfer() {
   if (rows == nullptr) return;
-  ReplaceValueWithValue(0.0f, 99999.9f);
-  ReplaceValueWithValue(1.0f, 0.0f);
+  // Both replacements in one sweep, in their order: background to the far distance, objects to 0.
+  {
+    const f4 far = splat(99999.9f), zeroV = zero(), one = splat(1.0f);
+    const f4 lo = splat(-0.002f), hi = splat(0.002f);
+    ForEachField([=](__m128* block, std::size_t count) {
+      for (std::size_t i = 0; i < count; ++i) {
+        const f4 d0 = sub(zeroV, block[i]);
+        const f4 v = select(and_(gt(d0, lo), lt(d0, hi)), far, block[i]);
+        const f4 d1 = sub(one, v);
+        block[i] = select(and_(gt(d1, lo), lt(d1, hi)), zeroV, v);
+      }
+    });
+  }
   if (sizeX >= 3 && sizeY >= 3) {
-    const f4 three = splat(3.0f), four = splat(4.0f), none = zero();
+    const ChamferConstants k;
+    const f4 none = zero();
     const int yLo = 1, yHi = sizeY - 2, gHi = yHi >> 2;
-    // Forward: left, up (serial), upper-left (final), lower-left (before the pass).
-    for (int g = 0; g <= gHi; ++g) {
+    // Bands 1 .. cleanHi have all four rows in [yLo, yHi] and run as wavefronts.
+    const int cleanHi = sizeY >= 5 ? (sizeY - 5) >> 2 : 0;
+    auto forwardMasked = [&](int g) {
       __m128* row = rows[g];
       const __m128* above = g > 0 ? rows[g - 1] : nullptr;
       const __m128* below = g + 1 < sseSizeY ? rows[g + 1] : nullptr;
@@ -101,22 +215,21 @@ void CSSEMatrix::Chamfer() {
         const f4 cur = row[x];
         const f4 aboveLeft = above ? above[x - 1] : none, aboveHere = above ? above[x] : none;
         const f4 belowLeft = below ? below[x - 1] : none;
-        f4 m = Relax(add(prevFinal, three), cur);
-        m = Relax(add(ShiftInFromAbove(prevFinal, aboveLeft), four), m);
-        m = Relax(add(ShiftInFromBelow(prevOrig, belowLeft), four), m);
+        f4 m = Relax(add(prevFinal, k.three), cur);
+        m = Relax(add(ShiftInFromAbove(prevFinal, aboveLeft), k.four), m);
+        m = Relax(add(ShiftInFromBelow(prevOrig, belowLeft), k.four), m);
         m = select(mask, m, cur);
         const f4 up = _mm_shuffle_ps(aboveHere, aboveHere, _MM_SHUFFLE(3, 3, 3, 3));
         for (int round = 0; round < 4; ++round) {
           const f4 chain = _mm_move_ss(_mm_shuffle_ps(m, m, _MM_SHUFFLE(2, 1, 0, 3)), up);
-          m = select(mask, Relax(add(chain, three), m), m);
+          m = select(mask, Relax(add(chain, k.three), m), m);
         }
         row[x] = m;
         prevOrig = cur;
         prevFinal = m;
       }
-    }
-    // Backward: right, down (serial), lower-right (final), upper-right (before the pass).
-    for (int g = gHi; g >= 0; --g) {
+    };
+    auto backwardMasked = [&](int g) {
       __m128* row = rows[g];
       const __m128* above = g > 0 ? rows[g - 1] : nullptr;
       const __m128* below = g + 1 < sseSizeY ? rows[g + 1] : nullptr;
@@ -126,20 +239,32 @@ void CSSEMatrix::Chamfer() {
         const f4 cur = row[x];
         const f4 aboveRight = above ? above[x + 1] : none;
         const f4 belowRight = below ? below[x + 1] : none, belowHere = below ? below[x] : none;
-        f4 m = Relax(add(prevFinal, three), cur);
-        m = Relax(add(ShiftInFromBelow(prevFinal, belowRight), four), m);
-        m = Relax(add(ShiftInFromAbove(prevOrig, aboveRight), four), m);
+        f4 m = Relax(add(prevFinal, k.three), cur);
+        m = Relax(add(ShiftInFromBelow(prevFinal, belowRight), k.four), m);
+        m = Relax(add(ShiftInFromAbove(prevOrig, aboveRight), k.four), m);
         m = select(mask, m, cur);
         const f4 down = _mm_shuffle_ps(belowHere, belowHere, _MM_SHUFFLE(0, 0, 0, 0));
         for (int round = 0; round < 4; ++round) {
           const f4 chain = ShiftInFromBelow(m, down);
-          m = select(mask, Relax(add(chain, three), m), m);
+          m = select(mask, Relax(add(chain, k.three), m), m);
         }
         row[x] = m;
         prevOrig = cur;
         prevFinal = m;
       }
+    };
+    // 1. forward: band 0, the clean bands in runs of kWave, the last bands
+    forwardMasked(0);
+    for (int g = 1; g <= cleanHi; g += kWave) {
+      ChamferWaveOf<true>(std::min(kWave, cleanHi - g + 1), rows, g, sizeX, k);
     }
+    for (int g = std::max(cleanHi + 1, 1); g <= gHi; ++g) forwardMasked(g);
+    // 2. backward: the same bands in the opposite order
+    for (int g = gHi; g >= std::max(cleanHi + 1, 1); --g) backwardMasked(g);
+    for (int g = cleanHi; g >= 1; g -= kWave) {
+      ChamferWaveOf<false>(std::min(kWave, g), rows, g, sizeX, k);
+    }
+    backwardMasked(0);
   }
   RemoveFrameArtefacts(4, 4, 0.0f);
 }
@@ -151,11 +276,137 @@ void CSSEMatrix::Chamfer() {
 // nearest background pixel of column x (within the rectangle), and the disc holds a background pixel
 // exactly when vd(x + dx, y) <= h(dx) for some column offset dx, where h(dx) is the disc's vertical
 // reach at dx (the largest h <= R with dx^2 + h^2 <= R2). That is 2R+1 comparisons per pixel on a
-// row-major array, which the compiler vectorises, instead of O(R^2) clamped reads.
+// row-major array instead of O(R^2) clamped reads.
+//
+// The distances are bytes when every reach is below 255 (the usual radii; 255 then stands for "none or
+// farther", which no reach matches) and 16-bit words otherwise, so one SSE compare tests 16, resp. 8,
+// pixels. The matrix side works four pixel rows at a time: the background flags of a band come from
+// four compares and a 4x4 transpose of the masks, and the hits of its four rows go back the same way.
 
 namespace {
 
-constexpr std::uint16_t kNoBackground = 0xFFFF;
+// Byte i of kNibbleBytes[b] is bit i of b: four flags stored in one go.
+constexpr std::uint32_t NibbleBytes(int b) {
+  return static_cast<std::uint32_t>((b & 1) | (b >> 1 & 1) << 8 | (b >> 2 & 1) << 16 | (b >> 3 & 1) << 24);
+}
+constexpr std::uint32_t kNibbleBytes[16] = {
+    NibbleBytes(0),  NibbleBytes(1),  NibbleBytes(2),  NibbleBytes(3), NibbleBytes(4),  NibbleBytes(5),
+    NibbleBytes(6),  NibbleBytes(7),  NibbleBytes(8),  NibbleBytes(9), NibbleBytes(10), NibbleBytes(11),
+    NibbleBytes(12), NibbleBytes(13), NibbleBytes(14), NibbleBytes(15)};
+
+// flags[l][x] = 1 where pixel row l of the band's element x equals bg (never for a NaN bg), for
+// x = 0 .. w-1: four elements at a time as four compares and a 4x4 transpose of the masks. codes[x]
+// keeps the element's lanes equal to bg (low four bits) and those that also have bg's bits (high four
+// bits; they differ only for the zero of the other sign), so that the write-back needs no second read.
+void BandFlags(const __m128* band, int w, float bg, std::uint8_t* const flags[4], std::uint8_t* codes) {
+  const f4 b = splat(bg);
+  const __m128i bits = _mm_castps_si128(b);
+  auto code = [&](f4 v, f4 same) {
+    return static_cast<std::uint8_t>(
+        movemask(same) | movemask(_mm_castsi128_ps(_mm_cmpeq_epi32(_mm_castps_si128(v), bits))) << 4);
+  };
+  int x = 0;
+  for (; x + 4 <= w; x += 4) {
+    const f4 v0 = band[x], v1 = band[x + 1], v2 = band[x + 2], v3 = band[x + 3];
+    f4 c0 = eq(v0, b), c1 = eq(v1, b), c2 = eq(v2, b), c3 = eq(v3, b);
+    codes[x] = code(v0, c0);
+    codes[x + 1] = code(v1, c1);
+    codes[x + 2] = code(v2, c2);
+    codes[x + 3] = code(v3, c3);
+    _MM_TRANSPOSE4_PS(c0, c1, c2, c3);
+    const f4 rowMask[4] = {c0, c1, c2, c3};
+    for (int l = 0; l < 4; ++l) std::memcpy(flags[l] + x, &kNibbleBytes[movemask(rowMask[l])], 4);
+  }
+  for (; x < w; ++x) {
+    const f4 same = eq(band[x], b);
+    codes[x] = code(band[x], same);
+    for (int l = 0; l < 4; ++l) flags[l][x] = static_cast<std::uint8_t>(movemask(same) >> l & 1);
+  }
+}
+
+// Lane l of kLaneMasks[b] is all ones when bit l of b is set.
+struct LaneMaskTable {
+  alignas(16) std::uint32_t m[16][4];
+  constexpr LaneMaskTable() : m{} {
+    for (int b = 0; b < 16; ++b)
+      for (int l = 0; l < 4; ++l) m[b][l] = (b >> l & 1) ? 0xFFFFFFFFu : 0u;
+  }
+};
+constexpr LaneMaskTable kLaneMasks;
+
+inline f4 LanesOf(int bits) { return _mm_load_ps(reinterpret_cast<const float*>(kLaneMasks.m[bits])); }
+
+// The SSE2 operations on vectors of distances D (16 bytes or 8 words).
+template <class D>
+struct DistanceOps;
+template <>
+struct DistanceOps<std::uint8_t> {
+  // all ones where a <= b (unsigned): a - b saturates to 0 exactly then
+  static __m128i le(__m128i a, __m128i b) { return _mm_cmpeq_epi8(_mm_subs_epu8(a, b), _mm_setzero_si128()); }
+  static __m128i min(__m128i a, __m128i b) { return _mm_min_epu8(a, b); }
+  // four hit masks of one row, widened to the four 32-bit lanes of columns x .. x+3
+  static __m128i widen4(const std::uint8_t* h) {
+    std::int32_t v;
+    std::memcpy(&v, h, 4);
+    const __m128i b = _mm_cvtsi32_si128(v);
+    const __m128i w16 = _mm_unpacklo_epi8(b, b);
+    return _mm_unpacklo_epi16(w16, w16);
+  }
+};
+template <>
+struct DistanceOps<std::uint16_t> {
+  static __m128i le(__m128i a, __m128i b) {
+    return _mm_cmpeq_epi16(_mm_subs_epu16(a, b), _mm_setzero_si128());
+  }
+  static __m128i min(__m128i a, __m128i b) {
+    return _mm_sub_epi16(a, _mm_subs_epu16(a, b));
+  }  // SSE2 has no pminuw
+  static __m128i widen4(const std::uint16_t* h) {
+    const __m128i w16 = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(h));
+    return _mm_unpacklo_epi16(w16, w16);
+  }
+};
+
+// Element x of the band: lanes in `rect` that differ from bg (a NaN bg differs from all) become bg
+// where hits[lane][x] is set (all ones), else fg; other lanes stay. A band whose four lanes are all in
+// the rectangle is rebuilt from the codes of BandFlags and not read again (with streaming stores when
+// `stream`): equal lanes get bg back, or the other zero where that was stored.
+template <class D>
+void WriteBand(__m128* band, int w, f4 rect, bool whole, bool stream, const std::uint8_t* codes, float bg,
+               float fg, const D* const hits[4]) {
+  const f4 b = splat(bg), f = splat(fg), otherZero = splat(-bg);
+  auto write = [&](int x, f4 hit) {
+    const f4 binary = select(hit, b, f);
+    if (whole) {
+      const int c = codes[x];
+      const f4 v = select(LanesOf(c & 15), select(LanesOf(c >> 4), b, otherZero), binary);
+      if (stream) {
+        _mm_stream_ps(reinterpret_cast<float*>(band + x), v);
+      } else {
+        band[x] = v;
+      }
+    } else {
+      const f4 v = band[x];
+      band[x] = select(and_(_mm_cmpneq_ps(v, b), rect), binary, v);
+    }
+  };
+  int x = 0;
+  for (; x + 4 <= w; x += 4) {
+    f4 c0 = _mm_castsi128_ps(DistanceOps<D>::widen4(hits[0] + x));
+    f4 c1 = _mm_castsi128_ps(DistanceOps<D>::widen4(hits[1] + x));
+    f4 c2 = _mm_castsi128_ps(DistanceOps<D>::widen4(hits[2] + x));
+    f4 c3 = _mm_castsi128_ps(DistanceOps<D>::widen4(hits[3] + x));
+    _MM_TRANSPOSE4_PS(c0, c1, c2, c3);
+    write(x, c0);
+    write(x + 1, c1);
+    write(x + 2, c2);
+    write(x + 3, c3);
+  }
+  for (; x < w; ++x) {
+    auto lane = [&](int l) { return hits[l][x] ? -1 : 0; };
+    write(x, _mm_castsi128_ps(_mm_setr_epi32(lane(0), lane(1), lane(2), lane(3))));
+  }
+}
 
 // Largest h >= 0 with h * h <= v (v >= 0).
 std::int64_t ISqrt(std::int64_t v) {
@@ -163,6 +414,122 @@ std::int64_t ISqrt(std::int64_t v) {
   while (h > 0 && h * h > v) --h;
   while ((h + 1) * (h + 1) <= v) ++h;
   return h;
+}
+
+// The erosion of the rectangle (x0, y0) + w x h of rows, with R = r and R2 = r2 (r <= max(w, h)).
+//
+// It runs in strips of bands so that the distances stay in the caches. The downward distances carry
+// over from one strip to the next (the rows above a strip are already rewritten, so they cannot be
+// read again); the upward ones are computed from the strip's rows and M = min(R, h - 1) rows below,
+// the largest reach: a background pixel farther down than that is out of every reach anyway.
+template <class D>
+void ErrodeRect(__m128** rows, int x0, int y0, int w, int h, std::int64_t r, std::int64_t r2, float bg,
+                float fg) {
+  using Ops = DistanceOps<D>;
+  constexpr D kNone = static_cast<D>(~D{0});  // no background, or one farther than any reach
+  constexpr int kLanes = 16 / sizeof(D);
+  const auto uw = static_cast<std::size_t>(w);
+  const int y1 = y0 + h - 1, gFirst = y0 >> 2, gLast = y1 >> 2;
+  const auto margin = static_cast<int>(std::min<std::int64_t>(r, h - 1));
+  const int stripBands = std::max(16, 2 * margin);
+  const int maxRows = std::min(4 * stripBands + margin, h);
+
+  // 1. the column offsets that can reach a pixel of the rectangle (every |dx| <= R lies in the disc,
+  //    as R * R <= R2) and the vertical reach at each; the reach does not grow with |dx|, so the test
+  //    "vd(x + dx) <= reach(|dx|) for some dx" is the same as "the minimum of vd over |dx| <= D is at
+  //    most reach(D)" checked only at the D where the reach is about to drop
+  const std::int64_t span = std::min<std::int64_t>(r, w - 1);
+  const auto steps = static_cast<std::size_t>(span + 1);
+  qssse::AlignedBuffer<D> limits(steps * kLanes);  // reach(D) as a whole vector
+  qssse::AlignedBuffer<std::uint8_t> check(steps);
+  std::int64_t previous = -1;
+  for (std::int64_t d = span; d >= 0; --d) {
+    // Vertical distances never exceed h - 1 (or kNone - 1 for bytes), so kNone stays unreachable.
+    const std::int64_t v = std::min<std::int64_t>({ISqrt(r2 - d * d), r, h - 1, kNone - 1});
+    std::fill_n(&limits[static_cast<std::size_t>(d) * kLanes], kLanes, static_cast<D>(v));
+    check[static_cast<std::size_t>(d)] = v != previous ? 1 : 0;
+    previous = v;
+  }
+
+  const auto pad = static_cast<std::size_t>(span);
+  const std::size_t blocks = (uw + kLanes - 1) / kLanes;
+  // Streaming stores pay off when the rectangle does not fit the caches anyway.
+  const bool stream = uw * static_cast<std::size_t>(h) >= (std::size_t{1} << 20);
+  qssse::AlignedBuffer<D> vd(uw * static_cast<std::size_t>(maxRows));
+  qssse::AlignedBuffer<std::uint8_t> flagRows(4 * uw);
+  qssse::AlignedBuffer<std::uint8_t> codes(static_cast<std::size_t>(stripBands + 1) * uw);
+  qssse::AlignedBuffer<D> padded(2 * pad + blocks * kLanes);
+  std::fill(padded.get(), padded.get() + padded.size(), kNone);
+  qssse::AlignedBuffer<D> hitRows(4 * blocks * kLanes, true);
+  qssse::AlignedBuffer<D> carry(uw);  // downward distances of the row above the strip
+  std::uint8_t* const flags[4] = {&flagRows[0], &flagRows[uw], &flagRows[2 * uw], &flagRows[3 * uw]};
+  const D* hits[4];
+  for (int l = 0; l < 4; ++l) hits[l] = &hitRows[static_cast<std::size_t>(l) * blocks * kLanes];
+  auto loadD = [](const D* p) { return _mm_loadu_si128(reinterpret_cast<const __m128i*>(p)); };
+
+  for (int ga = gFirst; ga <= gLast; ga += stripBands) {
+    const int gb = std::min(ga + stripBands - 1, gLast);
+    const int yA = std::max(4 * ga, y0), yB = std::min(4 * gb + 3, y1);
+    const int vA = yA, vB = std::min(y1, yB + margin);
+    auto vdRow = [&](int y) { return &vd[static_cast<std::size_t>(y - vA) * uw]; };
+    auto codesOf = [&](int g) {  // the strip's bands keep theirs; margin bands share a scratch row
+      const int k = g >= ga && g <= gb ? g - ga : stripBands;
+      return &codes[static_cast<std::size_t>(k) * uw];
+    };
+
+    // 2. vertical distance to the nearest background pixel, downward (band by band, from the flags
+    //    of its four rows) then upward; both saturate at kNone, so "none" stays none
+    for (int g = vA >> 2; g <= vB >> 2; ++g) {
+      BandFlags(rows[g] + x0, w, bg, flags, codesOf(g));
+      for (int y = std::max(4 * g, vA); y <= std::min(4 * g + 3, vB); ++y) {
+        D* out = vdRow(y);
+        const std::uint8_t* f = flags[y & 3];
+        if (y == y0) {
+          for (int x = 0; x < w; ++x) out[x] = f[x] ? D{0} : kNone;
+          continue;
+        }
+        const D* prev = y == vA ? carry.get() : out - w;
+        for (int x = 0; x < w; ++x) {
+          const auto step = static_cast<D>(prev[x] + (prev[x] != kNone ? 1 : 0));
+          out[x] = static_cast<D>(step & static_cast<D>(f[x] - 1));  // a background flag clears it
+        }
+      }
+    }
+    std::copy_n(vdRow(yB), uw, carry.get());
+    for (int y = vB - 1; y >= vA; --y) {
+      D* out = vdRow(y);
+      const D* next = out + w;
+      for (int x = 0; x < w; ++x) {
+        const auto fromBelow = static_cast<D>(next[x] + (next[x] != kNone ? 1 : 0));
+        out[x] = std::min(out[x], fromBelow);
+      }
+    }
+
+    // 3. per row: the growing window minimum and its checks, kLanes pixels at a time, read from a
+    //    copy of the row padded with kNone on both sides (so no offset needs a bounds test); the four
+    //    rows of a band are collected and written together
+    for (int g = ga; g <= gb; ++g) {
+      const int rowA = std::max(4 * g, y0), rowB = std::min(4 * g + 3, y1);
+      for (int y = rowA; y <= rowB; ++y) {
+        std::copy_n(vdRow(y), uw, padded.get() + pad);
+        D* acc = &hitRows[static_cast<std::size_t>(y & 3) * blocks * kLanes];
+        const D* centre = padded.get() + pad;
+        for (std::size_t k = 0; k < blocks; ++k) {
+          const D* c = centre + k * kLanes;
+          __m128i m = loadD(c), any = _mm_setzero_si128();
+          for (std::size_t d = 0; d < steps; ++d) {
+            if (d > 0) m = Ops::min(m, Ops::min(loadD(c - d), loadD(c + d)));
+            if (check[d]) any = _mm_or_si128(any, Ops::le(m, loadD(&limits[d * kLanes])));
+          }
+          _mm_store_si128(reinterpret_cast<__m128i*>(acc + k * kLanes), any);
+        }
+      }
+      // 4. write: background stays, every other pixel of the rectangle is binarised
+      WriteBand<D>(rows[g] + x0, w, LaneMask(g, rowA, rowB), rowB - rowA == 3, stream, codesOf(g), bg, fg,
+                   hits);
+    }
+  }
+  if (stream) _mm_sfence();
 }
 
 }  // namespace
@@ -187,50 +554,11 @@ void CSSEMatrix::Errode(float radius, float bgValue, float fgValue, int x0, int 
     r = radius >= 1.0e9f ? std::int64_t{1000000000} : static_cast<std::int64_t>(std::floor(radius));
   }
   r = std::min<std::int64_t>(r, std::max(w, h));
-
-  qssse::AlignedBuffer<std::uint16_t> vd(static_cast<std::size_t>(w) * static_cast<std::size_t>(h));
-  qssse::AlignedBuffer<std::uint8_t> hit(static_cast<std::size_t>(w));
-
-  // 1. vertical distance to the nearest background pixel, downward then upward
-  for (int y = 0; y < h; ++y) {
-    std::uint16_t* out = &vd[static_cast<std::size_t>(y) * w];
-    const std::uint16_t* prev = y > 0 ? out - w : nullptr;
-    const float* p = pixel(x0, y0 + y);
-    for (int x = 0; x < w; ++x) {
-      const std::uint16_t above = prev ? prev[x] : kNoBackground;
-      out[x] =
-          p[4 * x] == bgValue ? 0 : static_cast<std::uint16_t>(above == kNoBackground ? above : above + 1);
-    }
-  }
-  for (int y = h - 2; y >= 0; --y) {
-    std::uint16_t* out = &vd[static_cast<std::size_t>(y) * w];
-    const std::uint16_t* next = out + w;
-    for (int x = 0; x < w; ++x) {
-      const std::uint16_t fromBelow = next[x] == kNoBackground ? kNoBackground : next[x] + 1;
-      out[x] = std::min(out[x], fromBelow);
-    }
-  }
-
-  // 2. per row: does some column offset dx reach a background pixel within the disc?
-  for (int y = 0; y < h; ++y) {
-    const std::uint16_t* row = &vd[static_cast<std::size_t>(y) * w];
-    std::uint8_t* acc = hit.get();
-    std::fill(acc, acc + w, std::uint8_t{0});
-    for (std::int64_t dx = -r; dx <= r; ++dx) {
-      if (dx * dx > r2) continue;
-      // Vertical distances never exceed h - 1 < kNoBackground, so the cap keeps "none" unreachable.
-      const auto reach = static_cast<std::uint16_t>(std::min<std::int64_t>({ISqrt(r2 - dx * dx), r, h - 1}));
-      const int begin = static_cast<int>(std::max<std::int64_t>(0, -dx));
-      const int end = static_cast<int>(std::min<std::int64_t>(w, w - dx));
-      const std::ptrdiff_t shift = static_cast<std::ptrdiff_t>(dx);
-      for (int x = begin; x < end; ++x) acc[x] |= static_cast<std::uint8_t>(row[x + shift] <= reach);
-    }
-    // 3. write: background stays, every other pixel is binarised
-    float* p = pixel(x0, y0 + y);
-    for (int x = 0; x < w; ++x) {
-      float& v = p[4 * x];
-      if (v != bgValue) v = acc[x] ? bgValue : fgValue;
-    }
+  // Reaches never exceed min(R, h - 1): below 255 they fit bytes.
+  if (std::min<std::int64_t>(r, h - 1) < 255) {
+    ErrodeRect<std::uint8_t>(rows, x0, y0, w, h, r, r2, bgValue, fgValue);
+  } else {
+    ErrodeRect<std::uint16_t>(rows, x0, y0, w, h, r, r2, bgValue, fgValue);
   }
 }
 

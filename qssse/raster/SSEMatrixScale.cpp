@@ -1,5 +1,8 @@
 // Bilinear, corner-aligned resampling of CSSEMatrix: the plain loop and its SIMD form.
 #include <algorithm>
+#include <array>
+#include <cstddef>
+#include <utility>
 
 #include "qssse/raster/AlignedBuffer.h"
 #include "qssse/raster/SSEMatrix.h"
@@ -27,11 +30,68 @@ void CSSEMatrix::ScaleMatrix(int newSizeX, int newSizeY) {
   CopyFromSSEMatrix(t);
 }
 
-// Four target rows (one SIMD row of the result) per element. The per-column weights and clamped source
-// columns are computed once; per target band, the four lanes' source rows are gathered once per needed
-// source column into two vectors (rows iy and iy+1 of each lane), after which every target element is
-// four aligned loads and the plain loop's products and sums in the same order, so the results agree
-// bit for bit.
+// ---- ScaleMatrix_SSE -------------------------------------------------------------------------------
+//
+// Four target rows (one SIMD row of the result) per element. Per target column the clamped source
+// columns and the weights wx, 1 - wx are tabled once, as whole vectors. Per target band the four
+// lanes' source rows iy and iy + 1 are gathered once per source column into two rows of vectors
+// ("upper", "lower"; all columns, which is cheaper than listing the needed ones), after which every
+// target element is six aligned loads and the plain loop's products and sums in the same order, so
+// the results agree bit for bit.
+//
+// The gather takes lane k_l of the source element holding row iy_l. The lane pattern (k_0..k_3) is one
+// of 256 shuffle immediates, so it is a template argument chosen per band: when lanes 0, 1 and lanes
+// 2, 3 each come from one source SIMD row (upscaling by 2, downscaling by 2) one shuffle of two loads
+// builds the vector, otherwise two shuffles pair the lanes up and a third interleaves the pairs.
+
+namespace {
+
+using qssse::simd::f4;
+
+struct BandRows {
+  const __m128* src[4];  // source SIMD row of each lane's pixel row
+  int lane[4];           // lane of that pixel row within it
+};
+
+template <int kImm>
+void GatherPaired(const BandRows& r, std::size_t begin, std::size_t end, float* out) {
+  const __m128 *a = r.src[0], *b = r.src[2];
+  for (std::size_t c = begin; c < end; ++c) qssse::simd::store(out + 4 * c, _mm_shuffle_ps(a[c], b[c], kImm));
+}
+
+template <int kImm>
+void GatherSpread(const BandRows& r, std::size_t begin, std::size_t end, float* out) {
+  constexpr int k0 = kImm & 3, k1 = (kImm >> 2) & 3, k2 = (kImm >> 4) & 3, k3 = (kImm >> 6) & 3;
+  for (std::size_t c = begin; c < end; ++c) {
+    const f4 p = _mm_shuffle_ps(r.src[0][c], r.src[1][c], _MM_SHUFFLE(k1, k1, k0, k0));
+    const f4 q = _mm_shuffle_ps(r.src[2][c], r.src[3][c], _MM_SHUFFLE(k3, k3, k2, k2));
+    qssse::simd::store(out + 4 * c, _mm_shuffle_ps(p, q, _MM_SHUFFLE(2, 0, 2, 0)));
+  }
+}
+
+using GatherFn = void (*)(const BandRows&, std::size_t, std::size_t, float*);
+
+template <std::size_t... I>
+constexpr std::array<GatherFn, 256> PairedTable(std::index_sequence<I...>) {
+  return {&GatherPaired<static_cast<int>(I)>...};
+}
+template <std::size_t... I>
+constexpr std::array<GatherFn, 256> SpreadTable(std::index_sequence<I...>) {
+  return {&GatherSpread<static_cast<int>(I)>...};
+}
+constexpr auto kPaired = PairedTable(std::make_index_sequence<256>{});
+constexpr auto kSpread = SpreadTable(std::make_index_sequence<256>{});
+
+constexpr std::size_t kGatherChunk = 256;
+
+void Gather(const BandRows& r, std::size_t begin, std::size_t end, float* out) {
+  const int imm = r.lane[0] | r.lane[1] << 2 | r.lane[2] << 4 | r.lane[3] << 6;
+  const bool paired = r.src[0] == r.src[1] && r.src[2] == r.src[3];
+  (paired ? kPaired : kSpread)[static_cast<std::size_t>(imm)](r, begin, end, out);
+}
+
+}  // namespace
+
 void CSSEMatrix::ScaleMatrix_SSE(int newSizeX, int newSizeY) {
   using namespace qssse::simd;
   if (!HasPixels() || newSizeX < 1 || newSizeY < 1) return;
@@ -40,58 +100,69 @@ void CSSEMatrix::ScaleMatrix_SSE(int newSizeX, int newSizeY) {
   CSSEMatrix t;
   t.CreateNoClear(newSizeX, newSizeY);
 
+  // 1. per target column: clamped source columns and weights as vectors
   const auto columns = static_cast<std::size_t>(newSizeX);
   qssse::AlignedBuffer<int> left(columns), right(columns);
-  qssse::AlignedBuffer<float> wx(columns);
-  qssse::AlignedBuffer<int> needed(2 * columns);
-  std::size_t neededCount = 0;
+  qssse::AlignedBuffer<float> wx(4 * columns), omwx(4 * columns);
   for (int i = 0; i < newSizeX; ++i) {
     const float fx = static_cast<float>(i) * sx;
     const int ix = static_cast<int>(fx);
-    wx[i] = fx - static_cast<float>(ix);
+    const float w = fx - static_cast<float>(ix);
+    store(&wx[4 * i], splat(w));
+    store(&omwx[4 * i], splat(1 - w));
     left[i] = std::min(ix, sizeX - 1);
     right[i] = std::min(ix + 1, sizeX - 1);
-    for (const int c : {left[i], right[i]}) {
-      if (neededCount == 0 || needed[neededCount - 1] < c) needed[neededCount++] = c;
-    }
   }
-  qssse::AlignedBuffer<float> upper(4 * static_cast<std::size_t>(sizeX)),
-      lower(4 * static_cast<std::size_t>(sizeX));
+  const auto sourceColumns = static_cast<std::size_t>(sizeX);
+  qssse::AlignedBuffer<float> upper(4 * sourceColumns), lower(4 * sourceColumns);
 
+  // Streaming stores keep a result larger than the caches from evicting the source on its way out.
+  const bool stream = static_cast<std::size_t>(t.sseSizeY) * columns >= (std::size_t{1} << 18);
   const f4 fill = splat(*pixel(0, 0)), one = splat(1.0f);
   for (int g = 0; g < t.sseSizeY; ++g) {
-    // 1. per lane: source rows and vertical weight; padding lanes keep source (0, 0)
-    const float* rowA[4];
-    const float* rowB[4];
+    // 2. per lane: source rows and vertical weight; the gather
+    BandRows rowA, rowB;
     alignas(16) float wyLanes[4];
-    alignas(16) int realLanes[4];
     for (int l = 0; l < 4; ++l) {
-      const int j = 4 * g + l;
-      const float fy = static_cast<float>(j) * sy;
+      const float fy = static_cast<float>(4 * g + l) * sy;
       const int iy = static_cast<int>(fy);
       wyLanes[l] = fy - static_cast<float>(iy);
-      rowA[l] = pixel(0, std::min(iy, sizeY - 1));
-      rowB[l] = pixel(0, std::min(iy + 1, sizeY - 1));
-      realLanes[l] = j < newSizeY ? -1 : 0;
+      const int ya = std::min(iy, sizeY - 1), yb = std::min(iy + 1, sizeY - 1);
+      rowA.src[l] = rows[ya >> 2];
+      rowA.lane[l] = ya & 3;
+      rowB.src[l] = rows[yb >> 2];
+      rowB.lane[l] = yb & 3;
+    }
+    // In chunks, so that the rows' second gather finds the source elements of the first in the cache.
+    for (std::size_t k = 0; k < sourceColumns; k += kGatherChunk) {
+      const std::size_t end = std::min(k + kGatherChunk, sourceColumns);
+      Gather(rowA, k, end, upper.get());
+      Gather(rowB, k, end, lower.get());
     }
     const f4 wy = load(wyLanes), omwy = sub(one, wy);
-    const f4 real = _mm_castsi128_ps(_mm_load_si128(reinterpret_cast<const __m128i*>(realLanes)));
-    // 2. gather the needed source columns of the four lanes' rows
-    for (std::size_t k = 0; k < neededCount; ++k) {
-      const std::size_t o = 4 * static_cast<std::size_t>(needed[k]);
-      store(&upper[o], lanes(rowA[0][o], rowA[1][o], rowA[2][o], rowA[3][o]));
-      store(&lower[o], lanes(rowB[0][o], rowB[1][o], rowB[2][o], rowB[3][o]));
-    }
+
     // 3. interpolate: (a wx)(1-wy) + ((1-wx) b)(1-wy) + ((1-wx) c) wy + (d wx) wy, left to right
     __m128* out = t.rows[g];
+    const float *u = upper.get(), *lo = lower.get();
     for (int i = 0; i < newSizeX; ++i) {
-      const f4 w = splat(wx[i]), omw = sub(one, w);
-      const std::size_t r = 4 * static_cast<std::size_t>(right[i]), l = 4 * static_cast<std::size_t>(left[i]);
-      const f4 a = load(&upper[r]), b = load(&upper[l]), c = load(&lower[l]), d = load(&lower[r]);
+      const f4 w = load(&wx[4 * i]), omw = load(&omwx[4 * i]);
+      const std::size_t l = 4 * static_cast<std::size_t>(left[i]), r = 4 * static_cast<std::size_t>(right[i]);
+      const f4 a = load(u + r), b = load(u + l), c = load(lo + l), d = load(lo + r);
       const f4 v = add(add(add(mul(mul(a, w), omwy), mul(mul(omw, b), omwy)), mul(mul(omw, c), wy)),
                        mul(mul(d, w), wy));
-      out[i] = select(real, v, fill);
+      if (stream) {
+        _mm_stream_ps(reinterpret_cast<float*>(out + i), v);
+      } else {
+        out[i] = v;
+      }
+    }
+    // 4. the padding lanes of the last band hold source (0, 0), as in the plain loop
+    if (4 * g + 3 >= newSizeY) {
+      auto in = [&](int l) { return 4 * g + l < newSizeY ? -1 : 0; };
+      const f4 real = _mm_castsi128_ps(_mm_setr_epi32(in(0), in(1), in(2), in(3)));
+      for (int i = 0; i < newSizeX; ++i) out[i] = select(real, out[i], fill);
     }
   }
-  CopyFromSSEMatrix(t);
+  _mm_sfence();
+  SwapStorage(t);
 }

@@ -317,16 +317,6 @@ TEST(SSE3dPolygonFill, FineRowLimitsAboveTheBoxScanOnlyTheMarginAroundItsTop) {
   EXPECT_EQ(m.GetPoint(5, 20), 0.0f);  // the top edge is outside
 }
 
-TEST(SSE3dPolygonFill, OutlinePastTheBorderPaintsTheClampedBorderCells) {
-  CSSE3dPolygon p = Make({{-20, 2, 0}, {3, 2, 0}, {3, 4, 0}, {-20, 4, 0}});
-  CSSEMatrix m;
-  m.Create(6, 6);
-  p.DrawInMatrixAndFillFine(1.0f, &m, false, -100.0f, 100.0f);
-  EXPECT_EQ(m.GetPoint(0, 2), 1.0f);
-  EXPECT_EQ(m.GetPoint(3, 3), 1.0f);
-  EXPECT_EQ(m.GetPoint(4, 3), 0.0f);
-}
-
 TEST(SSE3dPolygonFill, SubZeroesOnlyCellsLessThanThresholdAboveValue) {
   CSSE3dPolygon p = Make({{0, 0, 0}, {4, 0, 0}, {4, 4, 0}, {0, 4, 0}});
   CSSEMatrix m;
@@ -362,17 +352,6 @@ TEST(SSE3dPolygonFill, DegenerateInputWritesNothingAndNeverCrashes) {
   CSSE3dPolygon huge = Make({{-1e7f, -1e7f, 0}, {1e7f, -1e7f, 0}, {1e7f, 1e7f, 0}, {-1e7f, 1e7f, 0}});
   huge.DrawInMatrixAndFillFine(3.0f, &m, false, -1e9f, 1e9f);
   EXPECT_EQ(m.NumValuesAbove(2.0f), 25);
-}
-
-TEST(SSE3dPolygonFill, OutsidePixelsOfATriangleLeaveItsInsideAlone) {
-  CSSE3dPolygon p = Make({{0, 0, 0}, {6, 0, 0}, {0, 6, 0}});
-  CSSEMatrix m;
-  m.Create(7, 7);
-  p.DrawOutsidePixels(m, 5.0f);
-  EXPECT_EQ(m.GetPoint(1, 1), 0.0f);
-  EXPECT_EQ(m.GetPoint(3, 2), 0.0f);
-  EXPECT_EQ(m.GetPoint(4, 4), 5.0f);
-  EXPECT_EQ(m.GetPoint(0, 3), 5.0f);  // the left edge is outside
 }
 
 TEST(SSE3dPolygonFill, DistanceTransformMeasuresToTheNearestEdgeInScaledUnits) {

@@ -259,6 +259,16 @@ TEST(SSEMatrixMorphology, ChamferEqualsThePlainPassesOnRandomMasksOfEverySmallSi
       }
     }
   }
+  // Interior bands run in groups of four columns-skewed bands: every remainder of the grouping (heights
+  // 14..45) on matrices narrower than the skew (widths 3..6) and wider ones.
+  for (int sy = 14; sy <= 45; ++sy) {
+    for (int sx : {3, 4, 5, 6, 11}) {
+      CSSEMatrix fast = RandomMask(rng, sx, sy, 6, sy % 3 == 0), plain(fast);
+      fast.Chamfer();
+      PlainChamfer(plain);
+      ASSERT_TRUE(SameBits(fast, plain)) << sx << " x " << sy;
+    }
+  }
   for (int k = 0; k < 6; ++k) {
     CSSEMatrix fast = RandomMask(rng, 20 + k * 7, 130 + k * 3, 40, k % 2 == 1), plain(fast);
     fast.Chamfer();
@@ -333,6 +343,74 @@ TEST(SSEMatrixMorphology, ErrodeEqualsThePlainSearchOnRandomMasksRadiiAndRectang
   fast.Errode(3.0f, 1.0f, 0.0f, 2, 58, 1, 66);
   PlainErrode(plain, 3.0f, 1.0f, 0.0f, 2, 58, 1, 66);
   EXPECT_TRUE(SameBits(fast, plain));
+}
+
+TEST(SSEMatrixMorphology, ErrodeEqualsThePlainSearchAcrossStripsOfBands) {
+  // Tall rectangles are eroded in strips of at least 64 rows: the distances from above carry over and
+  // the ones from below look past the strip, for rectangles starting and ending at every lane.
+  std::mt19937 rng(42);
+  for (int y0 : {0, 1, 2, 3, 5}) {
+    for (int y1 : {199, 198, 197, 196, 130}) {
+      for (float radius : {1.5f, 3.0f, 6.5f, 9.0f, 17.0f}) {
+        CSSEMatrix fast = RandomMask(rng, 11, 200, 12), plain(fast);
+        fast.Errode(radius, 1.0f, 0.0f, 1, 9, y0, y1);
+        PlainErrode(plain, radius, 1.0f, 0.0f, 1, 9, y0, y1);
+        ASSERT_TRUE(SameBits(fast, plain)) << y0 << ".." << y1 << " r " << radius;
+      }
+    }
+  }
+}
+
+TEST(SSEMatrixMorphology, ErrodeReachesFarBothBelowAndAboveTheByteDistanceLimit) {
+  // Vertical distances are bytes while every reach is below 255 and 16-bit words from there on.
+  std::mt19937 rng(42);
+  for (float radius : {254.0f, 255.5f, 290.0f}) {
+    CSSEMatrix m;
+    m.Create(3, 300);
+    m.Fill(5.0f);
+    m.SetPoint(1, 0, 0.0f);
+    CSSEMatrix plain(m);
+    m.Errode(radius, 0.0f, 1.0f, 0, 2, 0, 299);
+    PlainErrode(plain, radius, 0.0f, 1.0f, 0, 2, 0, 299);
+    ASSERT_TRUE(SameBits(m, plain)) << radius;
+    const int lastCentre = static_cast<int>(radius);  // (1, y) within the radius straight below
+    EXPECT_EQ(m.GetPoint(1, lastCentre), 0.0f) << radius;
+    EXPECT_EQ(m.GetPoint(1, lastCentre + 1), 1.0f) << radius;
+  }
+  EXPECT_EQ(ToRows([] {
+              CSSEMatrix m;
+              m.Create(3, 300);
+              m.Fill(5.0f);
+              m.SetPoint(1, 0, 0.0f);
+              m.Errode(254.0f, 0.0f, 1.0f, 0, 2, 0, 299);
+              return m;
+            }())[254],
+            (std::vector<float>{1, 0, 1}));  // 1 + 254^2 > 254^2: the side columns stop one row earlier
+  for (float radius : {100.0f, 254.9f, 256.0f, 400.0f}) {
+    CSSEMatrix fast = RandomMask(rng, 7, 301, 400), plain(fast);
+    fast.Errode(radius, 1.0f, 0.0f, 0, 6, 2, 299);
+    PlainErrode(plain, radius, 1.0f, 0.0f, 0, 6, 2, 299);
+    ASSERT_TRUE(SameBits(fast, plain)) << radius;
+  }
+}
+
+TEST(SSEMatrixMorphology, ErrodeKeepsTheStoredZeroOfABackgroundOfZero) {
+  // -0 equals a background of 0 and is left as it is, also where whole bands are rebuilt.
+  CSSEMatrix m;
+  m.Create(8, 12);
+  m.Fill(3.0f);
+  m.SetPoint(2, 5, -0.0f);
+  m.SetPoint(6, 9, 0.0f);
+  CSSEMatrix plain(m);
+  m.Errode(1.0f, 0.0f, 1.0f, 0, 7, 0, 11);
+  PlainErrode(plain, 1.0f, 0.0f, 1.0f, 0, 7, 0, 11);
+  EXPECT_TRUE(SameBits(m, plain));
+  EXPECT_TRUE(std::signbit(m.GetPoint(2, 5)));
+  EXPECT_FALSE(std::signbit(m.GetPoint(6, 9)));
+  EXPECT_EQ(m.GetPoint(2, 4), 0.0f);
+  m.Errode(1.0f, -0.0f, 1.0f, 0, 7, 0, 11);  // now +0 pixels equal the background -0 and stay +0
+  EXPECT_FALSE(std::signbit(m.GetPoint(6, 9)));
+  EXPECT_TRUE(std::signbit(m.GetPoint(2, 5)));
 }
 
 // ---- ZhangSuen ------------------------------------------------------------------------------------
