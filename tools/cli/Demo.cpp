@@ -229,7 +229,7 @@ int RunDemo(const DemoOptions& o) {
   const std::function<std::string(const std::string&)> out = [&](const std::string& name) {
     return (std::filesystem::path(o.outDir) / name).string();
   };
-  Summary s(10);
+  Summary s(11);
   std::printf("qssse demo: a synthetic crown of %d x %d pixels, into %s/\n", o.size, o.size,
               o.outDir.c_str());
 
