@@ -130,6 +130,43 @@ TEST(Demo, MeshFilesHoldTheClippedCrownInMillimetresWithItsMarginAtZero) {
   EXPECT_NEAR(top, highest - crown.marginHeight, 1e-5);
 }
 
+TEST(Demo, RoundTripGivesTheCrownBackWithinTheDocumentedBoundsInTheInterior) {
+  tooltest::TempDir dir;
+  const int size = 96;
+  const auto r = tooltest::RunTool(dir, {"demo", "--out", dir / "out", "--size", std::to_string(size)});
+  ASSERT_EQ(r.status, 0) << r.err;
+  const std::string json = tooltest::ReadText(dir / "out/summary.json");
+  // The plain conversion lies between the crown and its 5 x 5 maximum; the refined one is the crown.
+  EXPECT_LE(JsonNumber(json, "scanMaxDiff"), JsonNumber(json, "scanBound")) << json;
+  EXPECT_GT(JsonNumber(json, "scanMaxDiff"), 0.0);
+  EXPECT_EQ(JsonNumber(json, "roundTripBound"), 1e-4);
+  EXPECT_LE(JsonNumber(json, "roundTripMaxDiff"), 1e-4) << json;
+
+  // The same from the files alone: wherever the crown is non-zero over the 5 x 5 pixels around a
+  // pixel, the refined conversion written back matches it within the bound.
+  const HeightField crown = ReadHeightField(dir / "out/crown.pfm");
+  const HeightField back = ReadHeightField(dir / "out/scan.pfm");
+  ASSERT_EQ(back.width, size);
+  int compared = 0, inside = 0;
+  for (int y = 2; y < size - 2; ++y) {
+    for (int x = 2; x < size - 2; ++x) {
+      bool deep = true;
+      for (int dy = -2; dy <= 2; ++dy) {
+        for (int dx = -2; dx <= 2; ++dx) deep = deep && crown.At(x + dx, y + dy) != 0.0f;
+      }
+      inside += crown.At(x, y) != 0.0f;
+      if (!deep || back.At(x, y) == 0.0f) continue;
+      EXPECT_NEAR(back.At(x, y), crown.At(x, y), 1e-4) << x << "," << y;
+      ++compared;
+    }
+  }
+  EXPECT_GT(compared, inside * 3 / 4);
+  for (const char* picture : {"scan-relief.png", "difference.png"}) {
+    EXPECT_EQ(DescribePng(tooltest::ReadAll(dir / ("out/" + std::string(picture))), picture),
+              "PNG image 96 x 96, 8-bit RGB");
+  }
+}
+
 TEST(Demo, SummaryJsonEscapesTextAndWritesNonFiniteResultsAsNull) {
   Summary s(1);
   s.Result("nan", std::nan(""));

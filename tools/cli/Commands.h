@@ -37,8 +37,10 @@ struct ScanOptions {
   std::string input, output;
   float resolution = 1.0f;    // mesh units per pixel
   int width = 0, height = 0;  // 0: from the mesh's bounding box
+  float zOffset = 0.0f;       // added to every height (heights are above the mesh's lowest point)
   bool minimum = false;
   bool threads = false;
+  bool refine = false;  // exact heights at the pixel centres instead of the sampled maximum/minimum
   int bits = 16;
 };
 

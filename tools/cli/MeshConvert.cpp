@@ -84,6 +84,30 @@ MeshData ToMeshData(const CHTriangulation& mesh) {
   return WeldVertices(soup);
 }
 
+std::unique_ptr<CHTriangulation> ToTriangulation(const MeshData& data, const std::string& source) {
+  if (data.triangles.size() > static_cast<std::size_t>(std::numeric_limits<int>::max() / 3)) {
+    throw ToolError(source,
+                    std::to_string(data.triangles.size()) + " triangles are more than the library holds");
+  }
+  CheckMeshFits(data.triangles.size(), source);
+  auto mesh = std::make_unique<CHTriangulation>();
+  mesh->BaseInitialization(1.0f, 1.0f, 1.0f);
+  const int n = static_cast<int>(data.triangles.size());
+  mesh->CreateTriangulation(n);
+  for (int i = 0; i < n; ++i) {
+    const t_htriangle* t = mesh->GetTriangle(i);
+    for (int k = 0; k < 3; ++k) {
+      const Vertex& v = data.vertices[data.triangles[static_cast<std::size_t>(i)][k]];
+      *t->point[k] = qssse::MakeSSEPoint(v.x, v.y, v.z);
+    }
+  }
+  if (n > 0) {
+    mesh->CalcSTV();
+    mesh->CalcBoundingBox();
+  }
+  return mesh;
+}
+
 std::vector<OutlinePoints> OpenEdges(const CHTriangulation& mesh) {
   std::vector<OutlinePoints> edges;
   for (int i = 0; i < mesh.GetNumTriangles(); ++i) {

@@ -46,6 +46,11 @@ long long ClipToOutline(CSSEMatrix& m, CSSE3dPolygon& outline, float value);
 // Throws ToolError when a corner is not finite (an overflowing scale).
 MeshData ToMeshData(const CHTriangulation& mesh);
 
+// A library mesh of the triangles (corners copied, w = 0) with unit scales, edge vectors and box computed.
+// Throws ToolError naming `source` when the mesh has more triangles than the library can count or the
+// machine can hold.
+std::unique_ptr<CHTriangulation> ToTriangulation(const MeshData& data, const std::string& source);
+
 // The open edges of a mesh whose neighbours are computed: one two-point ring per edge without a
 // neighbour, for pictures.
 std::vector<OutlinePoints> OpenEdges(const CHTriangulation& mesh);

@@ -69,7 +69,9 @@ int RunProgram(int argc, char** argv) {
   AddRasterInput(cMesh, mesh.raster);
 
   ScanOptions scan;
-  CLI::App* cScan = app.add_subcommand("scan", "scan-convert a triangle mesh into a height field");
+  CLI::App* cScan = app.add_subcommand("scan",
+                                       "scan-convert a triangle mesh into a height field (pixel (0, 0) at "
+                                       "the mesh's lowest x and y; heights above its lowest point)");
   cScan->add_option("input", scan.input, "mesh (.stl, .ply, .obj)")->required();
   cScan->add_option("output", scan.output, "height field (.pfm, .png, .npy, .qsm)")->required();
   cScan->add_option("--resolution", scan.resolution, "mesh units per pixel")
@@ -79,7 +81,11 @@ int RunProgram(int argc, char** argv) {
       ->check(CLI::Range(1, 32000));
   cScan->add_option("--height", scan.height, "raster height (default: the mesh's extent)")
       ->check(CLI::Range(1, 31999));
+  cScan->add_option("--z-offset", scan.zOffset, "added to every height; pixels no triangle covers stay 0")
+      ->capture_default_str();
   cScan->add_flag("--min", scan.minimum, "keep the lowest surface instead of the highest");
+  cScan->add_flag("--refine", scan.refine,
+                  "replace every covered pixel by the surface's exact height at its centre");
   cScan->add_flag("--threads", scan.threads, "use the multi-threaded scan conversion");
   AddBits(cScan, scan.bits);
 
