@@ -79,13 +79,21 @@ void RunBorder(CHTriangulation& mesh, Summary& s, std::vector<SvgRing>& rings) {
   for (OutlinePoints& e : OpenEdges(mesh)) rings.push_back({std::move(e), "#c0392b", "none", false});
 
   // The library strings its border stretches in list order, one stretch per border triangle; it stops
-  // where consecutive stretches do not meet, so the line is the first connected run.
+  // where consecutive stretches do not meet, leaving the rest of the line's points at 0, so the line
+  // drawn is its first connected run.
   Stopwatch tb;
-  const int stretches = mesh.CollectBorderStretches();
-  OutlinePoints line;
-  mesh.WalkBorderStretches([&line](int, const SSEPoint& p) { line.push_back({p.x, p.y, p.z}); });
+  CSSE3dPolygon borderLine;
+  mesh.FindBorderLine(&borderLine);
   mesh.ClearStretchList();
   const double borderMs = tb.Ms();
+  OutlinePoints line;
+  for (int i = 0; i < borderLine.GetNumPoints(); ++i) {
+    Vertex p;
+    borderLine.GetPoint(i, p.x, p.y, p.z);
+    if (p == Vertex{}) break;
+    line.push_back(p);
+  }
+  const int stretches = borderLine.GetNumPoints();
   s.Step(
       "border line",
       std::to_string(stretches) + " stretches, a connected run of " + std::to_string(line.size()) + " points",
@@ -266,6 +274,10 @@ int RunDemo(const DemoOptions& o) {
   Stopwatch tm;
   const std::unique_ptr<CHTriangulation> mesh = BuildHeightMesh(heights, b);
   const double meshMs = tm.Ms();
+  // The corners the builder could use: the crown's pixels inside the margin by the builder's own test.
+  CSSE3dPolygon clip;
+  ToPolygon(crown.margin, clip);
+  ClipToOutline(heights, clip, 0.0f);
   MeshOrigin origin;
   {
     SSEPoint lo;

@@ -45,19 +45,22 @@ std::unique_ptr<CHTriangulation> BuildHeightMesh(CSSEMatrix& heights, const Heig
     throw ToolError("the x and y scales must be positive numbers");
   }
   if (!std::isfinite(o.threshold)) throw ToolError("the threshold must be a number");
-  if (o.outline != nullptr) {
-    CSSE3dPolygon outline;
-    ToPolygon(*o.outline, outline);
-    ClipToOutline(heights, outline, o.threshold);
-  }
-  // The builder's own reserve: two triangles per passing pixel, over the cell area.
+  // The builder's own reserve (the clipped form's too): two triangles per passing pixel, over the cell
+  // area.
   const int passing = o.above ? heights.NumValuesAbove(o.threshold) : heights.NumValuesBelow(o.threshold);
   CheckMeshFits(2 * static_cast<std::uint64_t>(std::max(passing, 0)) /
                     (static_cast<std::uint64_t>(o.stepX) * static_cast<std::uint64_t>(o.stepY)),
                 o.source);
   auto mesh = std::make_unique<CHTriangulation>();
   mesh->BaseInitialization(o.scaleX, o.scaleY, 1.0f);
-  mesh->CreateTriangulationFromSSEFieldSubSampled(&heights, o.threshold, o.above, o.stepX, o.stepY);
+  if (o.outline != nullptr) {
+    CSSE3dPolygon outline;
+    ToPolygon(*o.outline, outline);
+    mesh->CreateTriangulationFromSSEFieldSubSampled(&heights, o.threshold, o.above, o.stepX, o.stepY,
+                                                    &outline);
+  } else {
+    mesh->CreateTriangulationFromSSEFieldSubSampled(&heights, o.threshold, o.above, o.stepX, o.stepY);
+  }
   if (mesh->GetNumTriangles() > 0) {
     mesh->CalcBoundingBox();
     mesh->CalcSTV();

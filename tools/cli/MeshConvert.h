@@ -31,15 +31,15 @@ struct HeightMeshOptions {
 // file of a huge, featureless image is refused instead of exhausting memory.
 void CheckMeshFits(std::uint64_t triangles, const std::string& source);
 
-// Builds the mesh with the library's sub-sampled builder (also for step 1: the full-resolution builder
-// pads its count with all-zero triangles, which a mesh file must not hold). With an outline, the pixels
-// outside it are set to the threshold first (never a valid corner in either mode), so `heights` is
-// changed. Box and edge vectors are computed; neighbours are not. Throws ToolError on bad options and
-// CMemoryException when the mesh does not fit in memory.
+// Builds the mesh with the library's sub-sampled builder, or its outline-clipped form (also for step 1:
+// the full-resolution builder pads its count with all-zero triangles, which a mesh file must not hold).
+// `heights` is only read. Box and edge vectors are computed; neighbours are not. Throws ToolError on bad
+// options or a mesh too large for the machine.
 std::unique_ptr<CHTriangulation> BuildHeightMesh(CSSEMatrix& heights, const HeightMeshOptions& o);
 
-// Sets every pixel whose position (x, y) is outside the outline by the library's fill rule (the test
-// the outline-clipped builder makes, on every fourth outline point) to `value`; returns how many.
+// Sets every pixel whose position (x, y) is outside the outline by the library's fill rule to `value`
+// and returns how many: the test the outline-clipped builder makes of each corner (on every fourth
+// outline point), so the pixels left are the corners it may use.
 long long ClipToOutline(CSSEMatrix& m, CSSE3dPolygon& outline, float value);
 
 // The mesh's triangles with their corners welded into shared vertices (bit-identical coordinates).
