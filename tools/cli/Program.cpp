@@ -58,7 +58,9 @@ int RunProgram(int argc, char** argv) {
       ->check(CLI::Range(1, 1024));
   cMesh->add_option("--step-y", mesh.stepY, "sample every N-th row (overrides --step)")
       ->check(CLI::Range(1, 1024));
-  cMesh->add_option("--outline", mesh.outline, "clip the mesh to this outline (text, x y z per line)");
+  cMesh->add_option("--outline", mesh.outline,
+                    "clip the mesh to this outline (text, x y z per line, in pixels; the builder tests every "
+                    "fourth point, so sample it densely)");
   cMesh->add_option("--scale-x", mesh.scaleX, "x size of a pixel")
       ->check(CLI::PositiveNumber)
       ->capture_default_str();
