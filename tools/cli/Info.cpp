@@ -62,18 +62,7 @@ void DescribeRaster(const std::string& path, RasterFormat f, const std::vector<u
 }
 
 void DescribeMesh(const std::string& path, MeshFormat f, const std::vector<unsigned char>& bytes) {
-  MeshData m;
-  switch (f) {
-    case MeshFormat::Stl:
-      m = ParseStl(bytes, path);
-      break;
-    case MeshFormat::Ply:
-      m = ParsePly(bytes, path);
-      break;
-    case MeshFormat::Obj:
-      m = ParseObj(bytes, path);
-      break;
-  }
+  const MeshData m = ParseMesh(bytes, f, path);
   const MeshData welded = WeldVertices(m);
   Vertex lo{}, hi{};
   if (!m.vertices.empty()) lo = hi = m.vertices.front();

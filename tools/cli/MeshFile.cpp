@@ -481,21 +481,21 @@ std::string EncodeObj(const MeshData& m) {
   return out;
 }
 
+MeshData ParseMesh(const std::vector<unsigned char>& bytes, MeshFormat format, const std::string& file) {
+  switch (format) {
+    case MeshFormat::Stl:
+      return ParseStl(bytes, file);
+    case MeshFormat::Ply:
+      return ParsePly(bytes, file);
+    case MeshFormat::Obj:
+      return ParseObj(bytes, file);
+  }
+  return MeshData{};
+}
+
 MeshData ReadMesh(const std::string& path) {
   const std::vector<unsigned char> bytes = ReadFileBytes(path);
-  MeshData m;
-  switch (DetectMeshFormat(bytes, path)) {
-    case MeshFormat::Stl:
-      m = ParseStl(bytes, path);
-      break;
-    case MeshFormat::Ply:
-      m = ParsePly(bytes, path);
-      break;
-    case MeshFormat::Obj:
-      m = ParseObj(bytes, path);
-      break;
-  }
-  return m;
+  return ParseMesh(bytes, DetectMeshFormat(bytes, path), path);
 }
 
 void WriteMesh(const std::string& path, const MeshData& m) {

@@ -40,6 +40,8 @@ std::vector<unsigned char> EncodeStl(const MeshData& m);
 std::vector<unsigned char> EncodePly(const MeshData& m);
 std::string EncodeObj(const MeshData& m);
 
+// Parses bytes in the given format (file names the input in error messages).
+MeshData ParseMesh(const std::vector<unsigned char>& bytes, MeshFormat format, const std::string& file);
 MeshData ReadMesh(const std::string& path);
 void WriteMesh(const std::string& path, const MeshData& m);
 
