@@ -22,6 +22,7 @@
 #include "qssse/platform/MemFile.h"
 #include "qssse/platform/MemoryException.h"
 #include "qssse/platform/ReferenceCounted.h"
+#include "qssse/platform/ScratchVector.h"
 #include "qssse/platform/StreamRead.h"
 #include "qssse/platform/StreamReadBinary.h"
 #include "qssse/platform/StreamReadBinaryFile.h"

@@ -42,7 +42,15 @@ Job MakeJob(const CHTriangulation& t, const SSEPoint& origin, int w, int h, floa
 
 // Unchecked stamps on the storage layout: the caller guarantees 1 <= x <= sizeX - 2 and likewise y, so
 // the matrix's own clamping would never move them.
-struct CrossMax {
+// Keep rules of the stamps: the larger (respectively smaller) of the present value and the sample.
+struct KeepMax {
+  static float Keep(float p, float v) { return p > v ? p : v; }
+};
+struct KeepMin {
+  static float Keep(float p, float v) { return v > p ? p : v; }
+};
+template <class Rule>
+struct Cross {
   static void Stamp(__m128** rows, int x, int y, float v) {
     Apply(rows, x - 1, y, v);
     Apply(rows, x, y, v);
@@ -52,25 +60,14 @@ struct CrossMax {
   }
   static void Apply(__m128** rows, int x, int y, float v) {
     float* p = reinterpret_cast<float*>(rows[y >> 2]) + 4 * x + (y & 3);
-    *p = *p > v ? *p : v;
+    *p = Rule::Keep(*p, v);
   }
 };
-struct CrossMin {
-  static void Stamp(__m128** rows, int x, int y, float v) {
-    Apply(rows, x - 1, y, v);
-    Apply(rows, x, y, v);
-    Apply(rows, x + 1, y, v);
-    Apply(rows, x, y - 1, v);
-    Apply(rows, x, y + 1, v);
-  }
-  static void Apply(__m128** rows, int x, int y, float v) {
-    float* p = reinterpret_cast<float*>(rows[y >> 2]) + 4 * x + (y & 3);
-    *p = v > *p ? *p : v;
-  }
-};
-template <class Cross>
+using CrossMax = Cross<KeepMax>;
+using CrossMin = Cross<KeepMin>;
+template <class CrossStamp>
 struct PixelOnly {
-  static void Stamp(__m128** rows, int x, int y, float v) { Cross::Apply(rows, x, y, v); }
+  static void Stamp(__m128** rows, int x, int y, float v) { CrossStamp::Apply(rows, x, y, v); }
 };
 
 // Runs the sweep of job over m's storage with Stamp. m must have at least job.width columns and

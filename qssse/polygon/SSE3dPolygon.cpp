@@ -1,5 +1,6 @@
 // CSSE3dPolygon: storage, copies, construction from curves and pixel chains, box, centre, ring edits.
 #include "qssse/polygon/SSE3dPolygon.h"
+#include "qssse/platform/ScratchVector.h"
 
 #include <cfloat>
 #include <cstdint>
@@ -24,17 +25,6 @@ constexpr int kStoredPoints = 5;
 std::size_t Capacity(int n) { return (static_cast<std::size_t>(n) + 3) & ~static_cast<std::size_t>(3); }
 
 SSEPoint* AllocStored() { return qssse::alignedAllocArrayZeroed<SSEPoint>(kStoredPoints); }
-
-// Zero-filled working storage of n values; a failed allocation raises the library's memory exception
-// rather than the standard one.
-template <class T>
-std::vector<T> Scratch(std::size_t n) {
-  try {
-    return std::vector<T>(n);
-  } catch (const std::bad_alloc&) {
-    AfxThrowMemoryException();
-  }
-}
 
 }  // namespace
 
@@ -408,13 +398,13 @@ void CSSE3dPolygon::AddPolygonPoints(CSSE3dPolygon& other, int from, int to) {
 void CSSE3dPolygon::ChangeStartPoint(int k, int* indices) {
   if (m_count <= 0 || k < 0 || k >= m_count) return;
   const int n = m_count;
-  std::vector<float> tmp = Scratch<float>(static_cast<std::size_t>(n));
+  std::vector<float> tmp = qssse::scratchVector<float>(static_cast<std::size_t>(n));
   for (float* a : {m_x, m_y, m_z}) {
     for (int i = 0; i < n; ++i) tmp[i] = a[(i + k) % n];
     std::memcpy(a, tmp.data(), n * sizeof(float));
   }
   if (indices != nullptr) {
-    std::vector<int> rot = Scratch<int>(static_cast<std::size_t>(n));
+    std::vector<int> rot = qssse::scratchVector<int>(static_cast<std::size_t>(n));
     for (int i = 0; i < n; ++i) rot[i] = indices[(i + k) % n];
     std::memcpy(indices, rot.data(), n * sizeof(int));
   }
@@ -428,7 +418,7 @@ void CSSE3dPolygon::FindClosedStartPointAndChange(CSSE3dPolygon* other, int* ind
   if (m_count <= 0) return;
   // 2. a finely resampled copy, remembering where each of our points went
   CSSE3dPolygon fine(*this);
-  std::vector<int> map = Scratch<int>(static_cast<std::size_t>(m_count));
+  std::vector<int> map = qssse::scratchVector<int>(static_cast<std::size_t>(m_count));
   fine.ReParametrize(0.2f, map.data());
   // 3. the resampled point nearest to the target
   int j = -1;

@@ -331,6 +331,9 @@ class QSSSE_API CSSE3dPolygon : public CbReferenceCounted {
   template <class Pick>
   void FilterZ(Pick pick);
   bool InsideTest(const float* xs, const float* ys, float x, float y, int step) const;
+  // The fill rule's count and box rejection, then InsideTest on the given coordinate arrays.
+  bool InsideWithinBox(const float* xs, const float* ys, float x, float y, int step);
+  bool InsideWithinBox(const float* xs, const float* ys, const SSEPoint& p, int step);
 
   float* m_x = nullptr;
   float* m_y = nullptr;

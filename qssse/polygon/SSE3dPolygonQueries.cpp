@@ -93,43 +93,40 @@ bool CSSE3dPolygon::InsideTest(const float* xs, const float* ys, float x, float 
   return InsideRingStepped(xs, ys, m_count, x, y, step);
 }
 
-bool CSSE3dPolygon::PointInLineInnerArea(float x, float y, int step) {
+bool CSSE3dPolygon::InsideWithinBox(const float* xs, const float* ys, float x, float y, int step) {
   if (m_count < 3) return false;
   if (!m_boxCalculated) CalcBoundingBox();
   const SSEPoint& lo = m_stored[kMin2D];
   const SSEPoint& hi = m_stored[kMax2D];
   if (x < lo.x || y < lo.y || x > hi.x || y > hi.y) return false;
-  return InsideTest(m_x, m_y, x, y, step);
+  return InsideTest(xs, ys, x, y, step);
+}
+
+bool CSSE3dPolygon::InsideWithinBox(const float* xs, const float* ys, const SSEPoint& p, int step) {
+  using namespace qssse::simd;
+  if (m_count < 3) return false;
+  if (!m_boxCalculated) CalcBoundingBox();
+  SSEPoint q = p;
+  q.z = 0.0f;
+  if (any(or_(lt(q.m, m_stored[kMin2D].m), gt(q.m, m_stored[kMax2D].m)))) return false;
+  return InsideTest(xs, ys, q.x, q.y, step);
+}
+
+bool CSSE3dPolygon::PointInLineInnerArea(float x, float y, int step) {
+  return InsideWithinBox(m_x, m_y, x, y, step);
 }
 
 bool CSSE3dPolygon::PointInLineInnerArea(const SSEPoint& p, int step) {
-  using namespace qssse::simd;
-  if (m_count < 3) return false;
-  if (!m_boxCalculated) CalcBoundingBox();
-  SSEPoint q = p;
-  q.z = 0.0f;
-  if (any(or_(lt(q.m, m_stored[kMin2D].m), gt(q.m, m_stored[kMax2D].m)))) return false;
-  return InsideTest(m_x, m_y, q.x, q.y, step);
+  return InsideWithinBox(m_x, m_y, p, step);
 }
 
+// The normalized forms are rejected against the plain box on purpose (see the header).
 bool CSSE3dPolygon::PointInLineInnerAreaNormalized(float x, float y, int step) {
-  if (m_count < 3) return false;
-  if (!m_boxCalculated) CalcBoundingBox();
-  const SSEPoint& lo = m_stored[kMin2D];
-  const SSEPoint& hi = m_stored[kMax2D];
-  // Rejected against the plain box on purpose (see the header).
-  if (x < lo.x || y < lo.y || x > hi.x || y > hi.y) return false;
-  return InsideTest(m_nx, m_ny, x, y, step);
+  return InsideWithinBox(m_nx, m_ny, x, y, step);
 }
 
 bool CSSE3dPolygon::PointInLineInnerAreaNormalized(const SSEPoint& p, int step) {
-  using namespace qssse::simd;
-  if (m_count < 3) return false;
-  if (!m_boxCalculated) CalcBoundingBox();
-  SSEPoint q = p;
-  q.z = 0.0f;
-  if (any(or_(lt(q.m, m_stored[kMin2D].m), gt(q.m, m_stored[kMax2D].m)))) return false;
-  return InsideTest(m_nx, m_ny, q.x, q.y, step);
+  return InsideWithinBox(m_nx, m_ny, p, step);
 }
 
 bool CSSE3dPolygon::PointInLineInnerAreaBoxed(float x, float y, float minX, float minY, float maxX,

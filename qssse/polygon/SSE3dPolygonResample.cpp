@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "qssse/platform/MemoryException.h"
+#include "qssse/platform/ScratchVector.h"
 #include "qssse/polygon/SSE3dPolygon.h"
 #include "qssse/vector/SimdOps.h"
 
@@ -15,17 +16,6 @@ namespace {
 
 constexpr int kScratchPoints = 100000;
 constexpr int kMaxEmitted = kScratchPoints - 1;  // the last scratch slot is never filled
-
-// Zero-filled working storage of n values; a failed allocation raises the library's memory exception
-// rather than the standard one.
-template <class T>
-std::vector<T> Scratch(std::size_t n) {
-  try {
-    return std::vector<T>(n);
-  } catch (const std::bad_alloc&) {
-    AfxThrowMemoryException();
-  }
-}
 
 }  // namespace
 
@@ -42,7 +32,7 @@ void CSSE3dPolygon::ReParametrizeImpl(float step, int* map, bool withZ) {
   const f4 absMask = _mm_castsi128_ps(_mm_set1_epi32(0x7fffffff));
   // 1. the number of points each edge emits (0: the edge keeps its start point alone) and the output
   //    index of each start point
-  std::vector<int> emitted = Scratch<int>(static_cast<std::size_t>(m_count));
+  std::vector<int> emitted = qssse::scratchVector<int>(static_cast<std::size_t>(m_count));
   int c = 0;
   SSEPoint ad, ratio;
   for (int i = 0; i < m_count; ++i) {
@@ -151,10 +141,10 @@ class UnitCellIndex {
     int bits = 4;
     while ((std::int64_t{1} << bits) < 2 * static_cast<std::int64_t>(n)) ++bits;
     shift_ = 64 - bits;
-    keys_ = Scratch<std::uint64_t>(std::size_t{1} << bits);
-    heads_ = Scratch<int>(std::size_t{1} << bits);
+    keys_ = qssse::scratchVector<std::uint64_t>(std::size_t{1} << bits);
+    heads_ = qssse::scratchVector<int>(std::size_t{1} << bits);
     std::fill(heads_.begin(), heads_.end(), -1);
-    next_ = Scratch<int>(static_cast<std::size_t>(n));
+    next_ = qssse::scratchVector<int>(static_cast<std::size_t>(n));
     xs_ = xs;
     ys_ = ys;
     return true;
@@ -212,7 +202,7 @@ constexpr int kGridFromPoints = 64;
 
 void CSSE3dPolygon::RemoveEqualPointsXY() {
   if (m_count <= 0) return;
-  std::vector<int> kept = Scratch<int>(static_cast<std::size_t>(m_count));
+  std::vector<int> kept = qssse::scratchVector<int>(static_cast<std::size_t>(m_count));
   UnitCellIndex grid;
   const bool useGrid = m_count >= kGridFromPoints && grid.Init(m_x, m_y, m_count);
   if (useGrid) grid.Add(0);
@@ -242,7 +232,7 @@ void CSSE3dPolygon::RemoveEqualPointsXY() {
 
 void CSSE3dPolygon::ReducePoints() {
   if (m_count <= 0) return;
-  std::vector<int> kept = Scratch<int>(static_cast<std::size_t>(m_count));
+  std::vector<int> kept = qssse::scratchVector<int>(static_cast<std::size_t>(m_count));
   auto keepOnly = [&](int count) {
     CSSE3dPolygon tmp;
     tmp.Create(count);
