@@ -18,6 +18,7 @@
 #include "qssse/platform/Export.h"
 #include "qssse/platform/Field2D.h"
 #include "qssse/platform/File.h"
+#include "qssse/platform/InvalidArgumentException.h"
 #include "qssse/platform/Matrix4Rf.h"
 #include "qssse/platform/MemFile.h"
 #include "qssse/platform/MemoryException.h"

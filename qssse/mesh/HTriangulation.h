@@ -162,7 +162,7 @@ class QSSSE_API CHTriangulation {
   // numTriangles deliberately stays at the reserved bound, the unfilled records being all-zero triangles.
   void CreateTriangulationFromSSEField(CSSEMatrix* m, float threshold, bool above);
   // Cells of stepX by stepY pixels at x = 0, stepX, ... while x < sizeX - stepX (y likewise), corners read
-  // with clamping; numTriangles = triangles written. Steps below 1 throw std::invalid_argument.
+  // with clamping; numTriangles = triangles written. Steps below 1 throw CInvalidArgumentException.
   void CreateTriangulationFromSSEFieldSubSampled(CSSEMatrix* m, float threshold, bool above, int stepX,
                                                  int stepY);
   // Limited area: x = xFrom, xFrom + stepX, ... while x <= xTo - stepX (y likewise, bounds inclusive);
@@ -247,7 +247,7 @@ class QSSSE_API CHTriangulation {
   // As the sub-sampled builder, but a corner is valid only when it passes the threshold and
   // outline->PointInLineInnerArea(column, row, 4) holds, column and row being the corner's pixel
   // position as floats (raster units, not scaled). The reserve is the sub-sampled one. A null outline
-  // gives an empty mesh; steps below 1 throw std::invalid_argument.
+  // gives an empty mesh; steps below 1 throw CInvalidArgumentException.
   void CreateTriangulationFromSSEFieldSubSampled(CSSEMatrix* m, float threshold, bool above, int stepX,
                                                  int stepY, CSSE3dPolygon* outline);
   // Collects one stretch per border triangle (CollectBorderStretches, needs CalcNeighbours), makes line
@@ -273,7 +273,7 @@ class QSSSE_API CHTriangulation {
   //
   // W = trunc(E.x / scanResX + 0.5), H likewise, E = box maximum - minimum. A null matrix, no triangles,
   // or W or H below 1 leave the matrix untouched; H above CSSEMatrix::kMaxSizeY throws
-  // std::invalid_argument and W beyond int CMemoryException before the matrix changes. Otherwise the
+  // CInvalidArgumentException and W beyond int CMemoryException before the matrix changes. Otherwise the
   // matrix is re-created at W x H, filled with the sentinel -999999.9 (maximum) or 999999.9 (minimum),
   // stamped, and every pixel within 1.0 of the sentinel becomes 0.
   //

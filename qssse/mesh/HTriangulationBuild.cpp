@@ -2,7 +2,7 @@
 // AppendTriangle writes for its corner masks.
 #include <climits>
 #include <cstdint>
-#include <stdexcept>
+#include "qssse/platform/InvalidArgumentException.h"
 
 #include "qssse/mesh/HTriangulation.h"
 #include "qssse/platform/MemoryException.h"
@@ -32,7 +32,7 @@ int Reserve(std::int64_t count, int stepX, int stepY) {
 }
 
 void CheckSteps(int stepX, int stepY) {
-  if (stepX < 1 || stepY < 1) throw std::invalid_argument("CHTriangulation: sub-sampling steps must be >= 1");
+  if (stepX < 1 || stepY < 1) AfxThrowInvalidArgumentException("CHTriangulation: sub-sampling steps must be >= 1");
 }
 
 bool Usable(const CSSEMatrix* m) { return m != nullptr && m->HasPixels(); }

@@ -8,7 +8,7 @@ class DmArray2D : private DmField2D<T, 1> {
   using Field = DmField2D<T, 1>;
 
  public:
-  // 0 x 0, or sizeX by sizeY zeros; negative sizes throw std::invalid_argument.
+  // 0 x 0, or sizeX by sizeY zeros; negative sizes throw CInvalidArgumentException.
   using Field::Field;
 
   using Field::GetSizeX;

@@ -1,7 +1,7 @@
 #pragma once
 #include <cassert>
 #include <cstddef>
-#include <stdexcept>
+#include "qssse/platform/InvalidArgumentException.h"
 #include <vector>
 
 // A plain 2-D field of N values of T per cell, row-major with x fastest: cell (x, y) starts at element
@@ -14,9 +14,9 @@ class DmField2D {
  public:
   // 0 x 0, no storage.
   DmField2D() = default;
-  // sizeX by sizeY cells, every value zero (value-initialised). Negative sizes throw std::invalid_argument.
+  // sizeX by sizeY cells, every value zero (value-initialised). Negative sizes throw CInvalidArgumentException.
   DmField2D(int sizeX, int sizeY) : m_sizeX(sizeX), m_sizeY(sizeY) {
-    if (sizeX < 0 || sizeY < 0) throw std::invalid_argument("DmField2D: negative size");
+    if (sizeX < 0 || sizeY < 0) AfxThrowInvalidArgumentException("DmField2D: negative size");
     m_data.resize(static_cast<std::size_t>(sizeX) * static_cast<std::size_t>(sizeY) * N);
   }
 

@@ -3,13 +3,13 @@
 #include "qssse/platform/CoreException.h"
 
 #include <cstring>
-#include <stdexcept>
+#include "qssse/platform/InvalidArgumentException.h"
 #include <utility>
 
 namespace {
 
 std::vector<unsigned char> copyOf(const void* data, std::size_t size) {
-  if (data == nullptr && size > 0) throw std::invalid_argument("CbStreamReadBinaryMemory: null data");
+  if (data == nullptr && size > 0) AfxThrowInvalidArgumentException("CbStreamReadBinaryMemory: null data");
   const auto* first = static_cast<const unsigned char*>(data);
   return size > 0 ? std::vector<unsigned char>(first, first + size) : std::vector<unsigned char>();
 }

@@ -13,7 +13,7 @@ class QSSSE_API CbStreamReadBinaryMemory : public CbStreamReadBinary {
   explicit CbStreamReadBinaryMemory(const std::vector<unsigned char>& data);
   // Takes data over without copying.
   explicit CbStreamReadBinaryMemory(std::vector<unsigned char>&& data);
-  // Copies size bytes from data; null data with a size above 0 throws std::invalid_argument.
+  // Copies size bytes from data; null data with a size above 0 throws CInvalidArgumentException.
   CbStreamReadBinaryMemory(const void* data, std::size_t size);
   ~CbStreamReadBinaryMemory() override;
 

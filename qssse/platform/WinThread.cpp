@@ -2,14 +2,14 @@
 
 #include "qssse/platform/Event.h"
 
-#include <stdexcept>
+#include "qssse/platform/InvalidArgumentException.h"
 #include <system_error>
 #include <utility>
 
 namespace {
 
 std::function<void()> checked(std::function<void()> work) {
-  if (!work) throw std::invalid_argument("AfxBeginThread: no work to run");
+  if (!work) AfxThrowInvalidArgumentException("AfxBeginThread: no work to run");
   return work;
 }
 
@@ -44,7 +44,7 @@ void CWinThread::Join() {
 }
 
 std::unique_ptr<CWinThread> AfxBeginThread(AFX_THREADPROC proc, void* param, CEvent* finished) {
-  if (proc == nullptr) throw std::invalid_argument("AfxBeginThread: null thread procedure");
+  if (proc == nullptr) AfxThrowInvalidArgumentException("AfxBeginThread: null thread procedure");
   return std::make_unique<CWinThread>([proc, param] { proc(param); }, finished);
 }
 

@@ -17,7 +17,7 @@ class QSSSE_API CWinThread {
  public:
   // Starts running work on a new thread. When work ends, by returning or by throwing, `finished`
   // (if not null) is set, so a caller waiting on it never hangs. Empty work throws
-  // std::invalid_argument; a thread that cannot be started throws std::system_error. In both cases
+  // CInvalidArgumentException; a thread that cannot be started throws std::system_error. In both cases
   // nothing runs and `finished` is not set.
   explicit CWinThread(std::function<void()> work, CEvent* finished = nullptr);
   CWinThread(const CWinThread&) = delete;
@@ -35,7 +35,7 @@ class QSSSE_API CWinThread {
   std::thread m_thread;
 };
 
-// Starts proc(param) on a worker thread, as CWinThread does. A null proc throws std::invalid_argument.
+// Starts proc(param) on a worker thread, as CWinThread does. A null proc throws CInvalidArgumentException.
 QSSSE_API std::unique_ptr<CWinThread> AfxBeginThread(AFX_THREADPROC proc, void* param,
                                                      CEvent* finished = nullptr);
 // Starts work on a worker thread, as CWinThread does.

@@ -102,6 +102,8 @@ CSSE3dPolygon::CSSE3dPolygon(DmHermiteSpline* spline, float step, bool reparamet
 
 void CSSE3dPolygon::Create(int n) {
   Free();
+  // Cleared even when nothing is allocated: Free leaves an empty polygon's flag alone, Create never does.
+  m_boxCalculated = false;
   if (n <= 0) return;
   const std::size_t cap = Capacity(n);
   float** arrays[] = {&m_x, &m_y, &m_z, &m_nx, &m_ny, &m_nz};
@@ -119,7 +121,6 @@ void CSSE3dPolygon::Create(int n) {
     throw;
   }
   m_count = n;
-  m_boxCalculated = false;
 }
 
 void CSSE3dPolygon::Free() {

@@ -48,10 +48,12 @@ class QSSSE_API CSSE3dPolygon : public CbReferenceCounted {
   // an empty polygon.
   CSSE3dPolygon(DmHermiteSpline* spline, float step, bool reparametrize, bool orient);
 
-  // Discards the points and allocates room for n (uninitialised points, zero padding); flag cleared.
-  // n <= 0 leaves the polygon empty. The five stored points are not touched.
+  // Discards the points and allocates room for n (uninitialised points, zero padding); flag cleared in
+  // every case, also by Create(0) on an empty polygon. n <= 0 leaves the polygon empty. The five stored
+  // points are not touched.
   void Create(int n);
-  // Releases the arrays of a non-empty polygon; count 0, flag cleared. The stored points are kept.
+  // Releases the arrays of a non-empty polygon; count 0, flag cleared. On an empty polygon it does
+  // nothing at all (the flag stays as it is). The stored points are kept.
   void Free();
   // Becomes a copy of src's X, Y, Z (normalized arrays uninitialised), its five stored points and its
   // flag. A null src or src == this does nothing.

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cfloat>
 #include <cstring>
-#include <stdexcept>
+#include "qssse/platform/InvalidArgumentException.h"
 #include <string>
 
 #include "qssse/platform/AlignedMemory.h"
@@ -45,7 +45,7 @@ std::size_t CSSEMatrix::FieldElements(int i) const {
 
 void CSSEMatrix::Allocate(int newSizeX, int newSizeY) {
   if (newSizeX < 0 || newSizeY < 0 || newSizeY > kMaxSizeY) {
-    throw std::invalid_argument("CSSEMatrix: size " + std::to_string(newSizeX) + " x " +
+    AfxThrowInvalidArgumentException("CSSEMatrix: size " + std::to_string(newSizeX) + " x " +
                                 std::to_string(newSizeY) + " is outside 0..2^31 x 0.." +
                                 std::to_string(kMaxSizeY));
   }

@@ -31,7 +31,7 @@ class CbStreamReadBinary;
 //
 // Robustness: reading from a matrix without pixels (default-constructed, freed, or of size 0) returns 0
 // and writing to it does nothing; Create rejects negative sizes and sizeY > kMaxSizeY with
-// std::invalid_argument; allocation failure raises CMemoryException.
+// CInvalidArgumentException; allocation failure raises CMemoryException.
 class QSSSE_API CSSEMatrix : public CbReferenceCounted {
  public:
   static constexpr int kMaxFields = 250;
@@ -46,7 +46,7 @@ class QSSSE_API CSSEMatrix : public CbReferenceCounted {
   ~CSSEMatrix() override;
 
   // Frees any storage, sets the sizes by the layout rules and allocates zeroed storage (padding too).
-  // Negative sizes or sizeY > kMaxSizeY throw std::invalid_argument; a size of 0 gives a matrix without
+  // Negative sizes or sizeY > kMaxSizeY throw CInvalidArgumentException; a size of 0 gives a matrix without
   // pixels (a 0-wide one holds no elements, an n x 0 one holds its padding row only).
   void Create(int sizeX, int sizeY);
   // Create without zeroing: the elements hold whatever the allocator returned.
@@ -191,7 +191,7 @@ class QSSSE_API CSSEMatrix : public CbReferenceCounted {
   // Bilinear, corner-aligned resampling in place: target (i, j) samples source (i * sx, j * sy) with
   // sx = sizeX / newSizeX in float, the weights and the sum in the fixed order of the plain loop;
   // padding of the result holds source (0, 0). Does nothing for a size below 1 or without pixels;
-  // newSizeY above kMaxSizeY throws std::invalid_argument with the matrix unchanged.
+  // newSizeY above kMaxSizeY throws CInvalidArgumentException with the matrix unchanged.
   void ScaleMatrix(int newSizeX, int newSizeY);
   // The same four rows at a time with SIMD; equal to ScaleMatrix bit for bit on every pixel. The
   // result is built in new storage that replaces the old (earlier row pointers become invalid).

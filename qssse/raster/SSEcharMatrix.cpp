@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstring>
-#include <stdexcept>
+#include "qssse/platform/InvalidArgumentException.h"
 #include <string>
 
 #include "qssse/platform/AlignedMemory.h"
@@ -48,7 +48,7 @@ void CSSEcharMatrix::init() {
 
 void CSSEcharMatrix::Create(int newSizeX, int newSizeY) {
   if (newSizeX < 0 || newSizeY < 0 || newSizeY > kMaxSizeY) {
-    throw std::invalid_argument("CSSEcharMatrix: size " + std::to_string(newSizeX) + " x " +
+    AfxThrowInvalidArgumentException("CSSEcharMatrix: size " + std::to_string(newSizeX) + " x " +
                                 std::to_string(newSizeY) + " is outside 0..2^31 x 0.." +
                                 std::to_string(kMaxSizeY));
   }

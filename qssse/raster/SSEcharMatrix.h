@@ -15,7 +15,7 @@ class CSSEMatrix;
 //
 // Coordinates outside the matrix are clamped to the nearest border pixel, as for CSSEMatrix. A matrix
 // without pixels (default, freed, or of size 0) reads 0 and ignores writes. Create rejects negative
-// sizes and sizeY > kMaxSizeY with std::invalid_argument; allocation failure raises CMemoryException.
+// sizes and sizeY > kMaxSizeY with CInvalidArgumentException; allocation failure raises CMemoryException.
 class QSSSE_API CSSEcharMatrix {
  public:
   static constexpr int kMaxFields = 250;

@@ -1,9 +1,9 @@
 #include <gtest/gtest.h>
 
 #include <random>
-#include <stdexcept>
 
 #include "MeshTestSupport.h"
+#include "qssse/platform/InvalidArgumentException.h"
 
 using meshtest::FillField;
 
@@ -174,9 +174,9 @@ TEST(HTriangulationBuild, BadArgumentsAreRejectedOrGiveEmptyMeshes) {
   CSSEMatrix m;
   const float rows[2][2] = {{1, 1}, {1, 1}};
   FillField(m, rows);
-  EXPECT_THROW(CHTriangulation(&m, 0.0f, true, 1, 1, 1, 0, 1), std::invalid_argument);
-  EXPECT_THROW(CHTriangulation(&m, 0.0f, true, 1, 1, 1, 1, 0, 0, 1, 0, 1, false), std::invalid_argument);
-  EXPECT_THROW(CHTriangulation(&m, &m, true, 1, 1, 1, 1, -1), std::invalid_argument);
+  EXPECT_THROW(CHTriangulation(&m, 0.0f, true, 1, 1, 1, 0, 1), CInvalidArgumentException);
+  EXPECT_THROW(CHTriangulation(&m, 0.0f, true, 1, 1, 1, 1, 0, 0, 1, 0, 1, false), CInvalidArgumentException);
+  EXPECT_THROW(CHTriangulation(&m, &m, true, 1, 1, 1, 1, -1), CInvalidArgumentException);
   CSSEMatrix empty;
   EXPECT_EQ(CHTriangulation(&empty, 0.0f, true, 1, 1, 1).GetNumTriangles(), 0);
   EXPECT_EQ(CHTriangulation(nullptr, 0.0f, true, 1, 1, 1, 1, 1).GetNumTriangles(), 0);

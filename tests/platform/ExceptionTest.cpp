@@ -4,6 +4,7 @@
 
 #include "qssse/platform/ArchiveException.h"
 #include "qssse/platform/CoreException.h"
+#include "qssse/platform/InvalidArgumentException.h"
 #include "qssse/platform/MemoryException.h"
 
 namespace {
@@ -40,6 +41,11 @@ TEST(Exceptions, OutOfMemoryMessagesAndCommonBase) {
   EXPECT_THROW(throw CbExceptionOutOfMemory(), CbException);
   EXPECT_STREQ(CbExceptionOutOfMemory().what(), "out of memory");
   EXPECT_STREQ(CbException("stream: read past the end").what(), "stream: read past the end");
+  try {
+    AfxThrowInvalidArgumentException("CSSEMatrix: size -1 x 4");
+  } catch (const CException& e) {
+    EXPECT_STREQ(e.what(), "CSSEMatrix: size -1 x 4");
+  }
 }
 
 }  // namespace

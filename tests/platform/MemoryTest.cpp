@@ -10,6 +10,7 @@
 #include "qssse/platform/AlignedMemory.h"
 #include "qssse/platform/Array2D.h"
 #include "qssse/platform/Field2D.h"
+#include "qssse/platform/InvalidArgumentException.h"
 #include "qssse/platform/ReferenceCounted.h"
 
 namespace {
@@ -128,8 +129,8 @@ TEST(Field2D, EmptyAndNegativeSizes) {
   DmField2D<float, 1> empty;
   EXPECT_EQ(empty.GetSizeX(), 0);
   EXPECT_EQ(empty.GetData(), nullptr);
-  EXPECT_THROW((DmField2D<float, 1>(-1, 4)), std::invalid_argument);
-  EXPECT_THROW(DmArray2D<float>(4, -1), std::invalid_argument);
+  EXPECT_THROW((DmField2D<float, 1>(-1, 4)), CInvalidArgumentException);
+  EXPECT_THROW(DmArray2D<float>(4, -1), CInvalidArgumentException);
 }
 
 TEST(Array2D, SharesTheFieldLayoutButIsADistinctType) {

@@ -2,12 +2,12 @@
 
 #include <cstdint>
 #include <limits>
-#include <stdexcept>
 #include <string>
 #include <vector>
 
 #include "platform/TempFile.h"
 #include "qssse/platform/CoreException.h"
+#include "qssse/platform/InvalidArgumentException.h"
 #include "qssse/platform/StreamReadBinaryFile.h"
 #include "qssse/platform/StreamReadBinaryMemory.h"
 #include "qssse/platform/StreamWriteBinaryFile.h"
@@ -77,7 +77,7 @@ TEST(BinaryStream, ReadingPastTheEndThrowsAndConsumesTheRest) {
   CbStreamReadBinaryMemory in(Bytes{1, 2, 3});
   EXPECT_THROW(in.ReadInt32(), CbException);
   EXPECT_EQ(in.BytesRemaining(), 0u);
-  EXPECT_THROW(CbStreamReadBinaryMemory(nullptr, 4), std::invalid_argument);
+  EXPECT_THROW(CbStreamReadBinaryMemory(nullptr, 4), CInvalidArgumentException);
 }
 
 TEST(VersionRecord, AcceptsOneToTheHighestAndRejectsAfterReadingTheRecord) {

@@ -3,12 +3,12 @@
 #include <atomic>
 #include <chrono>
 #include <memory>
-#include <stdexcept>
 #include <string>
 #include <vector>
 
 #include "qssse/platform/CPU.h"
 #include "qssse/platform/Event.h"
+#include "qssse/platform/InvalidArgumentException.h"
 #include "qssse/platform/WinThread.h"
 
 namespace {
@@ -78,8 +78,8 @@ TEST(WinThread, DestructorWaitsForTheWorkerAndDropsItsException) {
 TEST(WinThread, MissingWorkIsRefusedBeforeAnyThreadStarts) {
   CEvent finished;
   EXPECT_THROW(AfxBeginThread(static_cast<AFX_THREADPROC>(nullptr), nullptr, &finished),
-               std::invalid_argument);
-  EXPECT_THROW(AfxBeginThread(std::function<void()>(), &finished), std::invalid_argument);
+               CInvalidArgumentException);
+  EXPECT_THROW(AfxBeginThread(std::function<void()>(), &finished), CInvalidArgumentException);
   EXPECT_FALSE(finished.Lock(0));
 }
 

@@ -33,6 +33,28 @@ TEST(PolygonStorage, IgnoredIndicesAndRingIndexing) {
   EXPECT_EQ(q.x, 0.0f);
 }
 
+// Create cleared the flag only when it allocated, so an empty polygon's box survived Create(0).
+TEST(PolygonStorage, CreateAlwaysClearsTheFlagFreeOnlyWhenItFreesSomething) {
+  CSSE3dPolygon empty;
+  empty.CalcBoundingBox();
+  empty.Free();
+  EXPECT_TRUE(empty.IsBoundingBoxCalculated());
+  empty.Create(0);
+  EXPECT_FALSE(empty.IsBoundingBoxCalculated());
+  EXPECT_EQ(empty.GetNumPoints(), 0);
+
+  CSSE3dPolygon p = Make({{1, 2, 3}, {4, 5, 6}, {7, 8, 9}});
+  p.CalcBoundingBox();
+  p.Free();
+  EXPECT_FALSE(p.IsBoundingBoxCalculated());
+  EXPECT_EQ(p.GetNumPoints(), 0);
+  p.CalcBoundingBox();
+  p.Create(2);
+  EXPECT_FALSE(p.IsBoundingBoxCalculated());
+  EXPECT_EQ(p.GetNumPoints(), 2);
+  EXPECT_EQ(p.GetTopRight().x, -1000000.0f);  // the stored points survive Create and Free
+}
+
 TEST(PolygonBoundingBox, StartValuesOfPlusMinusOneMillionAreTheContract) {
   CSSE3dPolygon empty;
   empty.CalcBoundingBox();

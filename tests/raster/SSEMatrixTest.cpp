@@ -3,9 +3,9 @@
 #include <cfloat>
 #include <cmath>
 #include <limits>
-#include <stdexcept>
 
 #include "qssse/platform/Field2D.h"
+#include "qssse/platform/InvalidArgumentException.h"
 #include "qssse/platform/MemoryException.h"
 #include "qssse/raster/SSEMatrix.h"
 
@@ -66,9 +66,9 @@ TEST(SSEMatrixLayout, CreateZeroesEverythingIncludingPadding) {
 
 TEST(SSEMatrixLayout, RejectsImpossibleSizesWithoutChangingTheMatrix) {
   CSSEMatrix m = Ramp(4, 4);
-  EXPECT_THROW(m.Create(-1, 4), std::invalid_argument);
-  EXPECT_THROW(m.Create(4, -1), std::invalid_argument);
-  EXPECT_THROW(m.Create(4, CSSEMatrix::kMaxSizeY + 1), std::invalid_argument);
+  EXPECT_THROW(m.Create(-1, 4), CInvalidArgumentException);
+  EXPECT_THROW(m.Create(4, -1), CInvalidArgumentException);
+  EXPECT_THROW(m.Create(4, CSSEMatrix::kMaxSizeY + 1), CInvalidArgumentException);
   EXPECT_EQ(m.GetPoint(3, 3), 303.0f);
   m.Create(1, CSSEMatrix::kMaxSizeY);  // the largest height the 250 fields hold
   EXPECT_EQ(m.GetFields(), 250);

@@ -3,11 +3,11 @@
 #include <cmath>
 #include <cstdint>
 #include <random>
-#include <stdexcept>
 #include <vector>
 
 #include "qssse/platform/Archive.h"
 #include "qssse/platform/ArchiveException.h"
+#include "qssse/platform/InvalidArgumentException.h"
 #include "qssse/platform/MemFile.h"
 #include "qssse/raster/SSEMatrix.h"
 #include "qssse/raster/SSEcharMatrix.h"
@@ -43,8 +43,8 @@ TEST(SSEcharMatrix, SixteenRowsPerElementWithAPaddingRow) {
   m.Create(3, 20);
   m.SetPoint(2, 17, 'q');
   EXPECT_EQ(Byte(m, 2, 1, 1), 'q');
-  EXPECT_THROW(m.Create(-1, 3), std::invalid_argument);
-  EXPECT_THROW(m.Create(3, CSSEcharMatrix::kMaxSizeY + 1), std::invalid_argument);
+  EXPECT_THROW(m.Create(-1, 3), CInvalidArgumentException);
+  EXPECT_THROW(m.Create(3, CSSEcharMatrix::kMaxSizeY + 1), CInvalidArgumentException);
 }
 
 TEST(SSEcharMatrix, AccessIsClampedAndEmptyMatricesAreInert) {
