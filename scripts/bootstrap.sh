@@ -13,7 +13,7 @@ extra=""
 optional="python3-numpy python3-pil python3-meshio pngcheck"
 for what in "$@"; do
   case "$what" in
-    bench) extra="$extra libbenchmark-dev"; optional="$optional libopencv-dev libopencv-contrib-dev" ;;
+    bench) extra="$extra libbenchmark-dev"; optional="$optional libopencv-dev libopencv-contrib-dev libcgal-dev libqhull-dev libpolyclipping-dev" ;;
     sanitize) ;;  # g++ brings the ASan, UBSan and TSan runtimes
     fuzz) extra="$extra clang libclang-rt-14-dev" ;;
     *) echo "bootstrap: unknown group '$what'" >&2; exit 2 ;;

@@ -3,9 +3,11 @@
 #include <cstdio>
 #include <exception>
 #include <string>
+#include <vector>
 
 #include "cli/Commands.h"
 #include "cli/Error.h"
+#include "cli/Subcommand.h"
 
 namespace qssse::tool {
 namespace {
@@ -133,6 +135,9 @@ int RunProgram(int argc, char** argv) {
   cInfo->add_option("files", info.files, "files to describe")->required();
   AddRasterInput(cInfo, info.raster);
 
+  // Commands that live in files of their own.
+  std::vector<Subcommand> more;
+
   try {
     app.parse(argc, argv);
   } catch (const CLI::CallForHelp& e) {
@@ -155,7 +160,11 @@ int RunProgram(int argc, char** argv) {
     if (chosen == cScan) return RunScan(scan);
     if (chosen == cFill) return RunFill(fill);
     if (chosen == cMorph) return RunMorph(morph);
-    return RunInfo(info);
+    if (chosen == cInfo) return RunInfo(info);
+    for (const Subcommand& c : more) {
+      if (chosen == c.app) return c.run();
+    }
+    return kExitUsage;
   } catch (const Unavailable& e) {
     std::fflush(stdout);
     std::fprintf(stderr, "qssse %s: %s\n", name.c_str(), OneLine(e.what()).c_str());
