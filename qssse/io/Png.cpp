@@ -109,7 +109,10 @@ PngGrey DecodePngGrey(const std::vector<unsigned char>& bytes, const std::string
   spng_trns trns{};
   const bool haveTrns = spng_get_trns(ctx.get(), &trns) == 0;
   const bool haveAlpha = ihdr.color_type == SPNG_COLOR_TYPE_GRAYSCALE_ALPHA || haveTrns;
-  const int fmt = img.bitDepth == 16 ? SPNG_FMT_GA16 : SPNG_FMT_GA8;
+  // A grey+alpha image decodes in its own format, which has the same pairs (8-bit, or 16-bit host-endian).
+  const int fmt = ihdr.color_type == SPNG_COLOR_TYPE_GRAYSCALE_ALPHA ? SPNG_FMT_PNG
+                  : img.bitDepth == 16                               ? SPNG_FMT_GA16
+                                                                     : SPNG_FMT_GA8;
   std::size_t outSize = 0;
   Check(spng_decoded_image_size(ctx.get(), fmt, &outSize), file, "size");
   // The compressed data bounds the image: deflate expands at most about 1032:1, so a header that

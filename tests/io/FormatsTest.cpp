@@ -13,6 +13,7 @@
 
 using namespace qssse::io;
 using iotest::Bytes;
+using iotest::ExpectEveryPrefixFails;
 using qssse::io::detail::ByteReader;
 using qssse::io::detail::PutF32LE;
 
@@ -35,24 +36,6 @@ MeshData SmallMesh() {
   m.vertices = {{0, 0, 0}, {1, 0, 0.5f}, {0, 1, 0.25f}, {1, 1, -2.0f}};
   m.triangles = {{0, 1, 2}, {1, 3, 2}};
   return m;
-}
-
-// Cuts the file at every length from 0 to size-1 and expects each prefix to fail with a CIoException
-// whose message is one line naming the file.
-template <class Parse>
-void ExpectEveryPrefixFails(const std::vector<unsigned char>& bytes, Parse parse) {
-  for (std::size_t n = 0; n < bytes.size(); ++n) {
-    const std::vector<unsigned char> prefix(bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(n));
-    try {
-      parse(prefix);
-      ADD_FAILURE() << "a prefix of " << n << " of " << bytes.size() << " bytes was accepted";
-      return;
-    } catch (const CIoException& e) {
-      const std::string what = e.what();
-      ASSERT_EQ(what.find('\n'), std::string::npos) << what;
-      ASSERT_EQ(what.rfind("f.bin: ", 0), 0u) << what;
-    }
-  }
 }
 
 }  // namespace

@@ -1,4 +1,5 @@
 #pragma once
+#include <gtest/gtest.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -10,6 +11,8 @@
 #include <random>
 #include <string>
 #include <vector>
+
+#include "qssse/io/IoException.h"
 
 // Shared helpers of the I/O and program tests: a private temporary directory, whole-file access and
 // running a shell command with its output captured.
@@ -54,6 +57,24 @@ inline void WriteText(const std::string& path, const std::string& text) {
 }
 
 inline std::vector<unsigned char> Bytes(const std::string& s) { return {s.begin(), s.end()}; }
+
+// Cuts the file at every length from 0 to size-1 and expects each prefix to fail with a CIoException
+// whose message is one line naming the file.
+template <class Parse>
+inline void ExpectEveryPrefixFails(const std::vector<unsigned char>& bytes, Parse parse) {
+  for (std::size_t n = 0; n < bytes.size(); ++n) {
+    const std::vector<unsigned char> prefix(bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(n));
+    try {
+      parse(prefix);
+      ADD_FAILURE() << "a prefix of " << n << " of " << bytes.size() << " bytes was accepted";
+      return;
+    } catch (const CIoException& e) {
+      const std::string what = e.what();
+      ASSERT_EQ(what.find('\n'), std::string::npos) << what;
+      ASSERT_EQ(what.rfind("f.bin: ", 0), 0u) << what;
+    }
+  }
+}
 
 struct RunResult {
   int status = -1;
