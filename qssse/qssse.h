@@ -61,3 +61,5 @@
 #include "qssse/mesh/ScanSweep.h"
 #include "qssse/mesh/ScanWorkers.h"
 #include "qssse/mesh/Stretch.h"
+
+#include "qssse/geometry/HConvexHull2D.h"
