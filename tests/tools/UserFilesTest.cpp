@@ -94,6 +94,12 @@ TEST(UserFiles, EveryCommandTellsFilesByTheirContents) {
   EXPECT_NE(off.out.find("square.off: OFF mesh, 2 triangles, 4 vertices (4 distinct)"), std::string::npos)
       << off.out;
   EXPECT_NE(off.out.find("1 polygon of more than three corners split into triangles"), std::string::npos);
+  const auto scanned = RunTool(dir, {"scan", dir / "square.off", dir / "square.pfm"});
+  ASSERT_EQ(scanned.status, 0) << scanned.err;
+  EXPECT_NE(
+      scanned.out.find("square.off: 1 polygon of more than three corners split into 2 triangles in all"),
+      std::string::npos)
+      << scanned.out;
   const auto asOutline = RunTool(dir, {"fill", dir / "square.off", dir / "mask.png"});
   EXPECT_EQ(asOutline.status, 1);
   EXPECT_EQ(CountLines(asOutline.err), 1);

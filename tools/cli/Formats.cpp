@@ -23,4 +23,13 @@ HeightField ReadRasterInput(const std::string& path, const RasterInputOptions& r
   return h;
 }
 
+MeshData ReadMeshInput(const std::string& path) {
+  MeshData m = ReadMesh(path);
+  if (m.splitPolygons > 0) {
+    std::printf("%s: %zu %s of more than three corners split into %zu triangles in all\n", path.c_str(),
+                m.splitPolygons, m.splitPolygons == 1 ? "polygon" : "polygons", m.triangles.size());
+  }
+  return m;
+}
+
 }  // namespace qssse::tool

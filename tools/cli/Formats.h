@@ -16,4 +16,8 @@ using namespace qssse::io;
 HeightField ReadRasterInput(const std::string& path, const RasterInputOptions& r, float noValue = 0.0f,
                             const char* becomes = "read as 0 (no value)");
 
+// Reads a mesh file; when the file held polygons of more than three corners, a line on stdout says how
+// many were split into triangles.
+MeshData ReadMeshInput(const std::string& path);
+
 }  // namespace qssse::tool

@@ -16,7 +16,7 @@ namespace qssse::tool {
 int RunScan(const ScanOptions& o) {
   if (!(std::isfinite(o.resolution) && o.resolution > 0.0f)) throw ToolError("--resolution must be positive");
   if (!std::isfinite(o.zOffset)) throw ToolError("--z-offset must be a number");
-  const MeshData data = ReadMesh(o.input);
+  const MeshData data = ReadMeshInput(o.input);
   HeightFieldKindFromName(o.output);  // a bad output name fails before the work
   if (data.triangles.empty()) throw ToolError(o.input, "the mesh has no triangles");
   const std::unique_ptr<CHTriangulation> mesh = ToTriangulation(data, o.input);
