@@ -7,6 +7,7 @@
 #include <string_view>
 
 #include "qssse/io/detail/Bytes.h"
+#include "qssse/io/detail/MeshBuild.h"
 
 namespace qssse::io {
 namespace {
@@ -24,12 +25,6 @@ bool StartsWith(const unsigned char* data, std::size_t size, std::string_view s)
 std::uint32_t Le32(const unsigned char* p) {
   return std::uint32_t{p[0]} | (std::uint32_t{p[1]} << 8) | (std::uint32_t{p[2]} << 16) |
          (std::uint32_t{p[3]} << 24);
-}
-
-bool BinaryStlSize(const unsigned char* data, std::size_t size) {
-  if (size < 84) return false;
-  std::uint64_t body = 0, total = 0;
-  return CheckedMul(Le32(data + 80), 50, body) && CheckedAdd(body, 84, total) && total == size;
 }
 
 // sizeX and sizeY, then sizeX * ((sizeY >> 2) + 1) SIMD elements of 16 bytes (CSSEMatrix::Store).
@@ -124,7 +119,7 @@ FileKind DetectFileKind(const unsigned char* data, std::size_t size, const std::
   }
 
   // 3. Binary files without a signature, told by their exact size; the name breaks a tie.
-  const bool stl = BinaryStlSize(data, size), matrix = MatrixFileSize(data, size);
+  const bool stl = detail::BinaryStlSizeMatches(data, size), matrix = MatrixFileSize(data, size);
   if (stl && matrix) return named == FileKind::Matrix ? FileKind::Matrix : FileKind::BinaryStl;
   if (stl) return FileKind::BinaryStl;
   if (matrix) return FileKind::Matrix;

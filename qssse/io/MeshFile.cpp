@@ -8,6 +8,7 @@
 #include "qssse/io/FileBytes.h"
 #include "qssse/io/IoException.h"
 #include "qssse/io/detail/Bytes.h"
+#include "qssse/io/detail/MeshBuild.h"
 #include "qssse/io/detail/TextScanner.h"
 #include "qssse/mesh/HTriangulation.h"
 #include "qssse/platform/InvalidArgumentException.h"
@@ -16,18 +17,6 @@ namespace qssse::io {
 namespace {
 
 using detail::ByteReader;
-
-bool BinaryStlSize(const std::vector<unsigned char>& bytes) {
-  if (bytes.size() < 84) return false;
-  ByteReader r(bytes.data() + 80, 4, "");
-  return std::uint64_t{r.U32LE("count")} * 50 + 84 == bytes.size();
-}
-
-void CheckVertex(const Vertex& v, std::size_t index, const std::string& file) {
-  if (!std::isfinite(v.x) || !std::isfinite(v.y) || !std::isfinite(v.z)) {
-    throw CIoException(file, "vertex " + std::to_string(index) + " has a non-finite coordinate");
-  }
-}
 
 // The file's kind, or CIoException saying what the file is when it holds no mesh.
 void RequireMesh(FileKind kind, const std::string& file) {
@@ -83,9 +72,7 @@ MeshData ParseAsciiStl(const std::vector<unsigned char>& bytes, const std::strin
       }
       if (loop.size() < 3) s.Fail("a facet has " + std::to_string(loop.size()) + " vertices, fewer than 3");
       s.Expect("endfacet");
-      if (loop.size() > 3) ++m.splitPolygons;
-      for (std::size_t k = 1; k + 1 < loop.size(); ++k)
-        m.triangles.push_back({loop[0], loop[k], loop[k + 1]});
+      detail::AddFace(loop, m);
     }
   }
   if (!any) throw CIoException(file, "the ASCII STL file is empty");
@@ -96,7 +83,8 @@ MeshData ParseAsciiStl(const std::vector<unsigned char>& bytes, const std::strin
 
 MeshData ParseStl(const std::vector<unsigned char>& bytes, const std::string& file) {
   // Binary files may start with "solid" too; their exact size tells them apart.
-  if (bytes.size() >= 5 && std::memcmp(bytes.data(), "solid", 5) == 0 && !BinaryStlSize(bytes) &&
+  if (bytes.size() >= 5 && std::memcmp(bytes.data(), "solid", 5) == 0 &&
+      !detail::BinaryStlSizeMatches(bytes.data(), bytes.size()) &&
       detail::LooksLikeText(bytes.data(), bytes.size())) {
     return ParseAsciiStl(bytes, file);
   }
@@ -120,7 +108,7 @@ MeshData ParseStl(const std::vector<unsigned char>& bytes, const std::string& fi
       v.x = r.F32LE("a vertex");
       v.y = r.F32LE("a vertex");
       v.z = r.F32LE("a vertex");
-      CheckVertex(v, m.vertices.size(), file);
+      detail::CheckVertex(v, m.vertices.size(), file);
       m.vertices.push_back(v);
     }
     r.Skip(2, "the attribute bytes");

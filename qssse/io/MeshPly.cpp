@@ -7,6 +7,7 @@
 #include "qssse/io/IoException.h"
 #include "qssse/io/MeshFile.h"
 #include "qssse/io/detail/Bytes.h"
+#include "qssse/io/detail/MeshBuild.h"
 
 namespace qssse::io {
 namespace {
@@ -253,16 +254,12 @@ MeshData ParsePly(const std::vector<unsigned char>& bytes, const std::string& fi
           throw CIoException(file, "PLY face " + std::to_string(item) + " has fewer than 3 corners");
         if (m.triangles.size() + polygon.size() > kMaxMeshElements)
           throw CIoException(file, "the PLY faces make more triangles than this library accepts");
-        if (polygon.size() > 3) ++m.splitPolygons;
-        for (std::size_t k = 1; k + 1 < polygon.size(); ++k)
-          m.triangles.push_back({polygon[0], polygon[k], polygon[k + 1]});
+        detail::AddFace(polygon, m);
       }
       if (isVertex) {
         const Vertex v{static_cast<float>(coords[0]), static_cast<float>(coords[1]),
                        static_cast<float>(coords[2])};
-        if (!std::isfinite(v.x) || !std::isfinite(v.y) || !std::isfinite(v.z))
-          throw CIoException(file,
-                             "vertex " + std::to_string(m.vertices.size()) + " has a non-finite coordinate");
+        detail::CheckVertex(v, m.vertices.size(), file);
         m.vertices.push_back(v);
       }
     }

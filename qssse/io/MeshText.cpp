@@ -6,25 +6,13 @@
 #include "qssse/io/IoException.h"
 #include "qssse/io/MeshFile.h"
 #include "qssse/io/detail/Bytes.h"
+#include "qssse/io/detail/MeshBuild.h"
 #include "qssse/io/detail/TextScanner.h"
 
 namespace qssse::io {
 namespace {
 
 using detail::Quote;
-
-void CheckVertex(const Vertex& v, std::size_t index, const std::string& file) {
-  if (!std::isfinite(v.x) || !std::isfinite(v.y) || !std::isfinite(v.z)) {
-    throw CIoException(file, "vertex " + std::to_string(index) + " has a non-finite coordinate");
-  }
-}
-
-// A face of corners 0 .. n-1 as a fan from its first corner.
-void AddFan(const std::vector<std::uint32_t>& polygon, MeshData& m) {
-  if (polygon.size() > 3) ++m.splitPolygons;
-  for (std::size_t k = 1; k + 1 < polygon.size(); ++k)
-    m.triangles.push_back({polygon[0], polygon[k], polygon[k + 1]});
-}
 
 }  // namespace
 
@@ -51,7 +39,7 @@ MeshData ParseObj(const std::vector<unsigned char>& bytes, const std::string& fi
       }
       if (m.vertices.size() >= kMaxMeshElements) fail("too many vertices");
       const Vertex v{c[0], c[1], c[2]};
-      CheckVertex(v, m.vertices.size(), file);
+      detail::CheckVertex(v, m.vertices.size(), file);
       m.vertices.push_back(v);
     } else if (w[0] == "f") {
       if (w.size() < 4) fail("a face needs at least 3 corners");
@@ -69,7 +57,7 @@ MeshData ParseObj(const std::vector<unsigned char>& bytes, const std::string& fi
         polygon.push_back(static_cast<std::uint32_t>(index));
       }
       if (m.triangles.size() + polygon.size() > kMaxMeshElements) fail("too many faces");
-      AddFan(polygon, m);
+      detail::AddFace(polygon, m);
     }
     // Normals, texture coordinates, groups, materials and the rest carry nothing a height mesh needs.
   }
@@ -128,7 +116,7 @@ MeshData ParseOff(const std::vector<unsigned char>& bytes, const std::string& fi
     }
     s.SkipLine();
     if (m.triangles.size() + polygon.size() > kMaxMeshElements) s.Fail("too many faces");
-    AddFan(polygon, m);
+    detail::AddFace(polygon, m);
   }
   if (!s.AtEnd()) {
     const std::string_view extra = s.Next();
