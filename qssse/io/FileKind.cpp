@@ -84,11 +84,10 @@ bool IsNumberStart(std::string_view w) {
 FileKind TextKind(std::string_view text) {
   const std::string_view w = FirstWord(text);
   if (w.empty()) return FileKind::Unknown;
-  // An ASCII STL opens with "solid" at the very start; the facets make sure it is one.
-  const std::string_view lead = text.substr(std::min(text.find_first_not_of(" \t\r\n"), text.size()));
-  if (lead.substr(0, 5) == "solid" &&
-      (lead.size() == 5 || std::isspace(static_cast<unsigned char>(lead[5]))) &&
-      (text.find("facet") != std::string_view::npos || text.find("endsolid") != std::string_view::npos)) {
+  // An ASCII STL opens with "solid"; a facet or the closing "endsolid" makes sure it is one.
+  if (detail::OpensWithSolid(reinterpret_cast<const unsigned char*>(text.data()), text.size()) &&
+      (text.find("facet") != std::string_view::npos || text.find("FACET") != std::string_view::npos ||
+       text.find("endsolid") != std::string_view::npos || text.find("ENDSOLID") != std::string_view::npos)) {
     return FileKind::AsciiStl;
   }
   if (IsOffKeyword(w)) return FileKind::Off;

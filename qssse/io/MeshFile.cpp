@@ -1,5 +1,6 @@
 #include "qssse/io/MeshFile.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstring>
 #include <limits>
@@ -45,11 +46,12 @@ MeshData ParseAsciiStl(const std::vector<unsigned char>& bytes, const std::strin
     for (;;) {
       const std::string_view w = s.Next();
       if (w.empty()) throw CIoException(file, "truncated: the text ends before 'endsolid'");
-      if (w == "endsolid") {
+      if (detail::EqualsNoCase(w, "endsolid")) {
         s.SkipLine();
         break;
       }
-      if (w != "facet") s.Fail("expected 'facet' or 'endsolid', found " + detail::Quote(w));
+      if (!detail::EqualsNoCase(w, "facet"))
+        s.Fail("expected 'facet' or 'endsolid', found " + detail::Quote(w));
       s.Expect("normal");
       for (int a = 0; a < 3; ++a) s.Float("a facet normal");
       s.Expect("outer");
@@ -57,8 +59,8 @@ MeshData ParseAsciiStl(const std::vector<unsigned char>& bytes, const std::strin
       loop.clear();
       for (;;) {
         const std::string_view v = s.Next();
-        if (v == "endloop") break;
-        if (v != "vertex") {
+        if (detail::EqualsNoCase(v, "endloop")) break;
+        if (!detail::EqualsNoCase(v, "vertex")) {
           if (v.empty()) throw CIoException(file, "truncated: the text ends inside a facet");
           s.Fail("expected 'vertex' or 'endloop', found " + detail::Quote(v));
         }
@@ -82,10 +84,10 @@ MeshData ParseAsciiStl(const std::vector<unsigned char>& bytes, const std::strin
 }  // namespace
 
 MeshData ParseStl(const std::vector<unsigned char>& bytes, const std::string& file) {
-  // Binary files may start with "solid" too; their exact size tells them apart.
-  if (bytes.size() >= 5 && std::memcmp(bytes.data(), "solid", 5) == 0 &&
+  // Binary files may start with "solid" too; their exact size and their bytes tell them apart.
+  if (detail::OpensWithSolid(bytes.data(), bytes.size()) &&
       !detail::BinaryStlSizeMatches(bytes.data(), bytes.size()) &&
-      detail::LooksLikeText(bytes.data(), bytes.size())) {
+      detail::LooksLikeText(bytes.data(), std::min<std::size_t>(bytes.size(), 4096))) {
     return ParseAsciiStl(bytes, file);
   }
   ByteReader r(bytes.data(), bytes.size(), file);

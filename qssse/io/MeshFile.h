@@ -54,7 +54,8 @@ QSSSE_IO_API FileKind MeshKindFromName(const std::string& path);
 // Counts are checked against the bytes present before anything is allocated, coordinates must be
 // finite, indices in range; bytes or values after the data are refused. CIoException(file, ...) on any
 // fault. Files without faces give a mesh without triangles here.
-// STL: binary, or ASCII when the text starts with "solid" and is not a binary file by its size.
+// STL: binary, or ASCII when the text opens with "solid" and is not a binary file by its size (ASCII
+// keywords in any case).
 QSSSE_IO_API MeshData ParseStl(const std::vector<unsigned char>& bytes, const std::string& file);
 // PLY: ascii, binary_little_endian or binary_big_endian; x, y, z of element "vertex" and the list
 // "vertex_indices" (or "vertex_index") of element "face"; other elements and properties are skipped.

@@ -131,6 +131,15 @@ TEST(AsciiStlFormat, FacetsReadToExactValuesAndLoopsOfMoreCornersAreFanned) {
   EXPECT_EQ(DetectFileKind(Bytes(text), "f.obj"), FileKind::AsciiStl);
 }
 
+TEST(AsciiStlFormat, CapitalKeywordsAndLeadingBlanksAreRead) {
+  const std::string text =
+      "\n  SOLID PART\nFACET NORMAL 0 0 1\nOUTER LOOP\nVERTEX 0 0 0\nVERTEX 1 0 0\nVERTEX 0 1 2\nENDLOOP\n"
+      "ENDFACET\nENDSOLID PART\n";
+  EXPECT_EQ(DetectFileKind(Bytes(text), "f"), FileKind::AsciiStl);
+  const MeshData m = ParseStl(Bytes(text), "f.stl");
+  EXPECT_EQ(m.vertices, (std::vector<Vertex>{{0, 0, 0}, {1, 0, 0}, {0, 1, 2}}));
+}
+
 TEST(AsciiStlFormat, ABinaryFileWhoseHeaderSaysSolidIsStillBinary) {
   MeshData m;
   m.vertices = {{0, 0, 0}, {1, 0, 0}, {0, 1, 0}};

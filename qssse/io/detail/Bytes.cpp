@@ -58,6 +58,22 @@ bool LooksLikeText(const unsigned char* data, std::size_t size) {
   return true;
 }
 
+bool EqualsNoCase(std::string_view a, std::string_view b) {
+  if (a.size() != b.size()) return false;
+  for (std::size_t i = 0; i < a.size(); ++i) {
+    if (std::tolower(static_cast<unsigned char>(a[i])) != std::tolower(static_cast<unsigned char>(b[i])))
+      return false;
+  }
+  return true;
+}
+
+bool OpensWithSolid(const unsigned char* data, std::size_t size) {
+  std::size_t i = 0;
+  while (i < size && std::isspace(data[i])) ++i;
+  if (size - i < 5 || !EqualsNoCase({reinterpret_cast<const char*>(data + i), 5}, "solid")) return false;
+  return size - i == 5 || std::isspace(data[i + 5]);
+}
+
 bool CheckedMul(std::uint64_t a, std::uint64_t b, std::uint64_t& out) {
   return !__builtin_mul_overflow(a, b, &out);
 }

@@ -25,6 +25,12 @@ std::vector<std::string_view> Words(std::string_view line);
 // (bytes >= 0x80 count as text, for UTF-8 comments).
 bool LooksLikeText(const unsigned char* data, std::size_t size);
 
+// True when the two are equal but for the case of ASCII letters.
+bool EqualsNoCase(std::string_view a, std::string_view b);
+// True when the bytes, after leading whitespace, open with the word "solid" in any case (an ASCII STL,
+// or a binary STL whose header happens to say so).
+bool OpensWithSolid(const unsigned char* data, std::size_t size);
+
 // a * b and a + b, false when the result would not fit in 64 bits.
 bool CheckedMul(std::uint64_t a, std::uint64_t b, std::uint64_t& out);
 bool CheckedAdd(std::uint64_t a, std::uint64_t b, std::uint64_t& out);

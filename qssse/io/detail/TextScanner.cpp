@@ -83,7 +83,7 @@ std::uint64_t TextScanner::Count(const char* what, std::uint64_t max) {
 void TextScanner::Expect(std::string_view word) {
   const std::string want(word);
   const std::string_view w = Required(("'" + want + "'").c_str());
-  if (w != word) Fail("expected '" + want + "', found " + Quote(w));
+  if (!EqualsNoCase(w, word)) Fail("expected '" + want + "', found " + Quote(w));
 }
 
 void TextScanner::Fail(const std::string& what) const {

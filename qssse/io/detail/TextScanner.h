@@ -25,7 +25,7 @@ class TextScanner {
   // text ends first ("truncated: ...") or the word is something else ("line 7: ...").
   float Float(const char* what);
   std::uint64_t Count(const char* what, std::uint64_t max);
-  // Throws unless the next word is `word`.
+  // Throws unless the next word is `word` (in any case: keywords are written in capitals by some tools).
   void Expect(std::string_view word);
 
   // Throws CIoException(file, "line N: what").
