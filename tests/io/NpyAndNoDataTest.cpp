@@ -38,6 +38,16 @@ std::vector<unsigned char> Npy(const std::string& descr, int rows, int cols, boo
   return out;
 }
 
+// The CRC of PNG chunks (ISO 3309), bit by bit.
+std::uint32_t Crc32(const unsigned char* data, std::size_t n) {
+  std::uint32_t c = 0xffffffffu;
+  for (std::size_t i = 0; i < n; ++i) {
+    c ^= data[i];
+    for (int k = 0; k < 8; ++k) c = (c >> 1) ^ (0xedb88320u & (0u - (c & 1u)));
+  }
+  return c ^ 0xffffffffu;
+}
+
 // Two's complement bit patterns of signed values.
 std::vector<std::uint64_t> Signed(const std::vector<std::int64_t>& v) { return {v.begin(), v.end()}; }
 
@@ -171,6 +181,17 @@ TEST(NoData, TransparentPngPixelsCarryNoHeightAndNanIsWrittenAsTransparent) {
     EXPECT_EQ(back.values, (std::vector<float>{-1, 0, 1}));
     EXPECT_EQ(back.noDataPixels, 1u);
   }
+  // A grey PNG whose tRNS chunk names one transparent level: those pixels carry no height.
+  std::vector<unsigned char> png = EncodePngGrey(2, 2, 8, {10, 20, 30, 20}, {});
+  const std::vector<unsigned char> trns = {0, 0, 0, 2, 't', 'R', 'N', 'S', 0, 20};
+  std::vector<unsigned char> chunk = trns;
+  const std::uint32_t crc = Crc32(trns.data() + 4, trns.size() - 4);
+  for (int i = 3; i >= 0; --i) chunk.push_back(static_cast<unsigned char>(crc >> (8 * i)));
+  png.insert(png.begin() + 33, chunk.begin(), chunk.end());  // after the signature and the IHDR chunk
+  const HeightField keyed = ParseHeightField(png, FileKind::Png, "f.png");
+  EXPECT_EQ(keyed.values, (std::vector<float>{10, 0, 30, 0}));
+  EXPECT_EQ(keyed.noDataPixels, 2u);
+
   // A PNG without transparency has no alpha to report.
   EXPECT_TRUE(DecodePngGrey(EncodePngHeights(HeightField{1, 1, {2}}, {}), "f.png").alpha.empty());
 }
