@@ -61,3 +61,8 @@
 #include "qssse/mesh/ScanSweep.h"
 #include "qssse/mesh/ScanWorkers.h"
 #include "qssse/mesh/Stretch.h"
+
+#include "qssse/geometry/HOctree.h"
+#include "qssse/geometry/HOctreeElement.h"
+
+#include "qssse/restoration/RestorationOctree.h"
