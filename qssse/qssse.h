@@ -68,4 +68,5 @@
 #include "qssse/geometry/HOctree.h"
 #include "qssse/geometry/HOctreeElement.h"
 
+#include "qssse/restoration/QsBottomTriangulationsBase.h"
 #include "qssse/restoration/RestorationOctree.h"

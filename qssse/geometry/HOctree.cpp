@@ -77,17 +77,23 @@ void CheckTreeFits(int levelCount) {
 // The mark a triangle filed at `level` receives.
 std::int32_t MarkForLevel(int level) {
   switch (level) {
-    case 1: return 4;
-    case 2: return 2;
-    case 3: return 3;
-    case 11: return -1;
-    default: return (level >= 4 && level <= 10) ? level + 1 : 1;
+    case 1:
+      return 4;
+    case 2:
+      return 2;
+    case 3:
+      return 3;
+    case 11:
+      return -1;
+    default:
+      return (level >= 4 && level <= 10) ? level + 1 : 1;
   }
 }
 
 bool BoxWithin(const t_htriangle* t, const t_hoctreeelement* e) {
   if (t->minPoint == nullptr || t->maxPoint == nullptr) return false;
-  return simd::all(simd::le(e->minPoint.m, t->minPoint->m)) && simd::all(simd::le(t->maxPoint->m, e->maxPoint.m));
+  return simd::all(simd::le(e->minPoint.m, t->minPoint->m)) &&
+         simd::all(simd::le(t->maxPoint->m, e->maxPoint.m));
 }
 
 // The deepest element under e that holds t's whole box, children tried in order; null when e does not.
@@ -207,7 +213,8 @@ void CHOctree::PositionReferenceOctree(t_hoctreeelement* e, const SSEPoint* cent
   for (int c = 0; c < 8; ++c) {
     if (e->children[c] == nullptr) continue;
     SSEPoint childCentre;
-    childCentre.m = simd::add(centre->m, simd::mul(simd::lanes(kOffset[c][0], kOffset[c][1], kOffset[c][2], 0.0f), quarter));
+    childCentre.m = simd::add(
+        centre->m, simd::mul(simd::lanes(kOffset[c][0], kOffset[c][1], kOffset[c][2], 0.0f), quarter));
     PositionReferenceOctree(e->children[c], &childCentre);
   }
 }

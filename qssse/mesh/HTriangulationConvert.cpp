@@ -19,7 +19,8 @@ DmTriangulationStatic Indexed(const CHTriangulation& mesh) {
   std::vector<float> coordinates;
   coordinates.reserve(9 * n);
   const SSEPoint* corners = mesh.GetEdgeArray();
-  for (std::size_t i = 0; i < 3 * n; ++i) coordinates.insert(coordinates.end(), {corners[i].x, corners[i].y, corners[i].z});
+  for (std::size_t i = 0; i < 3 * n; ++i)
+    coordinates.insert(coordinates.end(), {corners[i].x, corners[i].y, corners[i].z});
   std::vector<std::int32_t> indices(3 * n);
   for (std::size_t i = 0; i < 3 * n; ++i) indices[i] = static_cast<std::int32_t>(i);
   DmTriangulationStatic out(std::move(coordinates), std::move(indices));
@@ -29,7 +30,8 @@ DmTriangulationStatic Indexed(const CHTriangulation& mesh) {
 
 }  // namespace
 
-CHTriangulation::CHTriangulation(DmTriangulationStatic* mesh, float sx, float sy, float sz) : CHTriangulation() {
+CHTriangulation::CHTriangulation(DmTriangulationStatic* mesh, float sx, float sy, float sz)
+    : CHTriangulation() {
   BaseInitialization(sx, sy, sz);
   CreateTriangulationFromDmTriangulation(mesh);
   if (numTriangles <= 0) return;
@@ -38,7 +40,8 @@ CHTriangulation::CHTriangulation(DmTriangulationStatic* mesh, float sx, float sy
   CalcNormalsFromVertices();
 }
 
-CHTriangulation::CHTriangulation(DmTriangulationDynamic* mesh, float sx, float sy, float sz) : CHTriangulation() {
+CHTriangulation::CHTriangulation(DmTriangulationDynamic* mesh, float sx, float sy, float sz)
+    : CHTriangulation() {
   BaseInitialization(sx, sy, sz);
   CreateTriangulationFromDmTriangulation(mesh);
   if (numTriangles <= 0) return;
@@ -80,8 +83,8 @@ DmTriangulationStatic* CHTriangulation::CreateDmTriangulationFromHTriangulation(
 QsCTriangulationStatic* CHTriangulation::CreateQsCTriangulationFromHTriangulation() const {
   try {
     const DmTriangulationStatic indexed = Indexed(*this);
-    return new QsCTriangulationStatic(indexed.GetCoordinates(), indexed.GetNumVertices(), indexed.GetIndices(),
-                                      indexed.GetNumTriangles());
+    return new QsCTriangulationStatic(indexed.GetCoordinates(), indexed.GetNumVertices(),
+                                      indexed.GetIndices(), indexed.GetNumTriangles());
   } catch (const std::bad_alloc&) {
     AfxThrowMemoryException();
   }

@@ -17,7 +17,8 @@ DmTriangulationDynamic::DmTriangulationDynamic(const DmTriangulationStatic& mesh
   m_vertices.reserve(static_cast<std::size_t>(mesh.GetNumVertices()));
   for (int i = 0; i < mesh.GetNumVertices(); ++i) m_vertices.push_back(mesh.GetVertex(i));
   if (mesh.GetNumTriangles() > 0)
-    m_indices.assign(mesh.GetIndices(), mesh.GetIndices() + 3 * static_cast<std::size_t>(mesh.GetNumTriangles()));
+    m_indices.assign(mesh.GetIndices(),
+                     mesh.GetIndices() + 3 * static_cast<std::size_t>(mesh.GetNumTriangles()));
 }
 
 DmTriangulationDynamic::~DmTriangulationDynamic() = default;

@@ -32,7 +32,8 @@ std::uint64_t HashVertex(const float* p) {
 
 }  // namespace
 
-DmTriangulationStatic::DmTriangulationStatic(std::vector<float> coordinates, std::vector<std::int32_t> indices) {
+DmTriangulationStatic::DmTriangulationStatic(std::vector<float> coordinates,
+                                             std::vector<std::int32_t> indices) {
   Create(std::move(coordinates), std::move(indices));
 }
 
@@ -42,9 +43,11 @@ void DmTriangulationStatic::Create(std::vector<float> coordinates, std::vector<s
   const auto fail = [](const std::string& what) {
     AfxThrowInvalidArgumentException("DmTriangulationStatic::Create: " + what);
   };
-  if (coordinates.size() % 3 != 0) fail(std::to_string(coordinates.size()) + " coordinates, not x, y, z triples");
+  if (coordinates.size() % 3 != 0)
+    fail(std::to_string(coordinates.size()) + " coordinates, not x, y, z triples");
   if (indices.size() % 3 != 0) fail(std::to_string(indices.size()) + " indices, not triangle triples");
-  if (coordinates.size() / 3 > kMaxCount || indices.size() / 3 > kMaxCount) fail("more than 2^31 - 1 vertices or triangles");
+  if (coordinates.size() / 3 > kMaxCount || indices.size() / 3 > kMaxCount)
+    fail("more than 2^31 - 1 vertices or triangles");
   const std::int64_t vertices = static_cast<std::int64_t>(coordinates.size() / 3);
   for (std::size_t i = 0; i < indices.size(); ++i) {
     if (indices[i] < 0 || indices[i] >= vertices)
@@ -88,7 +91,8 @@ void DmTriangulationStatic::ComputeBoundingBox(DmBoundingBox3f& box) const {
 
 void DmTriangulationStatic::Combine(const DmTriangulationStatic& other) {
   const std::size_t shift = m_coordinates.size() / 3;
-  if (shift + other.m_coordinates.size() / 3 > kMaxCount || (m_indices.size() + other.m_indices.size()) / 3 > kMaxCount)
+  if (shift + other.m_coordinates.size() / 3 > kMaxCount ||
+      (m_indices.size() + other.m_indices.size()) / 3 > kMaxCount)
     AfxThrowMemoryException();
   // Copied first: other may be this mesh.
   std::vector<float> coordinates = other.m_coordinates;

@@ -14,7 +14,8 @@ class QSSSE_API QsCTriangulationStatic {
   // Copies numVertices vertices (3 * numVertices floats) and numTriangles triples. Null arrays are
   // allowed with a count of 0. Throws CInvalidArgumentException for a negative count, a null array with a
   // positive count, or an index that is not a vertex.
-  QsCTriangulationStatic(const float* vertices, int numVertices, const std::int32_t* indices, int numTriangles);
+  QsCTriangulationStatic(const float* vertices, int numVertices, const std::int32_t* indices,
+                         int numTriangles);
   virtual ~QsCTriangulationStatic();
   QsCTriangulationStatic(const QsCTriangulationStatic&) = default;
   QsCTriangulationStatic& operator=(const QsCTriangulationStatic&) = default;

@@ -23,13 +23,16 @@ using Tri = std::array<SSEPoint, 3>;
 // A mesh of the given triangles with their boxes computed.
 std::unique_ptr<CHTriangulation> Mesh(const std::vector<Tri>& tris) {
   auto m = std::make_unique<CHTriangulation>(static_cast<int>(tris.size()), 1.0f, 1.0f, 1.0f);
-  for (std::size_t i = 0; i < tris.size(); ++i) meshtest::SetTriangle(*m, static_cast<int>(i), tris[i][0], tris[i][1], tris[i][2]);
+  for (std::size_t i = 0; i < tris.size(); ++i)
+    meshtest::SetTriangle(*m, static_cast<int>(i), tris[i][0], tris[i][1], tris[i][2]);
   m->CalcSTV();
   return m;
 }
 
 // A small triangle with its box [x, x + s] x [y, y + s] x [z, z + s].
-Tri Small(float x, float y, float z, float s = 0.25f) { return {P(x, y, z), P(x + s, y, z + s), P(x, y + s, z)}; }
+Tri Small(float x, float y, float z, float s = 0.25f) {
+  return {P(x, y, z), P(x + s, y, z + s), P(x, y + s, z)};
+}
 
 // Every index of e's list, walking the chunks (not limited to nine like the reader).
 std::vector<int> AllEntries(const t_hoctreeelement* e, int list) {
@@ -177,11 +180,11 @@ TEST(HOctree, TreeLargerThanTheMachineIsRejectedBeforeAllocating) {
 TEST(HOctree, TrianglesGoToTheDeepestElementHoldingTheirBox) {
   CHOctree tree(kHigh, kLow, 1.0f);  // levels 0, 1 (half-size 2), 2 (half-size 1)
   auto mesh = Mesh({
-      Small(2.25f, 2.25f, 2.25f),              // inside level-2 element: child 4 of child 4
-      Small(1.75f, 2.25f, 2.25f, 0.5f),        // straddles x = 2 inside root child 4
-      Small(-0.25f, 1, 1, 0.5f),               // straddles the root's x = 0 plane
-      Small(3.9f, 3.9f, 3.9f, 0.2f),           // pokes out of the root box
-      {P(0, 0, 0), P(0, 0, 0), P(0, 0, 0)},    // a point on every dividing plane: first child wins
+      Small(2.25f, 2.25f, 2.25f),            // inside level-2 element: child 4 of child 4
+      Small(1.75f, 2.25f, 2.25f, 0.5f),      // straddles x = 2 inside root child 4
+      Small(-0.25f, 1, 1, 0.5f),             // straddles the root's x = 0 plane
+      Small(3.9f, 3.9f, 3.9f, 0.2f),         // pokes out of the root box
+      {P(0, 0, 0), P(0, 0, 0), P(0, 0, 0)},  // a point on every dividing plane: first child wins
   });
   tree.CalculateOctreeEntries(mesh.get(), 1);
   const t_hoctreeelement* root = tree.GetStem();
@@ -205,8 +208,8 @@ TEST(HOctree, TrianglesGoToTheDeepestElementHoldingTheirBox) {
 }
 
 TEST(HOctree, MarkOfAFiledTriangleFollowsTheIrregularLevelTable) {
-  const std::map<int, int> expected = {{0, 1},  {1, 4},  {2, 2},  {3, 3},  {4, 5},  {5, 6},  {9, 10},
-                                       {10, 11}, {11, -1}, {12, 1}, {50, 1}, {-3, 1}};
+  const std::map<int, int> expected = {{0, 1},  {1, 4},   {2, 2},   {3, 3},  {4, 5},  {5, 6},
+                                       {9, 10}, {10, 11}, {11, -1}, {12, 1}, {50, 1}, {-3, 1}};
   CHOctree tree(kHigh, kLow, 100.0f);  // the member needs a tree, not a root
   auto mesh = Mesh({Small(0, 0, 0)});
   for (const auto& [level, mark] : expected) {
@@ -248,7 +251,7 @@ TEST(HOctree, OnlyTheFirstNineEntriesOfAListAreReadable) {
 }
 
 TEST(HOctree, CollectorsMinimumIsTheLastTrianglesBoxMinimum) {
-  CHOctree tree(kHigh, kLow, 4.0f);  // the root alone
+  CHOctree tree(kHigh, kLow, 4.0f);                            // the root alone
   auto mesh = Mesh({{P(-3, -3, -3), P(3, 3, 3), P(-3, 3, 0)},  // the widest box
                     Small(1, 1, 1),                            // a small one, filed last
                     Small(2, 2, 2)});
@@ -286,7 +289,7 @@ TEST(HOctree, CollectorsMinimumIsTheLastTrianglesBoxMinimum) {
 TEST(HOctree, CollectorVisitsChildrenBeforeTheElementItself) {
   CHOctree tree(kHigh, kLow, 2.0f);
   auto mesh = Mesh({Small(-3, -3, -3), Small(2, 2, 2)});
-  tree.CalculateOctreeEntries(mesh.get(), 0);  // both go to level-1 children
+  tree.CalculateOctreeEntries(mesh.get(), 0);             // both go to level-1 children
   tree.AppendEntryToOctreeElement(tree.GetStem(), 0, 0);  // and triangle 0 once more at the root
   SSEPoint hi = P(-1e6f, -1e6f, -1e6f), lo = P(1e6f, 1e6f, 1e6f);
   tree.FindMinMaxPointTriangulation(mesh.get(), hi, lo, tree.GetStem(), 0);

@@ -19,7 +19,8 @@ TEST(HTriangulationConvert, SharedCornersBecomeSharedVerticesAndComeBackAsCorner
   SetTriangle(t, 2, P(-0.0f, 0, 0), P(1, 0, 0), P(1, 1, 2));  // -0 meets 0
   std::unique_ptr<DmTriangulationStatic> dm(t.CreateDmTriangulationFromHTriangulation());
   ASSERT_EQ(dm->GetNumVertices(), 5);
-  EXPECT_EQ(std::vector<int>(dm->GetIndices(), dm->GetIndices() + 9), (std::vector<int>{0, 1, 2, 1, 3, 2, 0, 1, 4}));
+  EXPECT_EQ(std::vector<int>(dm->GetIndices(), dm->GetIndices() + 9),
+            (std::vector<int>{0, 1, 2, 1, 3, 2, 0, 1, 4}));
   EXPECT_EQ(dm->GetVertex(4), CbVector3f(1, 1, 2));
 
   // Back, with the builder's follow-up calls: box, S/T/V, unit normals; the scales are only stored.
@@ -55,7 +56,8 @@ TEST(HTriangulationConvert, EmptyMeshesConvertToEmptyMeshes) {
 
 TEST(HTriangulationConvert, DynamicMeshesBuildTheSameTriangles) {
   DmTriangulationDynamic d;
-  for (const CbVector3f& p : {CbVector3f(0, 0, 0), CbVector3f(2, 0, 0), CbVector3f(0, 2, 0), CbVector3f(2, 2, 1)})
+  for (const CbVector3f& p :
+       {CbVector3f(0, 0, 0), CbVector3f(2, 0, 0), CbVector3f(0, 2, 0), CbVector3f(2, 2, 1)})
     d.AddVertex(p);
   d.AddTriangle(0, 1, 2);
   d.AddTriangle(2, 1, 3);
@@ -78,5 +80,6 @@ TEST(HTriangulationConvert, RoundTripKeepsEveryCornerOfRandomGridMeshes) {
   EXPECT_LE(dm->GetNumVertices(), 200);  // at most 10 x 10 x 2 distinct corners
   CHTriangulation back(dm.get(), 1, 1, 1);
   ASSERT_EQ(back.GetNumTriangles(), n);
-  for (int i = 0; i < 3 * n; ++i) EXPECT_TRUE(meshtest::SamePoint(back.GetEdgeArray()[i], t.GetEdgeArray()[i])) << i;
+  for (int i = 0; i < 3 * n; ++i)
+    EXPECT_TRUE(meshtest::SamePoint(back.GetEdgeArray()[i], t.GetEdgeArray()[i])) << i;
 }

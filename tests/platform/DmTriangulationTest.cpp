@@ -13,13 +13,15 @@
 namespace {
 
 std::vector<float> Coordinates(const DmTriangulationStatic& m) {
-  return m.GetNumVertices() == 0 ? std::vector<float>()
-                                 : std::vector<float>(m.GetCoordinates(), m.GetCoordinates() + 3 * m.GetNumVertices());
+  return m.GetNumVertices() == 0
+             ? std::vector<float>()
+             : std::vector<float>(m.GetCoordinates(), m.GetCoordinates() + 3 * m.GetNumVertices());
 }
 
 std::vector<int> Indices(const DmTriangulationStatic& m) {
-  return m.GetNumTriangles() == 0 ? std::vector<int>()
-                                  : std::vector<int>(m.GetIndices(), m.GetIndices() + 3 * m.GetNumTriangles());
+  return m.GetNumTriangles() == 0
+             ? std::vector<int>()
+             : std::vector<int>(m.GetIndices(), m.GetIndices() + 3 * m.GetNumTriangles());
 }
 
 }  // namespace
@@ -74,9 +76,9 @@ TEST(DmTriangulationStatic, CombineShiftsTheOtherMeshsIndicesAndAcceptsItself) {
 
 TEST(DmTriangulationStatic, MergeJoinsExactlyEqualVerticesInOrderOfFirstAppearance) {
   const float nan = std::numeric_limits<float>::quiet_NaN();
-  DmTriangulationStatic m({1, 2, 3,  -0.0f, 0, 0,  1, 2, 3,  0, 0, 0,  nan, 0, 0,  nan, 0, 0,
-                           1, 2, std::nextafter(3.0f, 4.0f)},
-                          {0, 1, 2, 3, 4, 5, 6, 2, 0});
+  DmTriangulationStatic m(
+      {1, 2, 3, -0.0f, 0, 0, 1, 2, 3, 0, 0, 0, nan, 0, 0, nan, 0, 0, 1, 2, std::nextafter(3.0f, 4.0f)},
+      {0, 1, 2, 3, 4, 5, 6, 2, 0});
   m.MergeEqualVertices();
   // -0 and 0 merge, the two NaN vertices stay apart, the vertex one bit off stays apart.
   EXPECT_EQ(m.GetNumVertices(), 5);

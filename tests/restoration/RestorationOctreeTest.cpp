@@ -41,9 +41,9 @@ const SSEPoint kLow = P(-4, -4, -4), kHigh = P(4, 4, 4);
 }  // namespace
 
 TEST(RestorationOctree, LayersAreTheHalfOctantsNextToTheCentrePlane) {
-  auto mesh = Mesh({Box(1, 0.5f, 0.5f, 0.25f),     // top layer
-                    Box(2.5f, 0, -1, 0.5f),        // bottom layer
-                    Box(-3, -3, 2.5f, 0.5f),       // above the top layer: ignored
+  auto mesh = Mesh({Box(1, 0.5f, 0.5f, 0.25f),      // top layer
+                    Box(2.5f, 0, -1, 0.5f),         // bottom layer
+                    Box(-3, -3, 2.5f, 0.5f),        // above the top layer: ignored
                     Box(-3.5f, -3.5f, -3, 0.5f)});  // below the bottom layer: ignored
   Probe tree(kHigh, kLow, 1.0f);
   tree.CalculateOctreeEntries(mesh.get(), 2);
@@ -80,8 +80,8 @@ TEST(RestorationOctree, EmptyLayersLeaveTheAccumulatorsAtTheirStartValues) {
 }
 
 TEST(RestorationOctree, EqualLayerHeightsGiveARightAngleAndTheAllowance) {
-  auto mesh = Mesh({Box(0.5f, 0.5f, 0, 0.5f),     // top layer, lowest z 0
-                    Box(2, 2, -0.5f, 0.5f)});    // bottom layer, highest z 0
+  auto mesh = Mesh({Box(0.5f, 0.5f, 0, 0.5f),  // top layer, lowest z 0
+                    Box(2, 2, -0.5f, 0.5f)});  // bottom layer, highest z 0
   Probe tree(kHigh, kLow, 1.0f);
   tree.CalculateOctreeEntries(mesh.get(), 0);
   EXPECT_FLOAT_EQ(tree.CalcApproximateMaxRestorationAngle(mesh.get(), 0),
@@ -99,8 +99,8 @@ TEST(RestorationOctree, OrderOfFilingAndTheNinthEntryDecideTheRadii) {
   b.CalculateOctreeEntries(narrowLast.get(), 0);
   a.CalcApproximateMaxRestorationAngle(wideLast.get(), 0);
   b.CalcApproximateMaxRestorationAngle(narrowLast.get(), 0);
-  EXPECT_FLOAT_EQ(a.GetRTop(), std::sqrt(0.02f));   // |(0.1, 0.1)|
-  EXPECT_FLOAT_EQ(b.GetRTop(), std::sqrt(4.5f));    // |(1.5, 1.5)|
+  EXPECT_FLOAT_EQ(a.GetRTop(), std::sqrt(0.02f));  // |(0.1, 0.1)|
+  EXPECT_FLOAT_EQ(b.GetRTop(), std::sqrt(4.5f));   // |(1.5, 1.5)|
   EXPECT_EQ(a.GetZTop(), 0.1f);
   EXPECT_EQ(b.GetZTop(), 0.5f);
 
@@ -122,7 +122,8 @@ TEST(RestorationOctree, FindLowestZEntryChangesNothing) {
   tree.FindMaxRadiusBottomTriangulation(mesh.get(), 0);
   const std::array<float, 4> before = {tree.GetZBottom(), tree.GetZTop(), tree.GetRBottom(), tree.GetRTop()};
   tree.FindLowestZEntry(mesh.get(), 0);
-  EXPECT_EQ(before, (std::array<float, 4>{tree.GetZBottom(), tree.GetZTop(), tree.GetRBottom(), tree.GetRTop()}));
+  EXPECT_EQ(before,
+            (std::array<float, 4>{tree.GetZBottom(), tree.GetZTop(), tree.GetRBottom(), tree.GetRTop()}));
 
   Probe rootless(kHigh, kLow, 100.0f);
   rootless.FindLowestZEntry(mesh.get(), 0);
