@@ -65,8 +65,10 @@
 #include "qssse/mesh/ScanWorkers.h"
 #include "qssse/mesh/Stretch.h"
 
+#include "qssse/geometry/HExactPredicates.h"
 #include "qssse/geometry/HOctree.h"
 #include "qssse/geometry/HOctreeElement.h"
 
+#include "qssse/restoration/HDecideDmTriInDmTri.h"
 #include "qssse/restoration/QsBottomTriangulationsBase.h"
 #include "qssse/restoration/RestorationOctree.h"
