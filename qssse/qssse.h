@@ -65,9 +65,13 @@
 #include "qssse/mesh/ScanWorkers.h"
 #include "qssse/mesh/Stretch.h"
 
+#include "qssse/geometry/HConvexHull2D.h"
 #include "qssse/geometry/HExactPredicates.h"
 #include "qssse/geometry/HOctree.h"
 #include "qssse/geometry/HOctreeElement.h"
+#include "qssse/geometry/HPolygonTriangulator.h"
+#include "qssse/geometry/HSimpleBasisFcns.h"
+#include "qssse/geometry/Vector.h"
 
 #include "qssse/restoration/HDecideDmTriInDmTri.h"
 #include "qssse/restoration/QsBottomTriangulationsBase.h"
