@@ -75,4 +75,5 @@
 
 #include "qssse/restoration/HDecideDmTriInDmTri.h"
 #include "qssse/restoration/QsBottomTriangulationsBase.h"
+#include "qssse/restoration/QsDmTriangulationTo2DHull.h"
 #include "qssse/restoration/RestorationOctree.h"
