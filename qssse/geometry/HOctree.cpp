@@ -223,14 +223,22 @@ void CHOctree::PositionReferenceOctree(t_hoctreeelement* e, const SSEPoint* cent
 
 void CHOctree::CalculateOctreeEntries(CHTriangulation* mesh, int list) {
   if (mesh == nullptr || root == nullptr || !ValidList(list)) return;
+  // The last chunk of every element appended to; neighbouring triangles of a mesh mostly share an
+  // element, so the latest one is looked at first.
   std::unordered_map<t_hoctreeelement*, t_hoctreeentrychunk*> lastChunk;
+  t_hoctreeelement* recent = nullptr;
+  t_hoctreeentrychunk** recentLast = nullptr;
   for (int i = 0; i < mesh->GetNumTriangles(); ++i) {
     t_htriangle* t = mesh->GetTriangle(i);
     t_hoctreeelement* e = DeepestHolder(t, root);
     if (e == nullptr) continue;
-    const auto [it, first] = lastChunk.try_emplace(e, nullptr);
-    if (first) it->second = LastChunk(e, list);
-    it->second = AppendAfter(e, list, it->second, t->index);
+    if (e != recent) {
+      const auto [it, first] = lastChunk.try_emplace(e, nullptr);
+      if (first) it->second = LastChunk(e, list);
+      recent = e;
+      recentLast = &it->second;  // map nodes stay where they are
+    }
+    *recentLast = AppendAfter(e, list, *recentLast, t->index);
     t->mark = MarkForLevel(e->level);
   }
 }
