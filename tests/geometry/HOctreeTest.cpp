@@ -105,20 +105,6 @@ TEST(HOctree, ElementsArePositionedByTheChildOffsetTable) {
   }
 }
 
-TEST(HOctree, GrandchildrenFollowTheirParentsInBlocksOfEight) {
-  CHOctree tree(kHigh, kLow, 1.0f);  // three levels
-  ASSERT_EQ(tree.GetNumLevels(), 3);
-  for (int i = 0; i < 8; ++i) {
-    const t_hoctreeelement& e = tree.GetLevel(1)[i];
-    for (int c = 0; c < 8; ++c) {
-      EXPECT_EQ(e.children[c], &tree.GetLevel(2)[8 * i + c]);
-      EXPECT_EQ(e.children[c]->halfSize, 1.0f);
-      // Inside its parent, a quarter of the parent's size off its centre.
-      EXPECT_EQ(std::fabs(e.children[c]->center.x - e.center.x), 1.0f);
-    }
-  }
-}
-
 TEST(HOctree, EveryConstructionShowsOctreeCreatedAlsoWithoutRoot) {
   std::vector<std::wstring> shown;
   QsCUserInterfaceManager::SetMessageHandler([&](const wchar_t* text, int type, int flags) {
