@@ -136,8 +136,7 @@ void RunBlank(const DmTriangulationStatic& dm, const SSEPoint& lo, const SSEPoin
     }
   };
   char detail[160];
-  std::snprintf(detail, sizeof detail, "1 mm margin: %s; top 1 mm short: %s (crown top z %.2f mm)",
-                word(fits), word(tooLow), top.z);
+  std::snprintf(detail, sizeof detail, "1 mm margin: %s; top 1 mm short: %s", word(fits), word(tooLow));
   s.Step("restoration in blank", detail, ms);
   s.Result("insideBlank", fits.IsRestorationInsideBlock());
   s.Result("insideLowBlank", tooLow.IsRestorationInsideBlock());
