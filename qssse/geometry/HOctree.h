@@ -62,10 +62,12 @@ class QSSSE_API CHOctree {
   // A null e or centre does nothing.
   void PositionReferenceOctree(t_hoctreeelement* e, const SSEPoint* centre);
 
-  // Files every triangle of mesh (indices 0 .. GetNumTriangles() - 1) into entry list `list`, each as
+  // Files every triangle of mesh (records 0 .. GetNumTriangles() - 1) into entry list `list`, each as
   // InsertTriangleIntoOctree(triangle, root, list) does. A null mesh, a rootless tree or a list outside
   // 0..3 does nothing. Time is linear in the triangle count times the depth, however many triangles
-  // share one element.
+  // share one element. The entries are the records' index fields, which readers take as positions: a
+  // mesh whose records still carry older positions (after a removal by height) is renumbered first, for
+  // instance by Combine into an empty mesh.
   void CalculateOctreeEntries(CHTriangulation* mesh, int list);
   // False for a null t or e, a list outside 0..3, or when t's box (the record's minPoint and maxPoint;
   // run CalcSTV first) is not within e's box, tested with <= in all four lanes (NaN never fits).

@@ -147,8 +147,12 @@ void RunBlank(const DmTriangulationStatic& dm, const SSEPoint& lo, const SSEPoin
 
 void RunRestorationDemo(CHTriangulation& crown, Summary& s,
                         const std::function<std::string(const std::string&)>& out) {
-  // A copy with true per-triangle boxes: the deep copy keeps only the minima, and filing sets marks.
-  CHTriangulation mesh(&crown);
+  // A copy (filing sets marks) numbered by position, as the octree's entries are the records' index
+  // fields and the removal by height left the old positions there; with true per-triangle maxima, which
+  // the removal also replaced by the minima.
+  CHTriangulation mesh;
+  mesh.BaseInitialization(crown.GetScaleX(), crown.GetScaleY(), crown.GetScaleZ());
+  mesh.Combine(&crown, nullptr);
   mesh.CalcSTV();
   mesh.CalcBoundingBox();
   SSEPoint lo, hi;
