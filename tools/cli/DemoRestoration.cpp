@@ -10,8 +10,7 @@
 #include <numbers>
 #include <vector>
 
-#include "cli/Bytes.h"
-#include "cli/Outline.h"
+#include "cli/Formats.h"
 #include "qssse/mesh/HTriangulation.h"
 #include "qssse/platform/DmTriangulationStatic.h"
 #include "qssse/restoration/HDecideDmTriInDmTri.h"
