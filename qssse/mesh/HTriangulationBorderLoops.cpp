@@ -34,10 +34,10 @@ inline bool Same(const SSEPoint& a, const SSEPoint& b) { return simd::all(simd::
 
 inline bool Finite(const SSEPoint& a) { return simd::all(simd::eq(a.m, a.m)); }  // no NaN lane
 
-// Index of the corner equal to p, or -1.
-inline int CornerOf(const t_htriangle& t, const SSEPoint& p) {
+// Index of the corner among the three at c equal to p, or -1.
+inline int CornerOf(const SSEPoint* c, const SSEPoint& p) {
   for (int i = 0; i < 3; ++i) {
-    if (Same(*t.point[i], p)) return i;
+    if (Same(c[i], p)) return i;
   }
   return -1;
 }
@@ -73,14 +73,14 @@ class SideTable {
     mask_ = size - 1;
   }
   // The side entered earlier with the same corners, or -1 after entering this one.
-  int FindOrInsert(int side, const t_htriangle* tris) {
-    const SSEPoint& a = Corner(tris, side, 0);
-    const SSEPoint& b = Corner(tris, side, 1);
+  int FindOrInsert(int side, const SSEPoint* corners) {
+    const SSEPoint& a = Corner(corners, side, 0);
+    const SSEPoint& b = Corner(corners, side, 1);
     const std::uint64_t ha = PointHash(a), hb = PointHash(b);
     std::size_t i = static_cast<std::size_t>((ha + hb) ^ ((ha + hb) >> 29)) & mask_;  // symmetric in a, b
     while (slots_[i] >= 0) {
-      const SSEPoint& c = Corner(tris, slots_[i], 0);
-      const SSEPoint& d = Corner(tris, slots_[i], 1);
+      const SSEPoint& c = Corner(corners, slots_[i], 0);
+      const SSEPoint& d = Corner(corners, slots_[i], 1);
       if ((Same(a, c) && Same(b, d)) || (Same(a, d) && Same(b, c))) return slots_[i];
       i = (i + 1) & mask_;
     }
@@ -89,8 +89,8 @@ class SideTable {
   }
 
  private:
-  static const SSEPoint& Corner(const t_htriangle* tris, int side, int which) {
-    return *tris[side / 3].point[(side % 3 + which) % 3];
+  static const SSEPoint& Corner(const SSEPoint* corners, int side, int which) {
+    return corners[side - side % 3 + (side % 3 + which) % 3];
   }
   std::vector<int> slots_;
   std::size_t mask_ = 0;
@@ -107,9 +107,13 @@ int CHTriangulation::FindBorderLines(std::vector<CSSE3dPolygon>& lines) const {
 }
 
 int CHTriangulation::WalkBorderLoops(std::vector<CSSE3dPolygon>& lines) const {
-  const int n = triangles != nullptr ? numTriangles : 0;
+  const int n = triangles != nullptr && cornerPoints != nullptr ? numTriangles : 0;
   std::vector<int> across = qssse::scratchVector<int>(3 * static_cast<std::size_t>(n));
   const auto at = [&across](int t, int e) -> int& { return across[3 * static_cast<std::size_t>(t) + e]; };
+  // Corner k of triangle t (the records point at these entries and are never re-aimed).
+  const auto corner = [this](int t, int k) -> const SSEPoint& {
+    return cornerPoints[3 * static_cast<std::size_t>(t) + static_cast<std::size_t>(k)];
+  };
 
   // 1. Sides proven shared by a neighbour slot.
   const auto recordIndex = [this, n](const t_htriangle* p) -> int {
@@ -127,8 +131,8 @@ int CHTriangulation::WalkBorderLoops(std::vector<CSSE3dPolygon>& lines) const {
   for (int t = 0; t < n; ++t) {
     const t_htriangle& T = triangles[t];
     for (int e = 0; e < 3; ++e) {
-      const SSEPoint& a = *T.point[e];
-      const SSEPoint& b = *T.point[(e + 1) % 3];
+      const SSEPoint& a = corner(t, e);
+      const SSEPoint& b = corner(t, (e + 1) % 3);
       if (!Finite(a) || !Finite(b) || Same(a, b)) {
         at(t, e) = kNoSide;
         continue;
@@ -136,7 +140,7 @@ int CHTriangulation::WalkBorderLoops(std::vector<CSSE3dPolygon>& lines) const {
       if (at(t, e) >= 0) continue;  // settled by the triangle across
       const int y = recordIndex(T.neighbour[e]);
       if (y < 0 || y == t) continue;
-      const int ja = CornerOf(triangles[y], a), jb = CornerOf(triangles[y], b);
+      const int ja = CornerOf(&corner(y, 0), a), jb = CornerOf(&corner(y, 0), b);
       const int side = ja < 0 || jb < 0 ? -1 : SideBetween(ja, jb);
       if (side < 0) continue;
       at(t, e) = y;
@@ -153,7 +157,7 @@ int CHTriangulation::WalkBorderLoops(std::vector<CSSE3dPolygon>& lines) const {
     for (int t = 0; t < n; ++t) {
       for (int e = 0; e < 3; ++e) {
         if (at(t, e) != kOpen) continue;
-        const int other = table.FindOrInsert(3 * t + e, triangles);
+        const int other = table.FindOrInsert(3 * t + e, cornerPoints);
         if (other < 0) continue;
         at(t, e) = other / 3;
         if (across[static_cast<std::size_t>(other)] == kOpen) across[static_cast<std::size_t>(other)] = t;
@@ -174,11 +178,11 @@ int CHTriangulation::WalkBorderLoops(std::vector<CSSE3dPolygon>& lines) const {
       bool closed = false;
       while (true) {
         at(c, s) = kWalked;
-        points.push_back(*triangles[c].point[forward ? s : (s + 1) % 3]);
+        points.push_back(corner(c, forward ? s : (s + 1) % 3));
         // Around the side's end corner v: from the triangle d, entered through side `in`, across its
         // other side at v, until that side is open.
         int d = c, in = s, iv = forward ? (s + 1) % 3 : s;
-        const SSEPoint v = *triangles[c].point[iv];
+        const SSEPoint v = corner(c, iv);
         int next = -1;
         bool nextForward = true;
         // Where three or more triangles hold a side the turning can run in a circle: Brent's check
@@ -193,8 +197,8 @@ int CHTriangulation::WalkBorderLoops(std::vector<CSSE3dPolygon>& lines) const {
             break;
           }
           if (to < 0) break;  // a side of no loop
-          const SSEPoint& w = *triangles[d].point[out == iv ? (iv + 1) % 3 : out];
-          const int jv = CornerOf(triangles[to], v), jw = CornerOf(triangles[to], w);
+          const SSEPoint& w = corner(d, out == iv ? (iv + 1) % 3 : out);
+          const int jv = CornerOf(&corner(to, 0), v), jw = CornerOf(&corner(to, 0), w);
           const int side = jv < 0 || jw < 0 ? -1 : SideBetween(jv, jw);
           if (side < 0) break;
           d = to;
