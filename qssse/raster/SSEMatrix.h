@@ -187,6 +187,16 @@ class QSSSE_API CSSEMatrix : public CbReferenceCounted {
   // Needs about nine bytes per pixel as temporaries.
   void ZhangSuen(float threshold);
 
+  // ---- greyscale erosion and dilation (SSEMatrixMinMaxFilter.cpp) ----
+  // In place, every pixel becomes the minimum, respectively maximum, of the pixels (x + dx, y + dy)
+  // with dx^2 + dy^2 <= radius^2 that lie inside the image (the disc is clipped at the border, not
+  // clamped). Exact: the result is one of the values, with -0 below +0. NaN pixels keep their bits and
+  // are skipped as neighbours. A radius below 1 (0, negative, NaN) leaves the matrix unchanged; one
+  // beyond sizeX + sizeY acts as sizeX + sizeY. Padding is left alone. Costs O(radius) per pixel and
+  // temporaries of about 2 (2r + 8) (sizeX + 2r) floats, r the radius capped at the image's size.
+  void MinimumFilterDisc(float radius);
+  void MaximumFilterDisc(float radius);
+
   // ---- resampling (SSEMatrixScale.cpp) ----
   // Bilinear, corner-aligned resampling in place: target (i, j) samples source (i * sx, j * sy) with
   // sx = sizeX / newSizeX in float, the weights and the sum in the fixed order of the plain loop;
