@@ -121,7 +121,8 @@ class DiscFilter {
       const int need = std::min(4 * g + 3 + chords_.reachY, sizeY_ - 1) >> 2;
       while (loaded < need) Load(++loaded);
       // 2. the chord minima of its rows, 3. written back over it
-      for (int l = 0; l < 4 && 4 * g + l < sizeY_; ++l) OutputRow(4 * g + l, &out_[static_cast<std::size_t>(l) * width4_]);
+      for (int l = 0; l < 4 && 4 * g + l < sizeY_; ++l)
+        OutputRow(4 * g + l, &out_[static_cast<std::size_t>(l) * width4_]);
       Store(g);
     }
   }
@@ -191,7 +192,8 @@ class DiscFilter {
   template <bool kExact>
   void Step(const float* from, float* to, int shift) const {
     const int runs = used_ - 2 * shift + 1;
-    for (int i = 0; i < runs; i += 4) store(to + i, Combine<Op, kExact>(load(from + i), loadu(from + i + shift)));
+    for (int i = 0; i < runs; i += 4)
+      store(to + i, Combine<Op, kExact>(load(from + i), loadu(from + i + shift)));
   }
 
   struct Chord {
@@ -225,7 +227,8 @@ class DiscFilter {
     int x = 0;
     for (; x + 16 <= width4_; x += 16) {
       f4 acc[4];
-      for (int k = 0; k < 4; ++k) acc[k] = Combine<Op, kExact>(loadu(list[0].a + x + 4 * k), loadu(list[0].b + x + 4 * k));
+      for (int k = 0; k < 4; ++k)
+        acc[k] = Combine<Op, kExact>(loadu(list[0].a + x + 4 * k), loadu(list[0].b + x + 4 * k));
       for (std::size_t c = 1; c < n; ++c) {
         const float* a = list[c].a + x;
         const float* b = list[c].b + x;

@@ -116,7 +116,8 @@ TEST(SSEMatrixMinMaxFilter, DiscHoldsTheOffsetsWithinTheRadius) {
       {0, 0, 5, 0, 0}, {0, 5, 5, 5, 0}, {5, 5, 5, 5, 5}, {0, 5, 5, 5, 0}, {0, 0, 5, 0, 0}};
   const std::vector<std::vector<float>> peak = {
       {0, 0, 0, 0, 0}, {0, 0, 0, 0, 0}, {0, 0, 5, 0, 0}, {0, 0, 0, 0, 0}, {0, 0, 0, 0, 0}};
-  for (const auto& [radius, expected] : {std::pair{1.0f, plus}, std::pair{1.5f, box}, std::pair{2.0f, disc}}) {
+  for (const auto& [radius, expected] :
+       {std::pair{1.0f, plus}, std::pair{1.5f, box}, std::pair{2.0f, disc}}) {
     CSSEMatrix m = FromRows(peak);
     m.MaximumFilterDisc(radius);
     EXPECT_EQ(ToRows(m), expected) << radius;
