@@ -216,7 +216,8 @@ class QSSSE_API CSSEMatrix : public CbReferenceCounted {
   // than INT_MAX throws CInvalidArgumentException with the matrix unchanged. The storage is replaced.
   void EmbedInFrame(int nx, int ny, float value);
   // The inverse: the pixels nx .. sizeX - nx - 1, ny .. sizeY - ny - 1 become the matrix (a frame of
-  // half the matrix or more leaves a size of 0 in that direction). Negative counts are 0.
+  // half the matrix or more leaves a size of 0 in that direction). Negative counts are 0. The storage
+  // is replaced.
   void ExtractFromFrame(int nx, int ny);
   // Pixels strictly above (RemoveTop), respectively below (RemoveBottom), level become value (pass
   // value = level to cut the field flat there, 0 to drop that part); returns how many.
@@ -239,7 +240,7 @@ class QSSSE_API CSSEMatrix : public CbReferenceCounted {
   // Opening by a disc: a pixel of the region above threshold stays only when a disc (Errode's disc:
   // squared distance <= floor(radius^2)) centred on a region pixel covers it and holds no background
   // pixel of the image; the disc may reach past the border. The others become value; returns how many.
-  // A radius below 1 removes nothing. Needs one float matrix and Errode's temporaries.
+  // A radius below 1 (or NaN) removes nothing. Needs one float matrix and Errode's temporaries.
   int RemoveThinAreas(float radius, float threshold, float value);
 
   // ---- first-point searches (SSEMatrixSearch.cpp) ----
