@@ -27,6 +27,7 @@
 #include <cmath>
 #include <cstdint>
 #include <limits>
+#include <utility>
 #include <vector>
 
 #include "qssse/raster/AlignedBuffer.h"
@@ -196,20 +197,22 @@ class DiscFilter {
       store(to + i, Combine<Op, kExact>(load(from + i), loadu(from + i + shift)));
   }
 
-  struct Chord {
-    const float* a;  // the run that starts at the chord's left end
-    const float* b;  // the run that ends at its right end
-  };
-
   void OutputRow(int y, float* out) {
     const int lo = std::max(-chords_.reachY, -y), hi = std::min(chords_.reachY, sizeY_ - 1 - y);
-    chordList_.clear();
+    pairs_.clear();
+    singles_.clear();
     bool exact = false;
     for (int dy = lo; dy <= hi; ++dy) {
       const int d = dy < 0 ? -dy : dy, slot = (y + dy) % ringRows_;
       const int w = chords_.width[d], j = chords_.level[d];
       const float* line = Level(slot, j);
-      chordList_.push_back({line + pad_ - w, line + pad_ + w - (1 << j) + 1});
+      // The run that starts at the chord's left end and the one that ends at its right end; a chord of
+      // one pixel is one run.
+      if (w == 0) {
+        singles_.push_back(line + pad_);
+      } else {
+        pairs_.push_back({line + pad_ - w, line + pad_ + w - (1 << j) + 1});
+      }
       exact = exact || negativeZero_[slot] != 0;
     }
     if (exact) {
@@ -222,29 +225,24 @@ class DiscFilter {
   // out(x) = op over the chords of op(a(x), b(x)), sixteen columns at a time in registers.
   template <bool kExact>
   void Gather(float* out) const {
-    const Chord* list = chordList_.data();
-    const auto n = chordList_.size();
     int x = 0;
-    for (; x + 16 <= width4_; x += 16) {
-      f4 acc[4];
-      for (int k = 0; k < 4; ++k)
-        acc[k] = Combine<Op, kExact>(loadu(list[0].a + x + 4 * k), loadu(list[0].b + x + 4 * k));
-      for (std::size_t c = 1; c < n; ++c) {
-        const float* a = list[c].a + x;
-        const float* b = list[c].b + x;
-        for (int k = 0; k < 4; ++k) {
-          acc[k] = Combine<Op, kExact>(acc[k], Combine<Op, kExact>(loadu(a + 4 * k), loadu(b + 4 * k)));
-        }
-      }
-      for (int k = 0; k < 4; ++k) store(out + x + 4 * k, acc[k]);
+    for (; x + 16 <= width4_; x += 16) GatherAt<kExact, 4>(x, out);
+    for (; x < width4_; x += 4) GatherAt<kExact, 1>(x, out);
+  }
+
+  template <bool kExact, int kVectors>
+  void GatherAt(int x, float* out) const {
+    f4 acc[kVectors];
+    for (int k = 0; k < kVectors; ++k) acc[k] = splat(Op::kNeutral);
+    for (const float* a : singles_) {
+      for (int k = 0; k < kVectors; ++k) acc[k] = Combine<Op, kExact>(acc[k], loadu(a + x + 4 * k));
     }
-    for (; x < width4_; x += 4) {
-      f4 acc = Combine<Op, kExact>(loadu(list[0].a + x), loadu(list[0].b + x));
-      for (std::size_t c = 1; c < n; ++c) {
-        acc = Combine<Op, kExact>(acc, Combine<Op, kExact>(loadu(list[c].a + x), loadu(list[c].b + x)));
+    for (const auto& [a, b] : pairs_) {
+      for (int k = 0; k < kVectors; ++k) {
+        acc[k] = Combine<Op, kExact>(acc[k], Combine<Op, kExact>(loadu(a + x + 4 * k), loadu(b + x + 4 * k)));
       }
-      store(out + x, acc);
     }
+    for (int k = 0; k < kVectors; ++k) store(out + x + 4 * k, acc[k]);
   }
 
   // The four result rows back into SIMD row g; NaN pixels and padding lanes keep their bits.
@@ -273,7 +271,8 @@ class DiscFilter {
   qssse::AlignedBuffer<float> out_;    // the four result rows of one SIMD row
   std::vector<int> level_;             // working level of each slot; 0 = not built
   std::vector<char> negativeZero_;
-  std::vector<Chord> chordList_;
+  std::vector<std::pair<const float*, const float*>> pairs_;  // the chords of the output row
+  std::vector<const float*> singles_;
 };
 
 // floor(radius^2) of the disc, with radii beyond the image capped at sizeX + sizeY (the disc then
