@@ -109,7 +109,8 @@ class DiscFilter {
         lines_(static_cast<std::size_t>(ringRows_) * 2 * stride_),
         out_(static_cast<std::size_t>(4) * width4_),
         level_(ringRows_, 0),
-        negativeZero_(ringRows_, 0) {
+        negativeZero_(ringRows_, 0),
+        plainStore_(static_cast<std::size_t>((sizeY - 1) >> 2) + 1, 0) {
     std::fill(lines_.get(), lines_.get() + lines_.size(), Op::kNeutral);
     std::fill(out_.get(), out_.get() + out_.size(), Op::kNeutral);
   }
@@ -141,9 +142,11 @@ class DiscFilter {
     const f4 neutral = splat(Op::kNeutral);
     const __m128i signBit = _mm_set1_epi32(std::numeric_limits<std::int32_t>::min());
     __m128i zeros = _mm_setzero_si128();
+    f4 nans = zero();
     auto clean = [&](f4 v) {
       zeros = _mm_or_si128(zeros, _mm_cmpeq_epi32(_mm_castps_si128(v), signBit));
-      return select(eq(v, v), v, neutral);
+      nans = or_(nans, _mm_cmpunord_ps(v, v));
+      return Op::Plain(v, neutral);  // NaN gives the second operand; any other value stays as it is
     };
     const __m128* row = rows_[g];
     int c = 0;
@@ -160,6 +163,9 @@ class DiscFilter {
       store(lanes, clean(row[c]));
       for (int l = 0; l < 4; ++l) line[l][c] = lanes[l];
     }
+    // Padding lanes count as NaN here: both keep their bits when the result is stored.
+    const int keepLanes = movemask(nans) | (sizeY_ - 4 * g < 4 ? 0xF << (sizeY_ - 4 * g) : 0);
+    plainStore_[static_cast<std::size_t>(g)] = static_cast<char>((keepLanes & 0xF) == 0);
     const int zeroLanes = movemask(_mm_castsi128_ps(zeros));
     for (int l = 0; l < 4; ++l) {
       level_[slot0 + l] = 0;
@@ -245,17 +251,23 @@ class DiscFilter {
     for (int k = 0; k < kVectors; ++k) store(out + x + 4 * k, acc[k]);
   }
 
-  // The four result rows back into SIMD row g; NaN pixels and padding lanes keep their bits.
+  // The four result rows back into SIMD row g; NaN pixels and padding lanes keep their bits (a row
+  // without either is written without reading it).
   void Store(int g) const {
     const int y = 4 * g;
     const f4 padding = _mm_castsi128_ps(_mm_setr_epi32(y < sizeY_ ? 0 : -1, y + 1 < sizeY_ ? 0 : -1,
                                                        y + 2 < sizeY_ ? 0 : -1, y + 3 < sizeY_ ? 0 : -1));
     __m128* row = rows_[g];
+    const bool plain = plainStore_[static_cast<std::size_t>(g)] != 0;
     const float* o = out_.get();
     const auto w4 = static_cast<std::size_t>(width4_);
     for (int c = 0; c < sizeX_; c += 4) {
       f4 e[4] = {load(o + c), load(o + w4 + c), load(o + 2 * w4 + c), load(o + 3 * w4 + c)};
       _MM_TRANSPOSE4_PS(e[0], e[1], e[2], e[3]);
+      if (plain && c + 4 <= sizeX_) {
+        for (int k = 0; k < 4; ++k) row[c + k] = e[k];
+        continue;
+      }
       for (int k = 0; k < 4 && c + k < sizeX_; ++k) {
         const f4 orig = row[c + k];
         row[c + k] = select(or_(_mm_cmpunord_ps(orig, orig), padding), orig, e[k]);
@@ -271,6 +283,7 @@ class DiscFilter {
   qssse::AlignedBuffer<float> out_;    // the four result rows of one SIMD row
   std::vector<int> level_;             // working level of each slot; 0 = not built
   std::vector<char> negativeZero_;
+  std::vector<char> plainStore_;                              // per SIMD row: no NaN and no padding lane
   std::vector<std::pair<const float*, const float*>> pairs_;  // the chords of the output row
   std::vector<const float*> singles_;
 };
