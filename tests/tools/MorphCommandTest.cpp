@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "ToolTestSupport.h"
-#include "cli/HeightField.h"
+#include "cli/Formats.h"
 #include "cli/Morphology.h"
 #include "qssse/raster/SSEMatrix.h"
 

@@ -4,8 +4,7 @@
 #include <cmath>
 #include <utility>
 
-#include "cli/Bytes.h"
-#include "cli/Png.h"
+#include "cli/Formats.h"
 
 namespace qssse::tool {
 namespace {
