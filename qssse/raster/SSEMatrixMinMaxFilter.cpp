@@ -133,8 +133,8 @@ class DiscFilter {
   float* Base(int slot) const { return &lines_[static_cast<std::size_t>(slot) * 2 * stride_]; }
   float* Work(int slot) const { return Base(slot) + stride_; }
 
-  // SIMD row g into the four lines of its rows: NaN becomes the neutral element, and each line notes
-  // whether it holds a -0.
+  // SIMD row g into the four lines of its rows: NaN becomes the neutral element, each line notes
+  // whether it holds a -0, and the SIMD row whether it holds NaN or padding.
   void Load(int g) {
     const int slot0 = (4 * g) % ringRows_;
     float* line[4];
