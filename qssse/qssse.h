@@ -63,3 +63,5 @@
 #include "qssse/mesh/Stretch.h"
 
 #include "qssse/geometry/HConvexHull2D.h"
+#include "qssse/geometry/HConvexHull3D.h"
+#include "qssse/geometry/HullException.h"
