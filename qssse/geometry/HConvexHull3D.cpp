@@ -91,13 +91,15 @@ void CHConvexHull3D::CheckRange() {
   }
 }
 
-int CHConvexHull3D::VolumeSign(tFaceStructure* f, tVertexStructure* p) {
+int CHConvexHull3D::VolumeSign(tFaceStructure* f, tVertexStructure* p) { return VolumeSignOf(f, p->x, p->y, p->z); }
+
+int CHConvexHull3D::VolumeSignOf(const tFaceStructure* f, std::int64_t px, std::int64_t py, std::int64_t pz) {
   const tVertexStructure* a = f->vertex[0];
   const tVertexStructure* b = f->vertex[1];
   const tVertexStructure* c = f->vertex[2];
-  const std::int64_t ax = a->x - p->x, ay = a->y - p->y, az = a->z - p->z;
-  const std::int64_t bx = b->x - p->x, by = b->y - p->y, bz = b->z - p->z;
-  const std::int64_t cx = c->x - p->x, cy = c->y - p->y, cz = c->z - p->z;
+  const std::int64_t ax = a->x - px, ay = a->y - py, az = a->z - pz;
+  const std::int64_t bx = b->x - px, by = b->y - py, bz = b->z - pz;
+  const std::int64_t cx = c->x - px, cy = c->y - py, cz = c->z - pz;
   const std::int64_t vol = ax * (by * cz - bz * cy) + ay * (bz * cx - bx * cz) + az * (bx * cy - by * cx);
   return (vol > 0) - (vol < 0);
 }

@@ -7,6 +7,7 @@
 
 struct tEdgeStructure;
 struct tFaceStructure;
+struct tConflictBlock;
 
 // The three lists of the hull are circular and doubly linked; a new element goes in just before the
 // head, i.e. at the end. Elements come zero-filled from the hull's own pools.
@@ -20,10 +21,7 @@ struct tVertexStructure {
   bool onhull;
   bool mark;                    // processed
   bool flag;                    // the caller's flag of AppendVertex2D (false for AppendVertex3D)
-  // Working fields of the conflict-list construction: a face this unprocessed point sees (null: the
-  // point lies in the current hull) and the next point filed with the same face.
-  tFaceStructure* conflict;
-  tVertexStructure* nextConflict;
+  int slot;                     // the point's entry in the conflict-list construction's face table
 };
 
 struct tEdgeStructure {
@@ -44,7 +42,7 @@ struct tFaceStructure {
   bool visible;                 // visible from the point being inserted
   bool lower;                   // CH2DDelaunay: a lower face of the lifted hull
   std::uint64_t stamp;          // insertion that last tested this face (conflict-list construction)
-  tVertexStructure* conflicts;  // unprocessed points filed with this face (conflict-list construction)
+  tConflictBlock* conflicts;    // unprocessed points filed with this face (conflict-list construction)
 };
 
 // Convex hull of a 3-D point set by the incremental algorithm, on 64-bit integers: the float input is
@@ -112,6 +110,8 @@ class QSSSE_API CHConvexHull3D {
   // Sign of the volume of the tetrahedron (f's vertices 0, 1, 2, p), differences taken from p, in
   // 64-bit integers: 1, -1 or 0. f is visible from p when it is -1.
   virtual int VolumeSign(tFaceStructure* f, tVertexStructure* p);
+  // The library's volume sign of f seen from the point (px, py, pz), the rule of VolumeSign.
+  static int VolumeSignOf(const tFaceStructure* f, std::int64_t px, std::int64_t py, std::int64_t pz);
   // True when (b - a) x (c - a) is zero, tested component by component (z-y, x-z, y-x).
   virtual bool Collinear(tVertexStructure* a, tVertexStructure* b, tVertexStructure* c);
 
@@ -165,6 +165,7 @@ class QSSSE_API CHConvexHull3D {
   bool CheckEndpts();  // every face's edges join its own vertices
   // Puts into position i of every face the edge joining vertex i and vertex (i + 1) mod 3.
   void EdgeOrderOnFaces();
+  // The lengths of the three lists (kept by the list operations rather than counted by a walk).
   int CalcNumFaces();
   int CalcNumEdges();
   int CalcNumVertices();
@@ -194,8 +195,11 @@ class QSSSE_API CHConvexHull3D {
   tVertexStructure* AppendUnique(std::int64_t x, std::int64_t y, std::int64_t z);
   // The fast construction's steps: file every unprocessed point with a face it sees, and insert one
   // point through its filed face.
-  void FileConflicts();
+  void FileConflicts(Scratch& s);
   void InsertFast(tVertexStructure* p, tVertexStructure** pvnext, Scratch& s);
+  // Whether VolumeSign is the library's own (not replaced by a derived class), so that the conflict
+  // lists may evaluate it on coordinates they keep.
+  bool OwnVolumeSign() const;
 
   std::shared_ptr<Storage> storage;
   std::uint64_t insertion = 0;  // numbers the fast insertions, for the faces' stamps

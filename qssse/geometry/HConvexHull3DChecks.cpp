@@ -19,18 +19,6 @@ int Direction(const tFaceStructure* f, const tVertexStructure* a, const tVertexS
   return 0;
 }
 
-template <class T>
-int CountList(T* head) {
-  if (head == nullptr) return 0;
-  int n = 0;
-  T* x = head;
-  do {
-    ++n;
-    x = x->next;
-  } while (x != head);
-  return n;
-}
-
 }  // namespace
 
 bool CHConvexHull3D::Checks() {
@@ -110,8 +98,3 @@ void CHConvexHull3D::EdgeOrderOnFaces() {
   } while (f != faces);
 }
 
-int CHConvexHull3D::CalcNumFaces() { return CountList(faces); }
-
-int CHConvexHull3D::CalcNumEdges() { return CountList(edges); }
-
-int CHConvexHull3D::CalcNumVertices() { return CountList(vertices); }

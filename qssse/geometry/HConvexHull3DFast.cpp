@@ -16,10 +16,33 @@
 // by creation number from its head, since edges are only appended at its end), so faces and edges are
 // made in the same order; and the deletions remove the same elements, which leaves the order of the
 // others as it was.
+//
+// Refiling is the hot loop and the points come in no spatial order, so the conflict lists keep each
+// point's coordinates in blocks of their own and the point's face in a table: refiling reads blocks
+// in sequence instead of a scattered vertex record per point.
 #include <algorithm>
+#include <memory>
+#include <typeinfo>
 #include <vector>
 
 #include "qssse/geometry/HConvexHull3D.h"
+
+namespace {
+
+struct ConflictEntry {
+  std::int64_t x, y, z;
+  tVertexStructure* v;
+  int slot;
+};
+
+}  // namespace
+
+struct tConflictBlock {
+  static constexpr int kSize = 7;
+  tConflictBlock* next;
+  int count;
+  ConflictEntry entries[kSize];
+};
 
 struct CHConvexHull3D::Scratch {
   std::vector<tFaceStructure*> stack;
@@ -28,7 +51,46 @@ struct CHConvexHull3D::Scratch {
   std::vector<tEdgeStructure*> inner;
   std::vector<tFaceStructure*> cone;
   std::vector<tVertexStructure*> gone;
+  std::vector<tFaceStructure*> faceOf;  // by slot: the face the point is filed with, null when inside
+  std::vector<std::unique_ptr<tConflictBlock[]>> chunks;
+  tConflictBlock* freeBlocks = nullptr;
   std::size_t lastHit = 0;
+  bool own = true;
+
+  void File(const ConflictEntry& q, tFaceStructure* f) {
+    tConflictBlock* b = f->conflicts;
+    if (b == nullptr || b->count == tConflictBlock::kSize) {
+      if (freeBlocks == nullptr) Grow();
+      tConflictBlock* fresh = freeBlocks;
+      freeBlocks = fresh->next;
+      fresh->next = b;
+      fresh->count = 0;
+      f->conflicts = b = fresh;
+    }
+    b->entries[b->count++] = q;
+    faceOf[static_cast<std::size_t>(q.slot)] = f;
+  }
+
+  void Release(tFaceStructure* f) {
+    tConflictBlock* b = f->conflicts;
+    while (b != nullptr) {
+      tConflictBlock* next = b->next;
+      b->next = freeBlocks;
+      freeBlocks = b;
+      b = next;
+    }
+    f->conflicts = nullptr;
+  }
+
+  void Grow() {
+    const std::size_t count = 4096;
+    chunks.push_back(std::make_unique<tConflictBlock[]>(count));
+    tConflictBlock* chunk = chunks.back().get();
+    for (std::size_t i = 0; i < count; ++i) {
+      chunk[i].next = freeBlocks;
+      freeBlocks = &chunk[i];
+    }
+  }
 };
 
 namespace {
@@ -37,16 +99,13 @@ tFaceStructure* Across(const tEdgeStructure* e, const tFaceStructure* f) {
   return e->adjface[0] == f ? e->adjface[1] : e->adjface[0];
 }
 
-void File(tVertexStructure* q, tFaceStructure* f) {
-  q->conflict = f;
-  q->nextConflict = f->conflicts;
-  f->conflicts = q;
-}
-
 }  // namespace
+
+bool CHConvexHull3D::OwnVolumeSign() const { return typeid(*this) == typeid(CHConvexHull3D); }
 
 void CHConvexHull3D::ConstructHullFast() {
   Scratch scratch;
+  scratch.own = OwnVolumeSign();
   bool filed = false;
   tVertexStructure* v = vertices;
   do {
@@ -59,7 +118,7 @@ void CHConvexHull3D::ConstructHullFast() {
         // and the points are filed afterwards.
         AddOne(v);
         CleanUp(&vnext);
-        FileConflicts();
+        FileConflicts(scratch);
         filed = true;
       } else {
         InsertFast(v, &vnext, scratch);
@@ -68,22 +127,36 @@ void CHConvexHull3D::ConstructHullFast() {
     }
     v = vnext;
   } while (v != vertices);
-}
-
-void CHConvexHull3D::FileConflicts() {
+  // The blocks go with the scratch; the faces must not point at them.
   tFaceStructure* f = faces;
   do {
     f->conflicts = nullptr;
     f = f->next;
   } while (f != faces);
+}
+
+void CHConvexHull3D::FileConflicts(Scratch& s) {
+  tFaceStructure* f = faces;
+  do {
+    f->conflicts = nullptr;
+    f = f->next;
+  } while (f != faces);
+  int slots = 0;
   tVertexStructure* v = vertices;
   do {
-    v->conflict = nullptr;
+    if (!v->mark) ++slots;
+    v = v->next;
+  } while (v != vertices);
+  s.faceOf.assign(static_cast<std::size_t>(slots), nullptr);
+  int slot = 0;
+  v = vertices;
+  do {
     if (!v->mark) {
+      v->slot = slot++;
       f = faces;
       do {
         if (VolumeSign(f, v) < 0) {
-          File(v, f);
+          s.File({v->x, v->y, v->z, v, v->slot}, f);
           break;
         }
         f = f->next;
@@ -94,20 +167,25 @@ void CHConvexHull3D::FileConflicts() {
 }
 
 void CHConvexHull3D::InsertFast(tVertexStructure* p, tVertexStructure** pvnext, Scratch& s) {
-  if (p->conflict == nullptr) {
+  tFaceStructure* start = s.faceOf[static_cast<std::size_t>(p->slot)];
+  if (start == nullptr) {
     // Inside: AddOne would find no visible face, and CleanVertices would drop p.
     p->onhull = false;
     if (p == *pvnext) *pvnext = p->next;
     DeleteVertex(p);
     return;
   }
+  const auto sees = [&](tFaceStructure* f, const ConflictEntry& q) {
+    return (s.own ? VolumeSignOf(f, q.x, q.y, q.z) : VolumeSign(f, q.v)) < 0;
+  };
+  const ConflictEntry self = {p->x, p->y, p->z, p, p->slot};
   // 1. the visible cap, from the filed face across edges
   const std::uint64_t stamp = ++insertion;
   s.stack.clear();
   s.visible.clear();
-  p->conflict->stamp = stamp;
-  p->conflict->visible = true;
-  s.stack.push_back(p->conflict);
+  start->stamp = stamp;
+  start->visible = true;
+  s.stack.push_back(start);
   while (!s.stack.empty()) {
     tFaceStructure* f = s.stack.back();
     s.stack.pop_back();
@@ -116,7 +194,7 @@ void CHConvexHull3D::InsertFast(tVertexStructure* p, tVertexStructure** pvnext, 
       tFaceStructure* g = Across(e, f);
       if (g->stamp == stamp) continue;
       g->stamp = stamp;
-      if (VolumeSign(g, p) < 0) {
+      if (sees(g, self)) {
         g->visible = true;
         s.stack.push_back(g);
       }
@@ -143,23 +221,24 @@ void CHConvexHull3D::InsertFast(tVertexStructure* p, tVertexStructure** pvnext, 
     s.cone.push_back(e->newface);
   }
   // 3. the points of the cap's faces go to a cone face they see, or nowhere (inside for good)
+  const std::size_t n = s.cone.size();
   for (tFaceStructure* f : s.visible) {
-    for (tVertexStructure* q = f->conflicts; q != nullptr;) {
-      tVertexStructure* nextQ = q->nextConflict;
-      if (!q->mark) {
-        q->conflict = nullptr;
-        const std::size_t n = s.cone.size();
-        for (std::size_t k = 0; k < n; ++k) {
-          const std::size_t at = (s.lastHit + k) % n;  // neighbouring points tend to see the same face
-          if (VolumeSign(s.cone[at], q) < 0) {
-            File(q, s.cone[at]);
+    for (const tConflictBlock* b = f->conflicts; b != nullptr; b = b->next) {
+      for (int k = 0; k < b->count; ++k) {
+        const ConflictEntry& q = b->entries[k];
+        if (q.v == p) continue;
+        s.faceOf[static_cast<std::size_t>(q.slot)] = nullptr;
+        for (std::size_t j = 0; j < n; ++j) {
+          const std::size_t at = (s.lastHit + j) % n;  // neighbouring points tend to see the same face
+          if (sees(s.cone[at], q)) {
+            s.File(q, s.cone[at]);
             s.lastHit = at;
             break;
           }
         }
       }
-      q = nextQ;
     }
+    s.Release(f);
   }
   // 4. vertices inside the cap (no cone edge was made from them) leave with it
   s.gone.clear();

@@ -148,6 +148,9 @@ struct CHConvexHull3D::Storage {
   Pool<tFaceStructure> facePool;
   VertexIndex index;
   std::uint64_t nextEdgeOrder = 0;
+  // Elements in the lists, kept by the add and delete operations: the lists are long and scattered in
+  // memory, so counting them by a walk costs a cache miss per element.
+  int vertexCount = 0, edgeCount = 0, faceCount = 0;
 };
 
 CHConvexHull3D::CHConvexHull3D()
@@ -194,29 +197,39 @@ tFaceStructure* CHConvexHull3D::MakeNullFace() {
 
 void CHConvexHull3D::AddVertex(tVertexStructure* v) {
   Link(vertices, v);
+  ++storage->vertexCount;
   storage->index.valid = false;  // a vertex that did not come through the appends
 }
 
 void CHConvexHull3D::DeleteVertex(tVertexStructure* v) {
   if (vertices == nullptr) return;
   Unlink(vertices, v);
+  --storage->vertexCount;
   storage->index.valid = false;
   FreeVertex(v);
 }
 
-void CHConvexHull3D::AddEdge(tEdgeStructure* e) { Link(edges, e); }
+void CHConvexHull3D::AddEdge(tEdgeStructure* e) {
+  Link(edges, e);
+  ++storage->edgeCount;
+}
 
 void CHConvexHull3D::DeleteEdge(tEdgeStructure* e) {
   if (edges == nullptr) return;
   Unlink(edges, e);
+  --storage->edgeCount;
   storage->edgePool.Put(e);
 }
 
-void CHConvexHull3D::AddFace(tFaceStructure* f) { Link(faces, f); }
+void CHConvexHull3D::AddFace(tFaceStructure* f) {
+  Link(faces, f);
+  ++storage->faceCount;
+}
 
 void CHConvexHull3D::DeleteFace(tFaceStructure* f) {
   if (faces == nullptr) return;
   Unlink(faces, f);
+  --storage->faceCount;
   storage->facePool.Put(f);
 }
 
@@ -249,5 +262,12 @@ tVertexStructure* CHConvexHull3D::AppendUnique(std::int64_t x, std::int64_t y, s
     throw;
   }
   Link(vertices, v);
+  ++storage->vertexCount;
   return v;
 }
+
+int CHConvexHull3D::CalcNumFaces() { return faces != nullptr ? storage->faceCount : 0; }
+
+int CHConvexHull3D::CalcNumEdges() { return edges != nullptr ? storage->edgeCount : 0; }
+
+int CHConvexHull3D::CalcNumVertices() { return vertices != nullptr ? storage->vertexCount : 0; }
