@@ -62,6 +62,7 @@
 #include "qssse/mesh/ScanWorkers.h"
 #include "qssse/mesh/Stretch.h"
 
+#include "qssse/geometry/H2DDelaunay.h"
 #include "qssse/geometry/HConvexHull2D.h"
 #include "qssse/geometry/HConvexHull3D.h"
 #include "qssse/geometry/HullException.h"

@@ -25,6 +25,7 @@
 #include <typeinfo>
 #include <vector>
 
+#include "qssse/geometry/H2DDelaunay.h"
 #include "qssse/geometry/HConvexHull3D.h"
 
 namespace {
@@ -101,7 +102,10 @@ tFaceStructure* Across(const tEdgeStructure* e, const tFaceStructure* f) {
 
 }  // namespace
 
-bool CHConvexHull3D::OwnVolumeSign() const { return typeid(*this) == typeid(CHConvexHull3D); }
+// The library's two hull classes; a class derived from either may replace the predicate.
+bool CHConvexHull3D::OwnVolumeSign() const {
+  return typeid(*this) == typeid(CHConvexHull3D) || typeid(*this) == typeid(CH2DDelaunay);
+}
 
 void CHConvexHull3D::ConstructHullFast() {
   Scratch scratch;
