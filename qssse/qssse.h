@@ -65,4 +65,7 @@
 #include "qssse/geometry/H2DDelaunay.h"
 #include "qssse/geometry/HConvexHull2D.h"
 #include "qssse/geometry/HConvexHull3D.h"
+#include "qssse/geometry/HPolygonTriangulator.h"
+#include "qssse/geometry/HSimpleBasisFcns.h"
 #include "qssse/geometry/HullException.h"
+#include "qssse/geometry/Vector.h"
