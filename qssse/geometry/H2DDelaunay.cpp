@@ -88,6 +88,7 @@ void CH2DDelaunay::CalcDelaunayTriangulation() {
   }
   CheckRange();
   DoubleTriangle();
+  liftedInput = true;
   ConstructHullFast();
   EdgeOrderOnFaces();
   LowerFaces();
@@ -100,18 +101,15 @@ void CH2DDelaunay::CalcDelaunayTriangulation() {
 }
 
 void CH2DDelaunay::LowerFaces() {
-  tFaceStructure* f = faces;
-  do {
+  // The marks and the deletions do not depend on the order the faces are visited in (a deleted head
+  // hands the head on to the first face after it that stays), so both passes read the faces in storage
+  // order rather than hopping through the list.
+  ForEachFaceInMemory([this](tFaceStructure* f) {
     if (static_cast<double>(NormZ(f)) < 0.0) f->lower = true;
-    f = f->next;
-  } while (f != faces);
-  const int count = CalcNumFaces();
-  f = faces;
-  for (int i = 0; i < count; ++i) {
-    tFaceStructure* next = f->next;
+  });
+  ForEachFaceInMemory([this](tFaceStructure* f) {
     if (!f->lower) DeleteFace(f);  // the head moves on when it is deleted
-    f = next;
-  }
+  });
 }
 
 void CH2DDelaunay::RemoveFacesOutOfBorderLines(float tolerance) {

@@ -91,17 +91,12 @@ void CHConvexHull3D::CheckRange() {
   }
 }
 
-int CHConvexHull3D::VolumeSign(tFaceStructure* f, tVertexStructure* p) { return VolumeSignOf(f, p->x, p->y, p->z); }
-
-int CHConvexHull3D::VolumeSignOf(const tFaceStructure* f, std::int64_t px, std::int64_t py, std::int64_t pz) {
+int CHConvexHull3D::VolumeSign(tFaceStructure* f, tVertexStructure* p) {
   const tVertexStructure* a = f->vertex[0];
   const tVertexStructure* b = f->vertex[1];
   const tVertexStructure* c = f->vertex[2];
-  const std::int64_t ax = a->x - px, ay = a->y - py, az = a->z - pz;
-  const std::int64_t bx = b->x - px, by = b->y - py, bz = b->z - pz;
-  const std::int64_t cx = c->x - px, cy = c->y - py, cz = c->z - pz;
-  const std::int64_t vol = ax * (by * cz - bz * cy) + ay * (bz * cx - bx * cz) + az * (bx * cy - by * cx);
-  return (vol > 0) - (vol < 0);
+  const std::int64_t pa[3] = {a->x, a->y, a->z}, pb[3] = {b->x, b->y, b->z}, pc[3] = {c->x, c->y, c->z};
+  return VolumeSignOf(pa, pb, pc, p->x, p->y, p->z);
 }
 
 bool CHConvexHull3D::Collinear(tVertexStructure* a, tVertexStructure* b, tVertexStructure* c) {

@@ -1,5 +1,6 @@
 #pragma once
 #include <cstdint>
+#include <functional>
 #include <memory>
 
 #include "qssse/platform/Export.h"
@@ -22,6 +23,7 @@ struct tVertexStructure {
   bool mark;                    // processed
   bool flag;                    // the caller's flag of AppendVertex2D (false for AppendVertex3D)
   int slot;                     // the point's entry in the conflict-list construction's face table
+  tFaceStructure* face;         // a face at this vertex (the fast construction's walks start there)
 };
 
 struct tEdgeStructure {
@@ -41,6 +43,7 @@ struct tFaceStructure {
   tFaceStructure* next;
   bool visible;                 // visible from the point being inserted
   bool lower;                   // CH2DDelaunay: a lower face of the lifted hull
+  bool alive;                   // in the face list (false once deleted)
   std::uint64_t stamp;          // insertion that last tested this face (conflict-list construction)
   tConflictBlock* conflicts;    // unprocessed points filed with this face (conflict-list construction)
 };
@@ -110,8 +113,16 @@ class QSSSE_API CHConvexHull3D {
   // Sign of the volume of the tetrahedron (f's vertices 0, 1, 2, p), differences taken from p, in
   // 64-bit integers: 1, -1 or 0. f is visible from p when it is -1.
   virtual int VolumeSign(tFaceStructure* f, tVertexStructure* p);
-  // The library's volume sign of f seen from the point (px, py, pz), the rule of VolumeSign.
-  static int VolumeSignOf(const tFaceStructure* f, std::int64_t px, std::int64_t py, std::int64_t pz);
+  // The library's volume sign of the face a, b, c (x, y, z each) seen from (px, py, pz): the rule of
+  // VolumeSign, differences taken from p.
+  static int VolumeSignOf(const std::int64_t* a, const std::int64_t* b, const std::int64_t* c, std::int64_t px,
+                          std::int64_t py, std::int64_t pz) {
+    const std::int64_t ax = a[0] - px, ay = a[1] - py, az = a[2] - pz;
+    const std::int64_t bx = b[0] - px, by = b[1] - py, bz = b[2] - pz;
+    const std::int64_t cx = c[0] - px, cy = c[1] - py, cz = c[2] - pz;
+    const std::int64_t vol = ax * (by * cz - bz * cy) + ay * (bz * cx - bx * cz) + az * (bx * cy - by * cx);
+    return (vol > 0) - (vol < 0);
+  }
   // True when (b - a) x (c - a) is zero, tested component by component (z-y, x-z, y-x).
   virtual bool Collinear(tVertexStructure* a, tVertexStructure* b, tVertexStructure* c);
 
@@ -129,6 +140,9 @@ class QSSSE_API CHConvexHull3D {
   void AddFace(tFaceStructure* f);
   void DeleteFace(tFaceStructure* f);
   static void SubVec(const std::int64_t a[4], const std::int64_t b[4], std::int64_t c[4]);  // c = a - b
+  // Every face in the list, in the order of their storage rather than the list's: a pass whose result
+  // does not depend on the order reads the memory in sequence instead of hopping through the list.
+  void ForEachFaceInMemory(const std::function<void(tFaceStructure*)>& visit);
 
   // ---- construction (HConvexHull3DBuild.cpp): the plain incremental algorithm ----
   // A face (a, b, c) on three new edges, or on fold's edges in reverse order; each edge's first adjacent
@@ -153,8 +167,10 @@ class QSSSE_API CHConvexHull3D {
 
   // ---- construction with conflict lists (HConvexHull3DFast.cpp) ----
   // The same walk as ConstructHull with the same result (lists, their order, the vertex order of every
-  // face), but every unprocessed point keeps one face it sees, so an insertion visits only the visible
-  // region and its border. Horizon edges are coned in edge-list order, as ConstructHull does.
+  // face), but an insertion visits only the visible region and its border, starting from one face the
+  // point sees: every unprocessed point keeps such a face (conflict lists), or, with liftedInput set,
+  // the face is found by walking the lower faces in x-y from a face made near the point. Horizon edges
+  // are coned in edge-list order, as ConstructHull does.
   void ConstructHullFast();
 
   // ---- checks (HConvexHull3DChecks.cpp) ----
@@ -187,6 +203,9 @@ class QSSSE_API CHConvexHull3D {
   int numEdges;
   int numVertices;
   int numAppended;
+  // Set by CH2DDelaunay: the points lie on the paraboloid, where a walk in x-y finds a visible face
+  // faster than conflict lists. Only a speed hint: a walk that finds none falls back to a scan.
+  bool liftedInput = false;
 
  private:
   struct Storage;
@@ -196,7 +215,8 @@ class QSSSE_API CHConvexHull3D {
   // The fast construction's steps: file every unprocessed point with a face it sees, and insert one
   // point through its filed face.
   void FileConflicts(Scratch& s);
-  void InsertFast(tVertexStructure* p, tVertexStructure** pvnext, Scratch& s);
+  tFaceStructure* LocateByWalk(tVertexStructure* p, Scratch& s);
+  void InsertFast(tVertexStructure* p, tFaceStructure* start, tVertexStructure** pvnext, Scratch& s);
   // Whether VolumeSign is the library's own (not replaced by a derived class), so that the conflict
   // lists may evaluate it on coordinates they keep.
   bool OwnVolumeSign() const;

@@ -81,9 +81,8 @@ bool CHConvexHull3D::CheckEndpts() {
 }
 
 void CHConvexHull3D::EdgeOrderOnFaces() {
-  if (faces == nullptr) return;
-  tFaceStructure* f = faces;
-  do {
+  // Each face is put in order on its own, so storage order gives the list order's result.
+  ForEachFaceInMemory([](tFaceStructure* f) {
     for (int i = 0; i < 3; ++i) {
       if (Joins(f->edge[i], f->vertex[i], f->vertex[(i + 1) % 3])) continue;
       for (int j = 0; j < 3; ++j) {
@@ -94,7 +93,5 @@ void CHConvexHull3D::EdgeOrderOnFaces() {
         }
       }
     }
-    f = f->next;
-  } while (f != faces);
+  });
 }
-

@@ -17,10 +17,20 @@
 // made in the same order; and the deletions remove the same elements, which leaves the order of the
 // others as it was.
 //
+// Points on the paraboloid (the Delaunay lift) are located without conflict lists: the lower faces
+// project to the Delaunay triangulation of the points inserted so far, so a walk in x-y across the
+// edges that the point lies beyond reaches the triangle containing it, which it sees (it lies inside
+// that triangle's circumcircle); a point beyond the triangulation's border sees the face across the
+// border edge where the walk leaves it, or the triangle it leaves (the two circles through that edge
+// are nested on the point's side). Walks start from a face made by an earlier insertion near the point
+// (a grid of cells over the points' box). Every face found is confirmed by the exact volume sign, and
+// a walk that fails (degenerate input) falls back to scanning every face, so this only saves time.
+//
 // Refiling is the hot loop and the points come in no spatial order, so the conflict lists keep each
 // point's coordinates in blocks of their own and the point's face in a table: refiling reads blocks
 // in sequence instead of a scattered vertex record per point.
 #include <algorithm>
+#include <cmath>
 #include <memory>
 #include <typeinfo>
 #include <vector>
@@ -57,6 +67,20 @@ struct CHConvexHull3D::Scratch {
   tConflictBlock* freeBlocks = nullptr;
   std::size_t lastHit = 0;
   bool own = true;
+  // The walk: a grid of side x side cells over the points' x-y box, each holding the last point
+  // inserted in it; its face is where a walk starts.
+  bool walk = false;
+  std::vector<tVertexStructure*> grid;
+  std::size_t side = 1;
+  double minX = 0, minY = 0, perCellX = 0, perCellY = 0;
+  tFaceStructure* lastFace = nullptr;
+
+  std::size_t Cell(std::int64_t x, std::int64_t y) const {
+    const auto clamp = [&](double c) {
+      return c <= 0 ? std::size_t{0} : std::min(side - 1, static_cast<std::size_t>(c));
+    };
+    return clamp((static_cast<double>(x) - minX) * perCellX) * side + clamp((static_cast<double>(y) - minY) * perCellY);
+  }
 
   void File(const ConflictEntry& q, tFaceStructure* f) {
     tConflictBlock* b = f->conflicts;
@@ -96,8 +120,21 @@ struct CHConvexHull3D::Scratch {
 
 namespace {
 
+int OwnSign(const tFaceStructure* f, std::int64_t px, std::int64_t py, std::int64_t pz) {
+  const tVertexStructure* a = f->vertex[0];
+  const tVertexStructure* b = f->vertex[1];
+  const tVertexStructure* c = f->vertex[2];
+  const std::int64_t pa[3] = {a->x, a->y, a->z}, pb[3] = {b->x, b->y, b->z}, pc[3] = {c->x, c->y, c->z};
+  return CHConvexHull3D::VolumeSignOf(pa, pb, pc, px, py, pz);
+}
+
 tFaceStructure* Across(const tEdgeStructure* e, const tFaceStructure* f) {
   return e->adjface[0] == f ? e->adjface[1] : e->adjface[0];
+}
+
+// Twice the signed x-y area of (a, b, c), positive counter-clockwise.
+std::int64_t Orient2D(const tVertexStructure* a, const tVertexStructure* b, std::int64_t cx, std::int64_t cy) {
+  return (b->x - a->x) * (cy - a->y) - (b->y - a->y) * (cx - a->x);
 }
 
 }  // namespace
@@ -110,36 +147,113 @@ bool CHConvexHull3D::OwnVolumeSign() const {
 void CHConvexHull3D::ConstructHullFast() {
   Scratch scratch;
   scratch.own = OwnVolumeSign();
-  bool filed = false;
+  scratch.walk = liftedInput;
+  bool ready = false;
   tVertexStructure* v = vertices;
   do {
     tVertexStructure* vnext = v->next;
     if (!v->mark) {
       v->mark = true;
-      if (!filed) {
+      if (!ready) {
         // Right after DoubleTriangle the hull is flat: a point beside the triangle in its plane sees
         // neither face although it lies outside. The first insertion makes a solid; it is made plainly
-        // and the points are filed afterwards.
+        // and the points are filed (or the walk's grid laid out) afterwards.
         AddOne(v);
         CleanUp(&vnext);
         FileConflicts(scratch);
-        filed = true;
+        ready = true;
       } else {
-        InsertFast(v, &vnext, scratch);
+        tFaceStructure* start =
+            scratch.walk ? LocateByWalk(v, scratch) : scratch.faceOf[static_cast<std::size_t>(v->slot)];
+        InsertFast(v, start, &vnext, scratch);
       }
       if (check) Checks();
     }
     v = vnext;
   } while (v != vertices);
-  // The blocks go with the scratch; the faces must not point at them.
-  tFaceStructure* f = faces;
+  // No face holds conflict blocks now: a face that was given points is deleted when the first of them
+  // is inserted, and every point has been.
+}
+
+tFaceStructure* CHConvexHull3D::LocateByWalk(tVertexStructure* p, Scratch& s) {
+  const auto sees = [&](tFaceStructure* f) {
+    return (s.own ? OwnSign(f, p->x, p->y, p->z) : VolumeSign(f, p)) < 0;
+  };
+  // 1. a start near p: its cell, the cells around it, or the last face made
+  tFaceStructure* f = nullptr;
+  const std::size_t cell = s.Cell(p->x, p->y);
+  const std::size_t cx = cell / s.side, cy = cell % s.side;
+  for (std::size_t r = 0; r <= 2 && f == nullptr; ++r) {
+    for (std::size_t i = (cx >= r ? cx - r : 0); i <= std::min(s.side - 1, cx + r) && f == nullptr; ++i) {
+      for (std::size_t j = (cy >= r ? cy - r : 0); j <= std::min(s.side - 1, cy + r); ++j) {
+        const tVertexStructure* g = s.grid[i * s.side + j];
+        if (g != nullptr && g->face != nullptr && g->face->alive) {
+          f = g->face;
+          break;
+        }
+      }
+    }
+  }
+  if (f == nullptr) f = s.lastFace != nullptr && s.lastFace->alive ? s.lastFace : faces;
+  const auto lower = [](const tFaceStructure* g) {
+    return Orient2D(g->vertex[0], g->vertex[1], g->vertex[2]->x, g->vertex[2]->y) < 0;
+  };
+  if (!lower(f)) {
+    for (const tEdgeStructure* e : f->edge) {
+      if (lower(Across(e, f))) {
+        f = Across(e, f);
+        break;
+      }
+    }
+  }
+  // 2. across the edges p lies beyond, while on lower faces (clockwise in x-y)
+  for (int step = 0; step < (1 << 16); ++step) {
+    if (sees(f)) return f;
+    const tVertexStructure* const* v = f->vertex;
+    if (!lower(f)) break;  // an upper or vertical face p does not see: only in degenerate cases
+    tFaceStructure* next = nullptr;
+    for (int k = 0; k < 3 && next == nullptr; ++k) {
+      const int i = (step + k) % 3;  // rotating the first edge tried keeps degenerate walks from cycling
+      const tVertexStructure* a = v[i];
+      const tVertexStructure* b = v[(i + 1) % 3];
+      if (Orient2D(a, b, p->x, p->y) <= 0) continue;
+      for (const tEdgeStructure* e : f->edge) {
+        if ((e->endpts[0] == a && e->endpts[1] == b) || (e->endpts[0] == b && e->endpts[1] == a)) next = Across(e, f);
+      }
+    }
+    if (next == nullptr) break;
+    f = next;
+  }
+  // 3. degenerate cases: every face
+  tFaceStructure* g = faces;
   do {
-    f->conflicts = nullptr;
-    f = f->next;
-  } while (f != faces);
+    if (sees(g)) return g;
+    g = g->next;
+  } while (g != faces);
+  return nullptr;
 }
 
 void CHConvexHull3D::FileConflicts(Scratch& s) {
+  if (s.walk) {
+    std::int64_t lo[2] = {vertices->x, vertices->y}, hi[2] = {lo[0], lo[1]};
+    std::size_t count = 0;
+    tVertexStructure* v = vertices;
+    do {
+      lo[0] = std::min(lo[0], v->x);
+      lo[1] = std::min(lo[1], v->y);
+      hi[0] = std::max(hi[0], v->x);
+      hi[1] = std::max(hi[1], v->y);
+      ++count;
+      v = v->next;
+    } while (v != vertices);
+    s.side = std::max<std::size_t>(1, static_cast<std::size_t>(std::sqrt(static_cast<double>(count) / 4.0)));
+    s.grid.assign(s.side * s.side, nullptr);
+    s.minX = static_cast<double>(lo[0]);
+    s.minY = static_cast<double>(lo[1]);
+    s.perCellX = static_cast<double>(s.side) / (static_cast<double>(hi[0] - lo[0]) + 1.0);
+    s.perCellY = static_cast<double>(s.side) / (static_cast<double>(hi[1] - lo[1]) + 1.0);
+    return;
+  }
   tFaceStructure* f = faces;
   do {
     f->conflicts = nullptr;
@@ -170,8 +284,8 @@ void CHConvexHull3D::FileConflicts(Scratch& s) {
   } while (v != vertices);
 }
 
-void CHConvexHull3D::InsertFast(tVertexStructure* p, tVertexStructure** pvnext, Scratch& s) {
-  tFaceStructure* start = s.faceOf[static_cast<std::size_t>(p->slot)];
+void CHConvexHull3D::InsertFast(tVertexStructure* p, tFaceStructure* start, tVertexStructure** pvnext,
+                                Scratch& s) {
   if (start == nullptr) {
     // Inside: AddOne would find no visible face, and CleanVertices would drop p.
     p->onhull = false;
@@ -180,7 +294,7 @@ void CHConvexHull3D::InsertFast(tVertexStructure* p, tVertexStructure** pvnext, 
     return;
   }
   const auto sees = [&](tFaceStructure* f, const ConflictEntry& q) {
-    return (s.own ? VolumeSignOf(f, q.x, q.y, q.z) : VolumeSign(f, q.v)) < 0;
+    return (s.own ? OwnSign(f, q.x, q.y, q.z) : VolumeSign(f, q.v)) < 0;
   };
   const ConflictEntry self = {p->x, p->y, p->z, p, p->slot};
   // 1. the visible cap, from the filed face across edges
@@ -226,7 +340,18 @@ void CHConvexHull3D::InsertFast(tVertexStructure* p, tVertexStructure** pvnext, 
   }
   // 3. the points of the cap's faces go to a cone face they see, or nowhere (inside for good)
   const std::size_t n = s.cone.size();
+  if (s.walk) {
+    // Every vertex of a lower cone face points at it: a vertex's face dies only in an insertion that
+    // puts the vertex on the horizon (and gives it a new one) or inside the cap (and deletes it).
+    for (tFaceStructure* c : s.cone) {
+      if (Orient2D(c->vertex[0], c->vertex[1], c->vertex[2]->x, c->vertex[2]->y) >= 0) continue;
+      for (tVertexStructure* u : c->vertex) u->face = c;
+      s.lastFace = c;
+    }
+    s.grid[s.Cell(p->x, p->y)] = p;
+  }
   for (tFaceStructure* f : s.visible) {
+    if (s.walk) break;
     for (const tConflictBlock* b = f->conflicts; b != nullptr; b = b->next) {
       for (int k = 0; k < b->count; ++k) {
         const ConflictEntry& q = b->entries[k];

@@ -31,6 +31,15 @@ class Pool {
     return t;
   }
 
+  // Every record of the pool, in memory order: the caller tells live ones from free ones.
+  template <class F>
+  void ForEach(F f) {
+    for (std::size_t c = 0; c < m_chunks.size(); ++c) {
+      T* block = static_cast<T*>(m_chunks[c]);
+      for (std::size_t i = 0; i < m_counts[c]; ++i) f(block + i);
+    }
+  }
+
   void Put(T* t) {
     std::memcpy(static_cast<void*>(t), &m_free, sizeof(T*));
     m_free = t;
@@ -41,17 +50,21 @@ class Pool {
     const std::size_t count = m_chunks.empty() ? 256 : std::min<std::size_t>(m_lastCount * 2, 1u << 16);
     try {
       m_chunks.reserve(m_chunks.size() + 1);
+      m_counts.reserve(m_chunks.size() + 1);
     } catch (const std::bad_alloc&) {
       AfxThrowMemoryException();
     }
-    T* block = static_cast<T*>(std::malloc(count * sizeof(T)));
+    // Zeroed, so that records never handed out read as free in ForEach.
+    T* block = static_cast<T*>(std::calloc(count, sizeof(T)));
     if (block == nullptr) AfxThrowMemoryException();
     m_chunks.push_back(block);
+    m_counts.push_back(count);
     m_lastCount = count;
     for (std::size_t i = count; i-- > 0;) Put(block + i);
   }
 
   std::vector<void*> m_chunks;
+  std::vector<std::size_t> m_counts;
   std::size_t m_lastCount = 0;
   T* m_free = nullptr;
 };
@@ -191,6 +204,7 @@ tEdgeStructure* CHConvexHull3D::MakeNullEdge() {
 
 tFaceStructure* CHConvexHull3D::MakeNullFace() {
   tFaceStructure* f = storage->facePool.Get();
+  f->alive = true;
   AddFace(f);
   return f;
 }
@@ -230,6 +244,7 @@ void CHConvexHull3D::DeleteFace(tFaceStructure* f) {
   if (faces == nullptr) return;
   Unlink(faces, f);
   --storage->faceCount;
+  f->alive = false;
   storage->facePool.Put(f);
 }
 
@@ -271,3 +286,10 @@ int CHConvexHull3D::CalcNumFaces() { return faces != nullptr ? storage->faceCoun
 int CHConvexHull3D::CalcNumEdges() { return edges != nullptr ? storage->edgeCount : 0; }
 
 int CHConvexHull3D::CalcNumVertices() { return vertices != nullptr ? storage->vertexCount : 0; }
+
+void CHConvexHull3D::ForEachFaceInMemory(const std::function<void(tFaceStructure*)>& visit) {
+  storage->facePool.ForEach([&](tFaceStructure* f) {
+    if (f->alive) visit(f);
+  });
+}
+

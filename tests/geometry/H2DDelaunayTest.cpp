@@ -320,3 +320,32 @@ TEST(Delaunay2D, BorderPointsOfTwoMeshesLoftBackToTheirCorners) {
     EXPECT_EQ(v->z, static_cast<std::int64_t>(c.z * 10.0f));
   }
 }
+
+TEST(Delaunay2D, WalkingLocationMatchesThePlainHullOnLargerDegenerateSets) {
+  SilentMessages quiet;
+  std::mt19937 rng(42);
+  for (int round = 0; round < 3; ++round) {
+    CH2DDelaunay d;
+    hulltest::PlainHull plain;
+    std::vector<I2> pts;
+    for (int i = 0; i < 2500; ++i) {
+      // A 40 x 40 grid: long collinear borders, many cocircular quadruples, repeated points.
+      const int x = static_cast<int>(rng() % 40), y = static_cast<int>(rng() % 40);
+      d.AppendVertex(static_cast<float>(x), static_cast<float>(y), -1, false);
+      plain.AppendVertex2D(static_cast<float>(x), static_cast<float>(y), -1, false);
+      pts.push_back({10 * x, 10 * y});
+    }
+    d.CalcDelaunayTriangulation();
+    plain.CalcPlain();
+    ExpectDelaunay(d, pts);
+    std::vector<const tFaceStructure*> lower;
+    for (const tFaceStructure* f : List(plain.GetFaces())) {
+      const I3 a = hulltest::Coords(f->vertex[0]), b = hulltest::Coords(f->vertex[1]), c = hulltest::Coords(f->vertex[2]);
+      if ((b[0] - a[0]) * (c[1] - a[1]) - (b[1] - a[1]) * (c[0] - a[0]) < 0) lower.push_back(f);
+    }
+    const auto faces = List(d.GetFaces());
+    ASSERT_EQ(faces.size(), lower.size());
+    for (std::size_t i = 0; i < faces.size(); ++i)
+      for (int k = 0; k < 3; ++k) ASSERT_EQ(hulltest::Coords(faces[i]->vertex[k]), hulltest::Coords(lower[i]->vertex[k]));
+  }
+}

@@ -237,3 +237,30 @@ TEST(ConvexHull3D, CopiesShareTheListsAndBothMayBeDestroyed) {
   EXPECT_EQ(copy.GetNumFaces(), 4);
   EXPECT_EQ(List(copy.GetFaces()).size(), 4u);
 }
+
+namespace {
+
+// Replaces the volume sign (by the same rule, counted): the fast construction must call it.
+class CountingHull : public CHConvexHull3D {
+ public:
+  long calls = 0;
+  int VolumeSign(tFaceStructure* f, tVertexStructure* p) override {
+    ++calls;
+    return CHConvexHull3D::VolumeSign(f, p);
+  }
+};
+
+}  // namespace
+
+TEST(ConvexHull3D, ReplacedPredicatesAreUsedByTheFastConstruction) {
+  std::mt19937 rng(42);
+  const std::vector<I3> pts = RandomGrid(rng, 200, 10);
+  CountingHull counted;
+  PlainHull plain;
+  Append(counted, pts);
+  Append(plain, pts);
+  counted.CalcConvexHull();
+  plain.CalcPlain();
+  EXPECT_GT(counted.calls, 200);
+  hulltest::ExpectSameLists(counted, plain, "replaced predicate");
+}
