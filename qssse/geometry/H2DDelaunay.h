@@ -33,7 +33,8 @@ class QSSSE_API CH2DDelaunay : public CHConvexHull3D {
   // milliseconds, vertices) to QsCUserInterfaceManager::ShowMessageBox on every call. Throws the hull's
   // CHullException before any message: collinear when all points lie on one line, coplanar when all lie
   // on one circle (the lifted points are then coplanar), range for coordinates beyond the range. A
-  // second call after further appends triangulates all vertices anew.
+  // second call after further appends triangulates all vertices anew. (Do not call the inherited
+  // CalcConvexHull afterwards: the lower faces alone are no closed hull to insert points into.)
   void CalcDelaunayTriangulation();
 
   // Deletes every face with an edge sample outside the band between the lower and the upper border
