@@ -6,9 +6,7 @@
 #include <vector>
 
 #include "ToolTestSupport.h"
-#include "cli/Bytes.h"
-#include "cli/MeshFile.h"
-#include "cli/Outline.h"
+#include "cli/Formats.h"
 
 using namespace qssse::tool;
 using tooltest::RunTool;

@@ -6,11 +6,9 @@
 #include <string>
 #include <vector>
 
-#include "cli/Bytes.h"
 #include "cli/Error.h"
+#include "cli/Formats.h"
 #include "cli/MeshConvert.h"
-#include "cli/MeshFile.h"
-#include "cli/Outline.h"
 #include "cli/PointCloud.h"
 #include "cli/Subcommand.h"
 #include "cli/Summary.h"
@@ -105,7 +103,7 @@ int RunWall(const DelaunayOptions& o, CH2DDelaunay& d) {
 }
 
 int RunDelaunay(const DelaunayOptions& o) {
-  MeshFormatFromName(o.output);  // a bad output name fails before the work
+  MeshKindFromName(o.output);  // a bad output name fails before the work
   QuietMessages quiet;
   CH2DDelaunay d;
   return o.upper.empty() ? RunPoints(o, d) : RunWall(o, d);

@@ -4,10 +4,9 @@
 #include <memory>
 #include <string>
 
-#include "cli/Bytes.h"
 #include "cli/Error.h"
+#include "cli/Formats.h"
 #include "cli/MeshConvert.h"
-#include "cli/MeshFile.h"
 #include "cli/PointCloud.h"
 #include "cli/Subcommand.h"
 #include "cli/Summary.h"
@@ -26,7 +25,7 @@ struct HullOptions {
 
 int RunHull(const HullOptions& o) {
   const std::vector<Vertex> points = ReadPoints(o.input);
-  MeshFormatFromName(o.output);  // a bad output name fails before the work
+  MeshKindFromName(o.output);  // a bad output name fails before the work
   const float scale = static_cast<float>(1.0 / o.resolution);
   Stopwatch t;
   CHConvexHull3D hull;

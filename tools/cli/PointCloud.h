@@ -2,8 +2,7 @@
 #include <string>
 #include <vector>
 
-#include "cli/MeshFile.h"
-#include "cli/Outline.h"
+#include "cli/Formats.h"
 
 // Point sets for the hull and Delaunay commands, and their pictures.
 namespace qssse::tool {
