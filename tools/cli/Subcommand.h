@@ -14,4 +14,7 @@ struct Subcommand {
   std::function<int()> run;  // the exit status; throws ToolError or any std::exception on failure
 };
 
+Subcommand AddHull(CLI::App& app);      // HullCommand.cpp
+Subcommand AddDelaunay(CLI::App& app);  // DelaunayCommand.cpp
+
 }  // namespace qssse::tool
