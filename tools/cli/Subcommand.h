@@ -16,5 +16,6 @@ struct Subcommand {
 
 Subcommand AddHull(CLI::App& app);      // HullCommand.cpp
 Subcommand AddDelaunay(CLI::App& app);  // DelaunayCommand.cpp
+Subcommand AddBorder(CLI::App& app);    // BorderCommand.cpp
 
 }  // namespace qssse::tool
