@@ -39,11 +39,11 @@ TEST(BorderCommand, LoopsAreListedLongestFirstAndWrittenAsOutlineOrPicture) {
   WriteMesh(dir / "ring.obj", RingAndIsland());
   const auto r = RunTool(dir, {"border", dir / "ring.obj", "-o", dir / "outer.txt"});
   ASSERT_EQ(r.status, 0) << r.err;
-  EXPECT_NE(r.out.find("3 loops over 20 open sides of 18 triangles, length 20 in all"), std::string::npos)
+  EXPECT_NE(r.out.find("3 loops over 20 open sides of 18 triangles, 3-D length 20 in all"), std::string::npos)
       << r.out;
-  EXPECT_NE(r.out.find("loop 1: 12 points, length 12, area 9 in x-y (counter-clockwise)"), std::string::npos);
-  EXPECT_NE(r.out.find("loop 2: 4 points, length 4, area 1 in x-y (clockwise)"), std::string::npos);
-  EXPECT_NE(r.out.find("loop 3: 4 points, length 4, area 1 in x-y (counter-clockwise)"), std::string::npos);
+  EXPECT_NE(r.out.find("loop 1: 12 points, 3-D length 12, area 9 in x-y (counter-clockwise)"), std::string::npos);
+  EXPECT_NE(r.out.find("loop 2: 4 points, 3-D length 4, area 1 in x-y (clockwise)"), std::string::npos);
+  EXPECT_NE(r.out.find("loop 3: 4 points, 3-D length 4, area 1 in x-y (counter-clockwise)"), std::string::npos);
   const OutlinePoints outer = ReadOutline(dir / "outer.txt");
   ASSERT_EQ(outer.size(), 12u);
   for (const Vertex& p : outer) {
@@ -104,8 +104,8 @@ TEST(BorderCommand, MeshOfAHeightFieldHasOneLoopPerHoleAndTheOuterBorder) {
   const auto r = RunTool(dir, {"border", dir / "f.stl"});
   ASSERT_EQ(r.status, 0) << r.err;
   EXPECT_NE(r.out.find("3 loops over 48 open sides of 190 triangles"), std::string::npos) << r.out;
-  EXPECT_NE(r.out.find("loop 1: 40 points, length 40, area 99 in x-y (counter-clockwise)"),
+  EXPECT_NE(r.out.find("loop 1: 40 points, 3-D length 40, area 99 in x-y (counter-clockwise)"),
             std::string::npos);
-  EXPECT_NE(r.out.find("loop 2: 4 points, length 5.65685, area 2 in x-y (clockwise)"), std::string::npos);
-  EXPECT_NE(r.out.find("loop 3: 4 points, length 5.65685, area 2 in x-y (clockwise)"), std::string::npos);
+  EXPECT_NE(r.out.find("loop 2: 4 points, 3-D length 5.65685, area 2 in x-y (clockwise)"), std::string::npos);
+  EXPECT_NE(r.out.find("loop 3: 4 points, 3-D length 5.65685, area 2 in x-y (clockwise)"), std::string::npos);
 }

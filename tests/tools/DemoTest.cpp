@@ -3,6 +3,8 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdint>
+#include <map>
 #include <numbers>
 #include <string>
 
@@ -109,9 +111,27 @@ TEST(Demo, MeshFilesHoldTheClippedCrownInMillimetresWithItsMarginAtZero) {
   EXPECT_EQ(static_cast<double>(stl.triangles.size()), triangles);
   EXPECT_EQ(WeldVertices(stl).vertices, ply.vertices);
   EXPECT_EQ(static_cast<double>(ply.vertices.size()), JsonNumber(json, "meshVertices"));
-  // One ring of border cells around a disc of cells.
+  // One ring of border cells around a disc of cells, and one border loop over exactly the sides that
+  // only one triangle of the file has (the edits removed no triangle, so the file holds the mesh whose
+  // border the demo walked).
   EXPECT_GT(JsonNumber(json, "borderTriangles"), 0.0);
   EXPECT_LT(JsonNumber(json, "borderTriangles"), triangles / 4);
+  ASSERT_EQ(JsonNumber(json, "removedTriangles"), 0.0);
+  std::map<std::pair<std::uint32_t, std::uint32_t>, int> sides;
+  for (const auto& t : ply.triangles) {
+    for (int e = 0; e < 3; ++e) ++sides[std::minmax(t[e], t[(e + 1) % 3])];
+  }
+  double open = 0.0, openLength = 0.0;
+  for (const auto& [side, count] : sides) {
+    if (count != 1) continue;
+    const Vertex &a = ply.vertices[side.first], &b = ply.vertices[side.second];
+    open += 1.0;
+    openLength += std::hypot(double{a.x} - b.x, double{a.y} - b.y);
+  }
+  EXPECT_EQ(JsonNumber(json, "borderLoops"), 1.0);
+  EXPECT_EQ(JsonNumber(json, "borderLoopPoints"), open);
+  EXPECT_NEAR(JsonNumber(json, "borderLength"), openLength, 1e-4 * openLength);
+  EXPECT_EQ(JsonNumber(json, "borderSidesLeftOver"), 0.0);
 
   const SyntheticCrown crown = MakeSyntheticCrown(size);
   float top = 0.0f;
@@ -186,7 +206,8 @@ TEST(Demo, RestorationAnalysisOfTheCrownAgreesWithItsMesh) {
   const MeshData ply = ReadMesh(dir / "out/crown.ply");
   float top = 0.0f;
   for (const Vertex& v : ply.vertices) top = std::max(top, v.z);
-  EXPECT_EQ(static_cast<float>(JsonNumber(json, "crownTop")), top);  // written with 9 digits: the float exactly
+  EXPECT_EQ(static_cast<float>(JsonNumber(json, "crownTop")),
+            top);  // written with 9 digits: the float exactly
   EXPECT_GE(JsonNumber(json, "footprintPoints"), 3.0);
   EXPECT_NE(tooltest::ReadText(dir / "out/footprint.svg").find("<polygon"), std::string::npos);
 }

@@ -84,14 +84,14 @@ int RunBorder(const BorderOptions& o) {
     std::printf("%s: %zu triangles, no open side: the mesh is closed (%.1f ms)\n", o.input.c_str(),
                 data.triangles.size(), ms);
   } else {
-    std::printf("%s: %zu %s over %zu open sides of %zu triangles, length %.6g in all (%.1f ms)\n",
+    std::printf("%s: %zu %s over %zu open sides of %zu triangles, 3-D length %.6g in all (%.1f ms)\n",
                 o.input.c_str(), loops.size(), loops.size() == 1 ? "loop" : "loops", sides,
                 data.triangles.size(), total, ms);
   }
   constexpr std::size_t kListed = 12;
   for (std::size_t k = 0; k < loops.size() && k < kListed; ++k) {
     const Loop& l = loops[k];
-    std::printf("  loop %zu: %zu points, length %.6g, area %.6g in x-y (%s)\n", k + 1, l.points.size(),
+    std::printf("  loop %zu: %zu points, 3-D length %.6g, area %.6g in x-y (%s)\n", k + 1, l.points.size(),
                 l.length, std::fabs(l.area),
                 l.area > 0   ? "counter-clockwise"
                 : l.area < 0 ? "clockwise"

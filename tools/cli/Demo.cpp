@@ -63,9 +63,9 @@ void RunMorphology(const CSSEMatrix& mask, Summary& s,
   s.File("skeleton.png");
 }
 
-// Neighbours, border triangles and the border line of the freshly built mesh (pixel units); the open
-// edges and the walked border line join the outline picture's rings.
-void RunBorder(CHTriangulation& mesh, Summary& s, std::vector<SvgRing>& rings) {
+// Neighbours, border triangles and the border loops of the freshly built mesh (pixel units); the loops
+// join the outline picture's rings.
+void RunBorder(CHTriangulation& mesh, double pixelSize, Summary& s, std::vector<SvgRing>& rings) {
   Stopwatch tn;
   mesh.CalcNeighbours();
   const double neighboursMs = tn.Ms();
@@ -74,31 +74,34 @@ void RunBorder(CHTriangulation& mesh, Summary& s, std::vector<SvgRing>& rings) {
   s.Step("neighbours", std::to_string(border) + " border triangles (a side without a neighbour)",
          neighboursMs);
   s.Result("borderTriangles", border);
-  for (OutlinePoints& e : OpenEdges(mesh)) rings.push_back({std::move(e), "#c0392b", "none", false});
 
-  // The library strings its border stretches in list order, one stretch per border triangle; it stops
-  // where consecutive stretches do not meet, leaving the rest of the line's points at 0, so the line
-  // drawn is its first connected run.
   Stopwatch tb;
-  CSSE3dPolygon borderLine;
-  mesh.FindBorderLine(&borderLine);
-  mesh.ClearStretchList();
+  std::vector<CSSE3dPolygon> loops;
+  const int leftOver = mesh.FindBorderLines(loops);
   const double borderMs = tb.Ms();
-  OutlinePoints line;
-  for (int i = 0; i < borderLine.GetNumPoints(); ++i) {
-    Vertex p;
-    borderLine.GetPoint(i, p.x, p.y, p.z);
-    if (p == Vertex{}) break;
-    line.push_back(p);
+  std::size_t points = 0;
+  double length = 0.0;
+  for (const CSSE3dPolygon& loop : loops) {
+    OutlinePoints ring;
+    for (int i = 0; i < loop.GetNumPoints(); ++i) {
+      Vertex p;
+      loop.GetPoint(i, p.x, p.y, p.z);
+      if (!ring.empty()) length += std::hypot(double{p.x} - ring.back().x, double{p.y} - ring.back().y);
+      ring.push_back(p);
+    }
+    if (ring.size() > 1)
+      length += std::hypot(double{ring.front().x} - ring.back().x, double{ring.front().y} - ring.back().y);
+    points += ring.size();
+    rings.push_back({std::move(ring), "#c0392b", "none", true});
   }
-  const int stretches = borderLine.GetNumPoints();
-  s.Step(
-      "border line",
-      std::to_string(stretches) + " stretches, a connected run of " + std::to_string(line.size()) + " points",
-      borderMs);
-  s.Result("borderStretches", stretches);
-  s.Result("borderLinePoints", static_cast<double>(line.size()));
-  if (line.size() >= 2) rings.push_back({std::move(line), "#e67e22", "none", false});
+  char detail[160];
+  std::snprintf(detail, sizeof detail, "%zu closed %s of %zu points, %.2f mm around", loops.size(),
+                loops.size() == 1 ? "loop" : "loops", points, length * pixelSize);
+  s.Step("border loops", detail, borderMs);
+  s.Result("borderLoops", static_cast<double>(loops.size()));
+  s.Result("borderLoopPoints", static_cast<double>(points));
+  s.Result("borderLength", length * pixelSize);
+  s.Result("borderSidesLeftOver", leftOver);
 }
 
 // Into millimetres, the crown centred on the z axis with its margin at z = 0, and anything lying flat
@@ -285,7 +288,7 @@ int RunDemo(const DemoOptions& o) {
   s.Step("mesh from heights", std::to_string(mesh->GetNumTriangles()) + " triangles, clipped to the margin",
          meshMs);
   s.Result("meshTriangles", mesh->GetNumTriangles());
-  RunBorder(*mesh, s, rings);
+  RunBorder(*mesh, crown.pixelSize, s, rings);
 
   // 4. edits, and the mesh files
   RunEdits(*mesh, crown, s);
