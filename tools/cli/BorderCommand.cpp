@@ -136,7 +136,7 @@ Subcommand AddBorder(CLI::App& app) {
       "-o,--output", o->output,
       "outline text (.txt: one loop, x y z per line) or picture (.svg: every loop, seen from above)");
   c->add_option("--loop", o->loop, "the loop written to a .txt outline, 1 being the longest")
-      ->check(CLI::Range(1, 1 << 30))
+      ->check(AtLeastOne())
       ->capture_default_str();
   c->footer(
       "A side is open when no other triangle has the same two corners (compared exactly). Every open side "

@@ -14,6 +14,11 @@ struct Subcommand {
   std::function<int()> run;  // the exit status; throws ToolError or any std::exception on failure
 };
 
+// Validators that state their bounds in plain numbers (CLI11's PositiveNumber prints the largest double
+// in full): a number above 0, an integer of at least 1.
+CLI::Validator PositiveNumber();
+CLI::Validator AtLeastOne();
+
 Subcommand AddHull(CLI::App& app);      // HullCommand.cpp
 Subcommand AddDelaunay(CLI::App& app);  // DelaunayCommand.cpp
 Subcommand AddBorder(CLI::App& app);    // BorderCommand.cpp
