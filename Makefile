@@ -5,19 +5,24 @@ JOBS     ?= $(shell nproc 2>/dev/null || echo 2)
 BUILD    ?= build
 CMAKE_FLAGS ?=
 
-.PHONY: all build test demo bench sanitize fuzz newcomer-check clean
+.PHONY: all configure build test demo bench sanitize fuzz newcomer-check clean
 
 all: build
 
-build:
+configure:
 	@sh scripts/bootstrap.sh
 	cmake -S . -B $(BUILD) -DCMAKE_BUILD_TYPE=Release -DQSSSE_WERROR=ON $(CMAKE_FLAGS)
+
+build: configure
 	cmake --build $(BUILD) -j $(JOBS)
 
 test: build
 	cd $(BUILD) && ctest --output-on-failure -j $(JOBS)
 
-demo: build
+# Only what the demo runs: the library, the I/O library and the program (the test suites are left to
+# `make test`, which builds the rest in the same build directory).
+demo: configure
+	cmake --build $(BUILD) -j $(JOBS) --target qssse_tool
 	./$(BUILD)/tools/qssse demo --out out
 
 bench:
