@@ -371,4 +371,14 @@ TEST(TextFormats, SvgDrawsEachRingAsAPolygonInsideTheGivenBox) {
   // Mirrored about the box's middle row, y -> 20 - y: the largest y at the top.
   EXPECT_NE(svg.find("<g transform=\"matrix(1 0 0 -1 0 20)\">"), std::string::npos) << svg;
   EXPECT_EQ(svg.substr(svg.size() - 7), "</svg>\n");
+  EXPECT_EQ(svg.find("<text"), std::string::npos);
+
+  // A legend below the frame: the view grows downwards, one sample and one escaped text per entry.
+  const std::string legend =
+      EncodeSvg({{{{1, 2, 0}, {3, 2, 0}, {3, 5, 0}}, "#ff0000", "none", true}}, 10, 20,
+                {{"margin <a & b>", "#ff0000", "none"}, {"mesh", "#00ff00", "#eeffee"}});
+  EXPECT_NE(legend.find("viewBox=\"0 0 10 21.5625\""), std::string::npos) << legend;
+  EXPECT_NE(legend.find(">margin &lt;a &amp; b&gt;</text>"), std::string::npos) << legend;
+  EXPECT_NE(legend.find(" fill=\"#eeffee\" stroke=\"#00ff00\"/>"), std::string::npos) << legend;
+  EXPECT_GT(legend.find("<text"), legend.find("</g>"));  // outside the mirrored group: text reads upright
 }

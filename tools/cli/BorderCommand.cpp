@@ -120,8 +120,18 @@ int RunBorder(const BorderOptions& o) {
     return 0;
   }
   std::vector<SvgRing> rings;
-  for (const Loop& l : loops) rings.push_back({l.points, l.area >= 0 ? "#1f5fbf" : "#c0392b", "none", true});
-  WriteFileBytes(o.output, EncodeSvg(rings, 0.0, 0.0));
+  std::size_t counterClockwise = 0;
+  for (const Loop& l : loops) {
+    rings.push_back({l.points, l.area >= 0 ? "#1f5fbf" : "#c0392b", "none", true});
+    counterClockwise += l.area >= 0;
+  }
+  std::vector<SvgLegendEntry> legend;
+  const auto count = [](std::size_t n) { return std::to_string(n) + (n == 1 ? " loop" : " loops"); };
+  if (counterClockwise > 0)
+    legend.push_back({count(counterClockwise) + ", counter-clockwise in x-y", "#1f5fbf"});
+  if (counterClockwise < loops.size())
+    legend.push_back({count(loops.size() - counterClockwise) + ", clockwise in x-y (holes)", "#c0392b"});
+  WriteFileBytes(o.output, EncodeSvg(rings, 0.0, 0.0, legend));
   std::printf("%s: %zu %s in x-y\n", o.output.c_str(), loops.size(), loops.size() == 1 ? "loop" : "loops");
   return 0;
 }
