@@ -1,4 +1,6 @@
 #pragma once
+#include <vector>
+
 #include "qssse/platform/Export.h"
 #include "qssse/platform/ReferenceCounted.h"
 #include "qssse/polygon/ResolutionData.h"
@@ -12,6 +14,9 @@ class CSSEMatrix;
 class CSSEcharMatrix;
 class DmPolyLineOld;
 class DmHermiteSpline;
+namespace qssse::rings {
+struct Vertex;
+}
 
 // The library's polygon: a closed ring of 3-D points (the edge from the last point back to the first is
 // implied; the first point is never repeated at the end).
@@ -242,6 +247,37 @@ class QSSSE_API CSSE3dPolygon : public CbReferenceCounted {
   // The same with the last point included; -1 only when none is near enough or the polygon is empty.
   int ClosestPointXYWithLast(float x, float y, int step) const;
 
+  // ---- offsetting in x-y (SSE3dPolygonOffset.cpp) ----
+  // How an offset turns round a convex corner: an arc of the offset distance, or the two offset edges
+  // extended to their meeting point (cut square at miterLimit times the distance from the corner).
+  enum OffsetJoin { kJoinRound = 0, kJoinMiter = 1 };
+  // Grows the region the ring encloses by `distance` in x-y (a negative distance shrinks it, as
+  // ErodeExact): the result is the simple ring bounding the points within `distance` of the region,
+  // convex corners joined as `join` says, round arcs made of chords that stay within arcTolerance of the
+  // true arc (arcTolerance <= 0 or NaN: 0.002 times the distance; it is kept between 1e-5 times the
+  // distance and the distance). Holes the growth would enclose are filled. z of each result point is
+  // that of the point of the input it was offset from: interpolated along the edge, a corner's own z
+  // on its join. The orientation stays; the start is the result point nearest the old point 0; box
+  // and centre become zero. Works on the finite points, points closer than a tenth of the arc
+  // tolerance merged, collinear runs, duplicates and spikes included (a spike gets a cap). A single
+  // point grows into a circle, a ring without area into the band around it. Returns false, leaving
+  // the polygon empty, when nothing remains (and on an empty polygon); a distance of 0 changes nothing.
+  // A distance that is not finite throws CInvalidArgumentException; a miterLimit below 1 is taken as 1.
+  // Cost: about n log n for n points plus the crossings of the raw offset.
+  bool DilateExact(float distance, OffsetJoin join = kJoinRound, float miterLimit = 2.0f,
+                   float arcTolerance = 0.0f);
+  // Shrinks the region by `distance` (DilateExact(-distance)): where the region is narrower than twice
+  // the distance it is cut apart and the largest remaining part is kept; when nothing remains the
+  // polygon becomes empty and false is returned.
+  bool ErodeExact(float distance, OffsetJoin join = kJoinRound, float miterLimit = 2.0f,
+                  float arcTolerance = 0.0f);
+  // Cuts the loops a self-crossing ring makes in x-y and keeps the part with the larger signed area
+  // (taken in the orientation of the whole ring): the outer boundary of the largest region the ring
+  // winds around in its own sense. Crossings are decided exactly; crossing points get z interpolated
+  // along the arriving edge. Returns false and changes nothing when the ring does not cross itself
+  // (touching is not crossing), has fewer than 3 points, or encloses nothing in its own sense.
+  bool RemoveLoopInXYPlane();
+
   // ---- rasterisation into matrices (SSE3dPolygonDraw.cpp, SSE3dPolygonFill.cpp) ----
   // Matrix column x is coordinate x and row y is coordinate y, one cell per unit. Every write is
   // clamped into the matrix (a write outside lands on the nearest border cell), on purpose. A null
@@ -332,6 +368,9 @@ class QSSSE_API CSSE3dPolygon : public CbReferenceCounted {
   void ReParametrizeImpl(float step, int* map, bool withZ);
   template <class Pick>
   void FilterZ(Pick pick);
+  bool Offset(float distance, OffsetJoin join, float miterLimit, float arcTolerance);
+  // Replaces the points by the ring's; box and centre become zero, flag clear.
+  void SetRing(const std::vector<qssse::rings::Vertex>& r);
   bool InsideTest(const float* xs, const float* ys, float x, float y, int step) const;
   // The fill rule's count and box rejection, then InsideTest on the given coordinate arrays.
   bool InsideWithinBox(const float* xs, const float* ys, float x, float y, int step);

@@ -1,0 +1,494 @@
+// Closed curves split at their crossings. Why the loops come out right: at a crossing two strands meet,
+// each entering and leaving once; joining each incoming strand to the other strand's outgoing part (the
+// smoothing that keeps every piece's direction) changes no winding number anywhere, and after every
+// crossing is smoothed the curves fall apart into loops that cross nothing. The boundary of the region
+// where the winding number reaches k then consists of whole loops, so choosing loops is enough.
+//
+// Degenerate contacts (a point on an edge, overlapping edges, equal points of different curves) are
+// decided by a symbolic perturbation: point r is moved by e_r·(1, μ) with e_0 >> e_1 >> ... >> 0 and μ
+// smaller than every ratio e_(r+1)/e_r. The moves are parallel, so an orientation changes only by the
+// first-order terms Σ e_r·(v_r.y - μ·v_r.x), v_r being the difference of the other two points; its sign
+// is that of the first non-zero term by rank. Three distinct vertices never give zero, so every contact
+// is either a clean crossing or none, and the whole picture is a real (perturbed) arrangement.
+#include "qssse/polygon/RingArrangement.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <utility>
+
+#include "qssse/geometry/HSimpleBasisFcns.h"
+#include "qssse/platform/ScratchVector.h"
+
+namespace qssse::rings {
+namespace {
+
+// ---- exact signs on float coordinates -----------------------------------------------------------------
+
+inline void TwoSum(double a, double b, double& s, double& e) {
+  s = a + b;
+  const double bv = s - a;
+  const double av = s - bv;
+  e = (a - av) + (b - bv);
+}
+
+// Sign of the exact sum of n doubles (n <= 8), by growing a non-overlapping expansion whose last
+// component carries the sign.
+int SignOfExactSum(const double* t, int n) {
+  double e[16];
+  int m = 0;
+  for (int i = 0; i < n; ++i) {
+    double q = t[i];
+    int k = 0;
+    for (int j = 0; j < m; ++j) {
+      double s, h;
+      TwoSum(q, e[j], s, h);
+      q = s;
+      if (h != 0.0) e[k++] = h;
+    }
+    if (q != 0.0) e[k++] = q;
+    m = k;
+  }
+  if (m == 0) return 0;
+  return e[m - 1] > 0.0 ? 1 : -1;
+}
+
+// Sign of (b - a) x (c - a), exact: the products of two floats are exact doubles, so only the sum of
+// the six of them needs care, and only when the quick estimate is too close to zero to trust.
+int OrientExact(const Vertex& a, const Vertex& b, const Vertex& c) {
+  const double l = (static_cast<double>(b.x) - a.x) * (static_cast<double>(c.y) - a.y);
+  const double r = (static_cast<double>(b.y) - a.y) * (static_cast<double>(c.x) - a.x);
+  const double det = l - r;
+  const double bound = 1e-15 * (std::fabs(l) + std::fabs(r));
+  if (det > bound) return 1;
+  if (det < -bound) return -1;
+  const double ax = a.x, ay = a.y, bx = b.x, by = b.y, cx = c.x, cy = c.y;
+  const double t[6] = {bx * cy, -(bx * ay), -(ax * cy), -(by * cx), by * ax, ay * cx};
+  return SignOfExactSum(t, 6);
+}
+
+// The orientation of the perturbed points (ranks are indices into v; see the opening comment).
+int OrientPerturbed(const Vertex* v, int ia, int ib, int ic) {
+  const int s = OrientExact(v[ia], v[ib], v[ic]);
+  if (s != 0) return s;
+  // Each point with the two others whose difference p - q is its coefficient, most significant first.
+  struct Term {
+    int rank, p, q;
+  };
+  Term t[3] = {{ia, ib, ic}, {ib, ic, ia}, {ic, ia, ib}};
+  if (t[1].rank < t[0].rank) std::swap(t[0], t[1]);
+  if (t[2].rank < t[1].rank) std::swap(t[1], t[2]);
+  if (t[1].rank < t[0].rank) std::swap(t[0], t[1]);
+  for (const Term& k : t) {
+    const Vertex& p = v[k.p];
+    const Vertex& q = v[k.q];
+    if (p.y != q.y) return p.y > q.y ? 1 : -1;
+    if (p.x != q.x) return p.x > q.x ? -1 : 1;
+  }
+  return 0;
+}
+
+// Whether the perturbed segments pq and rs cross.
+bool CrossPerturbed(const Vertex* v, int p, int q, int r, int s) {
+  if (OrientPerturbed(v, p, q, r) == OrientPerturbed(v, p, q, s)) return false;
+  return OrientPerturbed(v, r, s, p) != OrientPerturbed(v, r, s, q);
+}
+
+bool SameXY(const Vertex& a, const Vertex& b) { return a.x == b.x && a.y == b.y; }
+
+// ---- the flattened curves -----------------------------------------------------------------------------
+
+// Every curve's points one after the other; segment k runs from point k to the curve's next point.
+struct Flat {
+  std::vector<Vertex> v;
+  std::vector<int> curve;  // per point (and per segment)
+  std::vector<int> next;   // the segment's end point
+  std::vector<int> prev;   // the point before, around its curve
+};
+
+Flat Flatten(const std::vector<Ring>& curves) {
+  Flat f;
+  for (std::size_t c = 0; c < curves.size(); ++c) {
+    const int n = static_cast<int>(curves[c].size());
+    if (n < 2) continue;
+    const int first = static_cast<int>(f.v.size());
+    for (int i = 0; i < n; ++i) {
+      f.v.push_back(curves[c][static_cast<std::size_t>(i)]);
+      f.curve.push_back(static_cast<int>(c));
+      f.next.push_back(first + (i + 1) % n);
+      f.prev.push_back(first + (i + n - 1) % n);
+    }
+  }
+  return f;
+}
+
+// Candidate pairs (i < j) of the active segments whose grid cells meet: a uniform grid of about one
+// cell per segment, each segment entered into the cells its line passes (column by column), so the
+// work follows the number of nearby pairs rather than the square of the count.
+std::vector<std::uint64_t> CandidatePairs(const Flat& f, const std::vector<char>& active) {
+  const int n = static_cast<int>(f.v.size());
+  double minX = INFINITY, minY = INFINITY, maxX = -INFINITY, maxY = -INFINITY;
+  int count = 0;
+  for (int k = 0; k < n; ++k) {
+    if (!active[static_cast<std::size_t>(k)]) continue;
+    ++count;
+    minX = std::min(minX, static_cast<double>(f.v[k].x));
+    maxX = std::max(maxX, static_cast<double>(f.v[k].x));
+    minY = std::min(minY, static_cast<double>(f.v[k].y));
+    maxY = std::max(maxY, static_cast<double>(f.v[k].y));
+  }
+  std::vector<std::uint64_t> pairs;
+  if (count < 2) return pairs;
+  const int g = std::clamp(static_cast<int>(std::sqrt(static_cast<double>(count))), 1, 2048);
+  const double w = maxX > minX ? (maxX - minX) / g : 1.0;
+  const double h = maxY > minY ? (maxY - minY) / g : 1.0;
+  auto column = [&](double x) { return std::clamp(static_cast<int>((x - minX) / w), 0, g - 1); };
+  auto row = [&](double y) { return std::clamp(static_cast<int>((y - minY) / h), 0, g - 1); };
+
+  std::vector<std::uint64_t> entries;  // cell << 32 | segment
+  entries.reserve(static_cast<std::size_t>(count) * 3);
+  for (int k = 0; k < n; ++k) {
+    if (!active[static_cast<std::size_t>(k)]) continue;
+    const Vertex& a = f.v[k];
+    const Vertex& b = f.v[f.next[k]];
+    const double x0 = std::min(a.x, b.x), x1 = std::max(a.x, b.x);
+    const int c0 = column(x0), c1 = column(x1);
+    for (int c = c0; c <= c1; ++c) {
+      // the part of the segment within the column, widened a little against rounding
+      const double lo = std::max(x0, minX + c * w), hi = std::min(x1, minX + (c + 1) * w);
+      double ya, yb;
+      if (a.x == b.x || c0 == c1) {
+        ya = a.y;
+        yb = b.y;
+      } else {
+        const double slope = (static_cast<double>(b.y) - a.y) / (static_cast<double>(b.x) - a.x);
+        ya = a.y + (lo - a.x) * slope;
+        yb = a.y + (hi - a.x) * slope;
+      }
+      const double pad = 1e-9 * (std::fabs(ya) + std::fabs(yb) + h);
+      const int r0 = row(std::min(ya, yb) - pad), r1 = row(std::max(ya, yb) + pad);
+      for (int r = r0; r <= r1; ++r)
+        entries.push_back((static_cast<std::uint64_t>(r) * g + c) << 32 | static_cast<std::uint32_t>(k));
+    }
+  }
+  std::sort(entries.begin(), entries.end());
+  for (std::size_t i = 0; i < entries.size();) {
+    std::size_t j = i;
+    while (j < entries.size() && (entries[j] >> 32) == (entries[i] >> 32)) ++j;
+    for (std::size_t a = i; a < j; ++a)
+      for (std::size_t b = a + 1; b < j; ++b) {
+        const std::uint64_t s = entries[a] & 0xFFFFFFFFu, t = entries[b] & 0xFFFFFFFFu;
+        pairs.push_back(s < t ? (s << 32 | t) : (t << 32 | s));
+      }
+    i = j;
+  }
+  std::sort(pairs.begin(), pairs.end());
+  pairs.erase(std::unique(pairs.begin(), pairs.end()), pairs.end());
+  return pairs;
+}
+
+bool BoxesMeet(const Flat& f, int i, int j) {
+  const Vertex &a = f.v[i], &b = f.v[f.next[i]], &c = f.v[j], &d = f.v[f.next[j]];
+  return std::max(a.x, b.x) >= std::min(c.x, d.x) && std::max(c.x, d.x) >= std::min(a.x, b.x) &&
+         std::max(a.y, b.y) >= std::min(c.y, d.y) && std::max(c.y, d.y) >= std::min(a.y, b.y);
+}
+
+// Parameter of p along a -> b by projection, clamped into [0, 1].
+double ParamAlong(const Vertex& a, const Vertex& b, double px, double py) {
+  const double dx = static_cast<double>(b.x) - a.x, dy = static_cast<double>(b.y) - a.y;
+  const double len2 = dx * dx + dy * dy;
+  if (len2 == 0.0) return 0.0;
+  return std::clamp(((px - a.x) * dx + (py - a.y) * dy) / len2, 0.0, 1.0);
+}
+
+// Whether c lies strictly inside the segment ab (exactly on its line, strictly between its ends).
+bool StrictlyOn(const Vertex& a, const Vertex& b, const Vertex& c) {
+  if (OrientExact(a, b, c) != 0) return false;
+  if (a.x != b.x) return (a.x < c.x && c.x < b.x) || (b.x < c.x && c.x < a.x);
+  return (a.y < c.y && c.y < b.y) || (b.y < c.y && c.y < a.y);
+}
+
+// Inserts into each curve the points of other curves that lie inside its edges, so that touching
+// curves share vertices and overlapping edges become equal pieces.
+void SplitTouchedEdges(std::vector<Ring>& curves) {
+  const Flat f = Flatten(curves);
+  const int n = static_cast<int>(f.v.size());
+  std::vector<char> active(static_cast<std::size_t>(n), 1);
+  std::vector<std::vector<std::pair<double, Vertex>>> splits(static_cast<std::size_t>(n));
+  for (const std::uint64_t key : CandidatePairs(f, active)) {
+    const int i = static_cast<int>(key >> 32), j = static_cast<int>(key & 0xFFFFFFFFu);
+    if (f.curve[i] == f.curve[j] || !BoxesMeet(f, i, j)) continue;
+    for (const auto& [s, t] : {std::pair<int, int>{i, j}, std::pair<int, int>{j, i}}) {
+      const Vertex& a = f.v[s];
+      const Vertex& b = f.v[f.next[s]];
+      for (const int e : {t, f.next[t]}) {
+        if (!StrictlyOn(a, b, f.v[e])) continue;
+        // the touching point takes the z of the edge it splits
+        Vertex p = f.v[e];
+        const double u = ParamAlong(a, b, p.x, p.y);
+        p.z = static_cast<float>(a.z + u * (static_cast<double>(b.z) - a.z));
+        splits[static_cast<std::size_t>(s)].push_back({u, p});
+      }
+    }
+  }
+  std::vector<Ring> out(curves.size());
+  for (int k = 0; k < n; ++k) {
+    Ring& r = out[static_cast<std::size_t>(f.curve[k])];
+    r.push_back(f.v[k]);
+    auto& s = splits[static_cast<std::size_t>(k)];
+    std::sort(s.begin(), s.end(), [](const auto& x, const auto& y) { return x.first < y.first; });
+    for (const auto& [u, p] : s)
+      if (!SameXY(p, r.back())) r.push_back(p);
+  }
+  for (std::size_t c = 0; c < curves.size(); ++c)
+    if (curves[c].size() >= 2) curves[c] = std::move(out[c]);
+}
+
+struct Crossing {
+  int seg[2];
+  double t[2];
+  float x, y;
+};
+
+// The crossing point of two segments found to cross: the planar predicates' crossing when it confirms
+// the crossing, otherwise (a contact the perturbation turned into a crossing, or a rounding at an end)
+// the nearest point the double computation gives.
+void CrossingPoint(const Vertex& a, const Vertex& b, const Vertex& c, const Vertex& d, float& x, float& y) {
+  SSEPoint pa = qssse::MakeSSEPoint(a.x, a.y, 0.0f), pb = qssse::MakeSSEPoint(b.x, b.y, 0.0f);
+  SSEPoint pc = qssse::MakeSSEPoint(c.x, c.y, 0.0f), pd = qssse::MakeSSEPoint(d.x, d.y, 0.0f);
+  SSEPoint p = qssse::ZeroSSEPoint();
+  if (CHSimpleBasisFcns::GetIntersection(pa, pb, pc, pd, p) && std::isfinite(p.x) && std::isfinite(p.y)) {
+    x = p.x;
+    y = p.y;
+    return;
+  }
+  const double ex = static_cast<double>(b.x) - a.x, ey = static_cast<double>(b.y) - a.y;
+  const double fx = static_cast<double>(d.x) - c.x, fy = static_cast<double>(d.y) - c.y;
+  const double denom = ex * fy - ey * fx;
+  double s;
+  if (denom != 0.0) {
+    s = std::clamp(((c.x - static_cast<double>(a.x)) * fy - (c.y - static_cast<double>(a.y)) * fx) / denom, 0.0,
+                   1.0);
+  } else {
+    // collinear overlap: its middle
+    const double tc = ParamAlong(a, b, c.x, c.y), td = ParamAlong(a, b, d.x, d.y);
+    s = 0.5 * (std::min(tc, td) + std::max(tc, td));
+  }
+  x = static_cast<float>(a.x + s * ex);
+  y = static_cast<float>(a.y + s * ey);
+}
+
+struct EdgeKey {
+  float x0, y0, x1, y1;
+  int seg;
+  bool operator<(const EdgeKey& o) const {
+    if (x0 != o.x0) return x0 < o.x0;
+    if (y0 != o.y0) return y0 < o.y0;
+    if (x1 != o.x1) return x1 < o.x1;
+    return y1 < o.y1;
+  }
+};
+
+}  // namespace
+
+double Area2(const Ring& r) {
+  const std::size_t n = r.size();
+  double s = 0.0;
+  for (std::size_t i = 0; i < n; ++i) {
+    const Vertex& a = r[i];
+    const Vertex& b = r[(i + 1) % n];
+    s += static_cast<double>(a.x) * b.y - static_cast<double>(b.x) * a.y;
+  }
+  return s;
+}
+
+Arrangement SplitAtCrossings(const std::vector<Ring>& input, bool joinShared) {
+  // 1. the curves with consecutive equal points merged (around the ring too)
+  std::vector<Ring> curves(input.size());
+  for (std::size_t c = 0; c < input.size(); ++c) {
+    Ring& r = curves[c];
+    for (const Vertex& p : input[c])
+      if (r.empty() || !SameXY(p, r.back())) r.push_back(p);
+    while (r.size() > 1 && SameXY(r.back(), r.front())) r.pop_back();
+    if (r.size() < 2) r.clear();
+  }
+  if (joinShared) SplitTouchedEdges(curves);
+  const Flat f = Flatten(curves);
+  const int n = static_cast<int>(f.v.size());
+  Arrangement result;
+  if (n == 0) return result;
+
+  // 2. shared edges: opposite pairs are cancelled, same-way pairs marked
+  std::vector<char> active(static_cast<std::size_t>(n), 1), shared(static_cast<std::size_t>(n), 0);
+  std::vector<std::pair<int, int>> cancelled;
+  if (joinShared) {
+    std::vector<EdgeKey> keys(static_cast<std::size_t>(n));
+    for (int k = 0; k < n; ++k) keys[k] = {f.v[k].x, f.v[k].y, f.v[f.next[k]].x, f.v[f.next[k]].y, k};
+    std::sort(keys.begin(), keys.end());
+    for (int k = 0; k < n; ++k) {
+      if (!active[k]) continue;
+      const EdgeKey rev{f.v[f.next[k]].x, f.v[f.next[k]].y, f.v[k].x, f.v[k].y, -1};
+      for (auto it = std::lower_bound(keys.begin(), keys.end(), rev); it != keys.end() && !(rev < *it); ++it) {
+        if (f.curve[it->seg] != f.curve[k] && active[it->seg]) {
+          active[k] = active[it->seg] = 0;
+          cancelled.push_back({k, it->seg});
+          break;
+        }
+      }
+    }
+    for (std::size_t i = 0; i + 1 < keys.size(); ++i) {
+      const EdgeKey &a = keys[i], &b = keys[i + 1];
+      if (!(a < b) && f.curve[a.seg] != f.curve[b.seg] && active[a.seg] && active[b.seg])
+        shared[a.seg] = shared[b.seg] = 1;
+    }
+  }
+
+  // 3. crossings of the remaining edges, adjacent edges of one curve excepted
+  std::vector<Crossing> crossings;
+  for (const std::uint64_t key : CandidatePairs(f, active)) {
+    const int i = static_cast<int>(key >> 32), j = static_cast<int>(key & 0xFFFFFFFFu);
+    if (f.next[i] == j || f.next[j] == i || !BoxesMeet(f, i, j)) continue;
+    if (!CrossPerturbed(f.v.data(), i, f.next[i], j, f.next[j])) continue;
+    Crossing c;
+    c.seg[0] = i;
+    c.seg[1] = j;
+    CrossingPoint(f.v[i], f.v[f.next[i]], f.v[j], f.v[f.next[j]], c.x, c.y);
+    c.t[0] = ParamAlong(f.v[i], f.v[f.next[i]], c.x, c.y);
+    c.t[1] = ParamAlong(f.v[j], f.v[f.next[j]], c.x, c.y);
+    crossings.push_back(c);
+  }
+  result.crossings = static_cast<long long>(crossings.size());
+
+  // 4. the nodes in curve order: each point, then the crossings on its edge by parameter
+  std::vector<std::vector<std::pair<double, int>>> onSeg(static_cast<std::size_t>(n));
+  for (int c = 0; c < static_cast<int>(crossings.size()); ++c)
+    for (int side = 0; side < 2; ++side)
+      onSeg[static_cast<std::size_t>(crossings[c].seg[side])].push_back({crossings[c].t[side], 2 * c + side});
+  const std::size_t total = static_cast<std::size_t>(n) + 2 * crossings.size();
+  std::vector<Vertex> node = qssse::scratchVector<Vertex>(total);
+  std::vector<int> inSeg = qssse::scratchVector<int>(total), next = qssse::scratchVector<int>(total);
+  std::vector<int> startNode = qssse::scratchVector<int>(static_cast<std::size_t>(n));
+  std::vector<int> crossingNode = qssse::scratchVector<int>(2 * crossings.size());
+  std::size_t at = 0;
+  for (int k = 0; k < n;) {
+    // one curve: segments k .. last
+    int last = k;
+    while (last + 1 < n && f.curve[last + 1] == f.curve[k]) ++last;
+    const std::size_t first = at;
+    for (int s = k; s <= last; ++s) {
+      startNode[s] = static_cast<int>(at);
+      node[at] = f.v[s];
+      inSeg[at] = f.prev[s];
+      ++at;
+      auto& list = onSeg[static_cast<std::size_t>(s)];
+      std::sort(list.begin(), list.end());
+      const Vertex& a = f.v[s];
+      const Vertex& b = f.v[f.next[s]];
+      for (const auto& [t, id] : list) {
+        const Crossing& c = crossings[static_cast<std::size_t>(id / 2)];
+        node[at] = {c.x, c.y, static_cast<float>(a.z + t * (static_cast<double>(b.z) - a.z))};
+        inSeg[at] = s;
+        crossingNode[static_cast<std::size_t>(id)] = static_cast<int>(at);
+        ++at;
+      }
+    }
+    for (std::size_t i = first; i < at; ++i) next[i] = static_cast<int>(i + 1 < at ? i + 1 : first);
+    k = last + 1;
+  }
+
+  // 5. re-join: at a crossing each strand continues on the other; a cancelled pair joins its curves
+  for (std::size_t c = 0; c < crossings.size(); ++c)
+    std::swap(next[static_cast<std::size_t>(crossingNode[2 * c])], next[static_cast<std::size_t>(crossingNode[2 * c + 1])]);
+  for (const auto& [s, t] : cancelled) std::swap(next[static_cast<std::size_t>(startNode[s])], next[static_cast<std::size_t>(startNode[t])]);
+
+  // 6. the loops are the cycles of next
+  std::vector<char> seen(total, 0);
+  std::vector<LoopPoint> cycle;
+  for (std::size_t s = 0; s < total; ++s) {
+    if (seen[s]) continue;
+    cycle.clear();
+    for (std::size_t i = s; !seen[i]; i = static_cast<std::size_t>(next[i])) {
+      seen[i] = 1;
+      const int edge = inSeg[static_cast<std::size_t>(next[i])];
+      cycle.push_back({node[i].x, node[i].y, node[i].z, f.curve[edge], shared[static_cast<std::size_t>(edge)] != 0});
+    }
+    Loop loop;
+    const std::size_t m = cycle.size();
+    for (std::size_t i = 0; i < m; ++i) {
+      const LoopPoint& p = cycle[i];
+      const LoopPoint& q = cycle[(i + 1) % m];
+      if (p.x != q.x || p.y != q.y) loop.points.push_back(p);  // of equal neighbours the later one leads
+    }
+    if (loop.points.size() < 3) continue;
+    double a2 = 0.0;
+    for (std::size_t i = 0; i < loop.points.size(); ++i) {
+      const LoopPoint& p = loop.points[i];
+      const LoopPoint& q = loop.points[(i + 1) % loop.points.size()];
+      a2 += static_cast<double>(p.x) * q.y - static_cast<double>(q.x) * p.y;
+    }
+    loop.area2 = a2;
+    result.loops.push_back(std::move(loop));
+  }
+  return result;
+}
+
+int WindingOfOthers(const std::vector<Loop>& loops, std::size_t skip, double x, double y, bool& onEdge) {
+  int w = 0;
+  onEdge = false;
+  for (std::size_t l = 0; l < loops.size(); ++l) {
+    if (l == skip) continue;
+    const std::vector<LoopPoint>& p = loops[l].points;
+    const std::size_t m = p.size();
+    for (std::size_t i = 0; i < m; ++i) {
+      const LoopPoint& a = p[i];
+      const LoopPoint& b = p[(i + 1) % m];
+      const double ex = static_cast<double>(b.x) - a.x, ey = static_cast<double>(b.y) - a.y;
+      const double d = ex * (y - a.y) - ey * (x - a.x);
+      if (std::fabs(d) <= 1e-12 * (std::fabs(ex) + std::fabs(ey)) * (std::fabs(x - a.x) + std::fabs(y - a.y)) &&
+          x >= std::min(a.x, b.x) && x <= std::max(a.x, b.x) && y >= std::min(a.y, b.y) && y <= std::max(a.y, b.y))
+        onEdge = true;
+      if (a.y <= y) {
+        if (b.y > y && d > 0.0) ++w;
+      } else if (b.y <= y && d < 0.0) {
+        --w;
+      }
+    }
+  }
+  return w;
+}
+
+int LargestOuterLoop(const std::vector<Loop>& loops) {
+  std::vector<std::size_t> order;
+  for (std::size_t l = 0; l < loops.size(); ++l)
+    if (loops[l].area2 > 0.0) order.push_back(l);
+  std::sort(order.begin(), order.end(), [&](std::size_t a, std::size_t b) { return loops[a].area2 > loops[b].area2; });
+  // A loop bounds the positive region from outside when the others wind around it zero times; judged at
+  // the middle of one of its longest edges, another one where that middle lies on a different loop.
+  constexpr std::size_t kMaxCandidates = 256;
+  for (std::size_t c = 0; c < order.size() && c < kMaxCandidates; ++c) {
+    const std::vector<LoopPoint>& p = loops[order[c]].points;
+    const std::size_t m = p.size();
+    std::vector<std::pair<double, std::size_t>> edges(m);
+    for (std::size_t i = 0; i < m; ++i) {
+      const LoopPoint& a = p[i];
+      const LoopPoint& b = p[(i + 1) % m];
+      edges[i] = {std::hypot(static_cast<double>(b.x) - a.x, static_cast<double>(b.y) - a.y), i};
+    }
+    const std::size_t tries = std::min<std::size_t>(3, m);
+    std::partial_sort(edges.begin(), edges.begin() + static_cast<std::ptrdiff_t>(tries), edges.end(),
+                      [](const auto& a, const auto& b) { return a.first > b.first; });
+    int w = 0;
+    for (std::size_t t = 0; t < tries; ++t) {
+      const LoopPoint& a = p[edges[t].second];
+      const LoopPoint& b = p[(edges[t].second + 1) % m];
+      bool onEdge = false;
+      w = WindingOfOthers(loops, order[c], 0.5 * (static_cast<double>(a.x) + b.x),
+                          0.5 * (static_cast<double>(a.y) + b.y), onEdge);
+      if (!onEdge) break;
+    }
+    if (w == 0) return static_cast<int>(order[c]);
+  }
+  return -1;
+}
+
+}  // namespace qssse::rings
