@@ -247,8 +247,21 @@ void SplitTouchedEdges(std::vector<Ring>& curves) {
 struct Crossing {
   int seg[2];
   double t[2];
+  double tie[2];  // order among crossings at one point of the segment (see ContactOrder)
   float x, y;
 };
+
+// Where a segment T touches the line of segment S at its end point e, the perturbed e' lies off the
+// line by h (sign: the perturbed side) and every perturbed edge through e' meets S at along-S offset
+// -h·(dT·dS)/(dT·nS) from e', so edges meeting S at one point are ordered by that value. v is the
+// vertex array, s and t the segments (start points), e the touching end point of t.
+double ContactOrder(const Vertex* v, int sa, int sb, int ta, int tb, int e) {
+  const double dsx = static_cast<double>(v[sb].x) - v[sa].x, dsy = static_cast<double>(v[sb].y) - v[sa].y;
+  const double dtx = static_cast<double>(v[tb].x) - v[ta].x, dty = static_cast<double>(v[tb].y) - v[ta].y;
+  const double along = dtx * dsx + dty * dsy, across = dty * dsx - dtx * dsy;  // dT·dS, dT·nS
+  if (across == 0.0) return 0.0;
+  return -OrientPerturbed(v, sa, sb, e) * along / across;
+}
 
 // The crossing point of two segments found to cross: the planar predicates' crossing when it confirms
 // the crossing, otherwise (a contact the perturbation turned into a crossing, or a rounding at an end)
@@ -352,7 +365,18 @@ Arrangement SplitAtCrossings(const std::vector<Ring>& input, bool joinShared) {
     Crossing c;
     c.seg[0] = i;
     c.seg[1] = j;
+    c.tie[0] = c.tie[1] = 0.0;
     CrossingPoint(f.v[i], f.v[f.next[i]], f.v[j], f.v[f.next[j]], c.x, c.y);
+    // a contact at an end point: the crossing is that point, ordered among others there
+    for (int side = 0; side < 2; ++side) {
+      const int s0 = side == 0 ? i : j, t0 = side == 0 ? j : i;
+      for (const int e : {t0, f.next[t0]}) {
+        if (OrientExact(f.v[s0], f.v[f.next[s0]], f.v[e]) != 0) continue;
+        c.x = f.v[e].x;
+        c.y = f.v[e].y;
+        c.tie[side] = ContactOrder(f.v.data(), s0, f.next[s0], t0, f.next[t0], e);
+      }
+    }
     c.t[0] = ParamAlong(f.v[i], f.v[f.next[i]], c.x, c.y);
     c.t[1] = ParamAlong(f.v[j], f.v[f.next[j]], c.x, c.y);
     crossings.push_back(c);
@@ -360,10 +384,20 @@ Arrangement SplitAtCrossings(const std::vector<Ring>& input, bool joinShared) {
   result.crossings = static_cast<long long>(crossings.size());
 
   // 4. the nodes in curve order: each point, then the crossings on its edge by parameter
-  std::vector<std::vector<std::pair<double, int>>> onSeg(static_cast<std::size_t>(n));
+  struct OnSeg {
+    double t, tie;
+    int id;
+    bool operator<(const OnSeg& o) const {
+      if (t != o.t) return t < o.t;
+      if (tie != o.tie) return tie < o.tie;
+      return id < o.id;
+    }
+  };
+  std::vector<std::vector<OnSeg>> onSeg(static_cast<std::size_t>(n));
   for (int c = 0; c < static_cast<int>(crossings.size()); ++c)
     for (int side = 0; side < 2; ++side)
-      onSeg[static_cast<std::size_t>(crossings[c].seg[side])].push_back({crossings[c].t[side], 2 * c + side});
+      onSeg[static_cast<std::size_t>(crossings[c].seg[side])].push_back(
+          {crossings[c].t[side], crossings[c].tie[side], 2 * c + side});
   const std::size_t total = static_cast<std::size_t>(n) + 2 * crossings.size();
   std::vector<Vertex> node = qssse::scratchVector<Vertex>(total);
   std::vector<int> inSeg = qssse::scratchVector<int>(total), next = qssse::scratchVector<int>(total);
@@ -384,7 +418,7 @@ Arrangement SplitAtCrossings(const std::vector<Ring>& input, bool joinShared) {
       std::sort(list.begin(), list.end());
       const Vertex& a = f.v[s];
       const Vertex& b = f.v[f.next[s]];
-      for (const auto& [t, id] : list) {
+      for (const auto& [t, tie, id] : list) {
         const Crossing& c = crossings[static_cast<std::size_t>(id / 2)];
         node[at] = {c.x, c.y, static_cast<float>(a.z + t * (static_cast<double>(b.z) - a.z))};
         inSeg[at] = s;

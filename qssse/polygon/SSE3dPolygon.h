@@ -278,6 +278,26 @@ class QSSSE_API CSSE3dPolygon : public CbReferenceCounted {
   // (touching is not crossing), has fewer than 3 points, or encloses nothing in its own sense.
   bool RemoveLoopInXYPlane();
 
+  // ---- cutting and merging in x-y (SSE3dPolygonCut.cpp) ----
+  // This polygon becomes the part of `outline` inside `cutter` (keepInside) or outside it, in the
+  // orientation of `outline`, starting at the point nearest outline's first point; box and centre
+  // become zero. Crossings are decided exactly; a crossing point gets z interpolated along the edge the
+  // result arrives on (the outline's or the cutter's), other points keep theirs. Where the cut leaves several parts, the largest
+  // is kept. A cutter wholly inside the outline (keepInside false) leaves a ring with a hole, joined to
+  // the outer boundary by a cut of no width so one ring encloses exactly what is left. Touching and
+  // collinear contacts: edges the two share running opposite ways (outlines side by side) belong to
+  // neither part, shared edges running the same way belong to both; a contact at a point neither
+  // joins nor cuts. Returns false and leaves the polygon empty when nothing remains (no overlap, or an
+  // outline of fewer than 3 finite points); a cutter of fewer than 3 points keeps nothing inside and
+  // everything outside. outline or cutter may be this polygon.
+  bool CreateFromCutPolygones(CSSE3dPolygon* outline, CSSE3dPolygon* cutter, bool keepInside);
+  // This polygon becomes the outline of the union of the two, in first's orientation, holes the union
+  // encloses filled; the rules on z, start, contacts and crossings are those of CreateFromCutPolygones
+  // (outlines sharing an edge side by side merge across it). Returns true when the union is one ring;
+  // when the two neither overlap nor touch, the larger becomes the result and false is returned; when
+  // one has fewer than 3 points the other is the result (false only when both do, the polygon empty).
+  bool CreateMergePolygon(CSSE3dPolygon* first, CSSE3dPolygon* second);
+
   // ---- rasterisation into matrices (SSE3dPolygonDraw.cpp, SSE3dPolygonFill.cpp) ----
   // Matrix column x is coordinate x and row y is coordinate y, one cell per unit. Every write is
   // clamped into the matrix (a write outside lands on the nearest border cell), on purpose. A null
