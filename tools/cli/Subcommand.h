@@ -14,4 +14,7 @@ struct Subcommand {
   std::function<int()> run;  // the exit status; throws ToolError or any std::exception on failure
 };
 
+Subcommand AddOffset(CLI::App& app);  // OffsetCommand.cpp
+Subcommand AddLoft(CLI::App& app);    // LoftCommand.cpp
+
 }  // namespace qssse::tool
