@@ -302,6 +302,81 @@ struct EdgeKey {
   }
 };
 
+// Whether the direction from p to v lies strictly inside the counter-clockwise sweep from the direction
+// p -> a to the direction p -> b (exact; a straight sweep is a half plane).
+bool InSweep(const Vertex& p, const Vertex& a, const Vertex& b, const Vertex& v) {
+  const int ab = OrientExact(p, a, b);
+  if (ab > 0) return OrientExact(p, a, v) > 0 && OrientExact(p, v, b) > 0;
+  if (ab < 0) return !(OrientExact(p, b, v) >= 0 && OrientExact(p, v, a) >= 0);
+  const bool sameWay = (a.x - p.x) * (b.x - p.x) + (a.y - p.y) * (b.y - p.y) > 0;
+  return sameWay ? false : OrientExact(p, a, v) > 0;
+}
+
+// Whether v lies on the left of a path that arrives at p from `back` and leaves towards `fwd`.
+bool LeftOfPath(const Vertex& p, const Vertex& back, const Vertex& fwd, const Vertex& v) {
+  return InSweep(p, fwd, back, v);
+}
+
+bool SameSegment(const Flat& f, int i, int j) {
+  return SameXY(f.v[i], f.v[j]) && SameXY(f.v[f.next[i]], f.v[f.next[j]]);
+}
+
+// Points where two curves meet at a vertex of each. Whether they cross there is decided from the
+// directions of their edges around the point, not by the perturbation (which would move the two
+// vertices apart and order the crossings near them by a different picture than the one the edges'
+// own crossings use). A run of edges the two share running the same way is one meeting: they cross
+// when the second curve comes in on one side of the first and leaves on the other. Returns, for each
+// crossing meeting, the pair of vertices (start points of the leaving edges) to re-join at; `skip`
+// receives the edge pairs the segment test must leave alone.
+std::vector<std::pair<int, int>> VertexMeetings(const Flat& f, const std::vector<char>& active,
+                                                std::vector<std::uint64_t>& skip) {
+  const int n = static_cast<int>(f.v.size());
+  std::vector<int> order(static_cast<std::size_t>(n));
+  for (int k = 0; k < n; ++k) order[k] = k;
+  std::sort(order.begin(), order.end(), [&](int a, int b) {
+    if (f.v[a].x != f.v[b].x) return f.v[a].x < f.v[b].x;
+    if (f.v[a].y != f.v[b].y) return f.v[a].y < f.v[b].y;
+    return a < b;
+  });
+  auto key = [](int a, int b) {
+    return a < b ? (static_cast<std::uint64_t>(a) << 32 | static_cast<std::uint32_t>(b))
+                 : (static_cast<std::uint64_t>(b) << 32 | static_cast<std::uint32_t>(a));
+  };
+  std::vector<std::pair<int, int>> joins;
+  for (int s = 0; s < n;) {
+    int e = s + 1;
+    while (e < n && SameXY(f.v[order[e]], f.v[order[s]])) ++e;
+    // only the plain meeting of two curves, one vertex each
+    if (e - s == 2 && f.curve[order[s]] != f.curve[order[s + 1]]) {
+      const int a = order[s], b = order[s + 1];
+      const int ain = f.prev[a], bin = f.prev[b];
+      for (const int x : {a, ain})
+        for (const int y : {b, bin}) skip.push_back(key(x, y));
+      const bool cancelledHere = !active[a] || !active[ain] || !active[b] || !active[bin];
+      const bool runIn = SameSegment(f, ain, bin), runOut = SameSegment(f, a, b);
+      if (!cancelledHere && !runIn) {
+        bool cross;
+        if (runOut) {
+          // follow the shared run to its end q
+          int ra = a, rb = b, steps = 0;
+          while (SameSegment(f, f.next[ra], f.next[rb]) && steps < n) ra = f.next[ra], rb = f.next[rb], ++steps;
+          const int q = f.next[ra];  // on the first curve; the second's is f.next[rb]
+          const bool inLeft = LeftOfPath(f.v[a], f.v[ain], f.v[f.next[a]], f.v[bin]);
+          const bool outLeft = LeftOfPath(f.v[q], f.v[ra], f.v[f.next[q]], f.v[f.next[f.next[rb]]]);
+          cross = inLeft != outLeft;
+        } else {
+          cross = LeftOfPath(f.v[a], f.v[ain], f.v[f.next[a]], f.v[bin]) !=
+                  LeftOfPath(f.v[a], f.v[ain], f.v[f.next[a]], f.v[f.next[b]]);
+        }
+        if (cross) joins.push_back({a, b});
+      }
+    }
+    s = e;
+  }
+  std::sort(skip.begin(), skip.end());
+  return joins;
+}
+
 }  // namespace
 
 double Area2(const Ring& r) {
@@ -356,11 +431,16 @@ Arrangement SplitAtCrossings(const std::vector<Ring>& input, bool joinShared) {
     }
   }
 
-  // 3. crossings of the remaining edges, adjacent edges of one curve excepted
+  // 3. meetings at vertices of two curves, then the crossings of edges (adjacent edges of one curve and
+  // edges meeting at such a vertex excepted)
+  std::vector<std::uint64_t> skip;
+  std::vector<std::pair<int, int>> meetings;
+  if (joinShared) meetings = VertexMeetings(f, active, skip);
   std::vector<Crossing> crossings;
   for (const std::uint64_t key : CandidatePairs(f, active)) {
     const int i = static_cast<int>(key >> 32), j = static_cast<int>(key & 0xFFFFFFFFu);
     if (f.next[i] == j || f.next[j] == i || !BoxesMeet(f, i, j)) continue;
+    if (std::binary_search(skip.begin(), skip.end(), key)) continue;
     if (!CrossPerturbed(f.v.data(), i, f.next[i], j, f.next[j])) continue;
     Crossing c;
     c.seg[0] = i;
@@ -434,6 +514,7 @@ Arrangement SplitAtCrossings(const std::vector<Ring>& input, bool joinShared) {
   for (std::size_t c = 0; c < crossings.size(); ++c)
     std::swap(next[static_cast<std::size_t>(crossingNode[2 * c])], next[static_cast<std::size_t>(crossingNode[2 * c + 1])]);
   for (const auto& [s, t] : cancelled) std::swap(next[static_cast<std::size_t>(startNode[s])], next[static_cast<std::size_t>(startNode[t])]);
+  for (const auto& [a, b] : meetings) std::swap(next[static_cast<std::size_t>(startNode[a])], next[static_cast<std::size_t>(startNode[b])]);
 
   // 6. the loops are the cycles of next
   std::vector<char> seen(total, 0);

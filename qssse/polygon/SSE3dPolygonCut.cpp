@@ -111,7 +111,7 @@ rings::Ring JoinHole(const rings::Ring& outer, const rings::Ring& hole) {
 }
 
 // The wanted part of a and b (counter-clockwise rings, b already reversed for kOutside). `mixed` tells
-// whether the result runs along both outlines.
+// whether the result runs along both outlines (or along edges they share only).
 rings::Ring Combine(const rings::Ring& a, const rings::Ring& b, Keep keep, bool& mixed) {
   CSSE3dPolygon tests[2] = {ToPolygon(a), ToPolygon(b)};
   const rings::Arrangement arr = rings::SplitAtCrossings({a, b}, true);
@@ -134,9 +134,9 @@ rings::Ring Combine(const rings::Ring& a, const rings::Ring& b, Keep keep, bool&
   rings::Ring result = ring(best);
   mixed = false;
   for (const rings::LoopPoint& p : arr.loops[static_cast<std::size_t>(best)].points) mixed = mixed || p.curve == 1;
-  mixed = mixed && std::any_of(arr.loops[static_cast<std::size_t>(best)].points.begin(),
-                               arr.loops[static_cast<std::size_t>(best)].points.end(),
-                               [](const rings::LoopPoint& p) { return p.curve == 0; });
+  const std::vector<rings::LoopPoint>& bp = arr.loops[static_cast<std::size_t>(best)].points;
+  mixed = (mixed && std::any_of(bp.begin(), bp.end(), [](const rings::LoopPoint& p) { return p.curve == 0; })) ||
+          std::all_of(bp.begin(), bp.end(), [](const rings::LoopPoint& p) { return p.shared; });
   if (keep == Keep::kOutside && hole >= 0) {
     // a cutter wholly inside the outline leaves a hole: joined in, so the ring encloses what is left
     const rings::Ring h = ring(hole);

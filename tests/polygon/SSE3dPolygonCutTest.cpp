@@ -141,3 +141,26 @@ TEST(SSE3dPolygonCut, AreasAddUpOnRandomGridOutlines) {
   }
   EXPECT_GT(checked, 80);
 }
+
+TEST(SSE3dPolygonCut, OutlinesMeetingAtAVertexCrossOrTouchByTheirEdgesDirections) {
+  // b's edge runs through a's corner (4, 4) from inside a to outside: a crossing at a shared point
+  CSSE3dPolygon a = Rect(0, 0, 4, 4), b = Make({{2, 2, 0}, {6, 6, 0}, {2, 6, 0}});
+  CSSE3dPolygon u, i, d;
+  ASSERT_TRUE(u.CreateMergePolygon(&a, &b));
+  EXPECT_DOUBLE_EQ(HalfArea(u), 22.0);
+  ASSERT_TRUE(i.CreateFromCutPolygones(&a, &b, true));
+  EXPECT_DOUBLE_EQ(HalfArea(i), 2.0);
+  ASSERT_TRUE(d.CreateFromCutPolygones(&a, &b, false));
+  EXPECT_DOUBLE_EQ(HalfArea(d), 14.0);
+  // squares meeting at one corner only touch: no union, nothing in common, nothing cut away
+  CSSE3dPolygon c = Rect(4, 4, 6, 6);
+  EXPECT_FALSE(u.CreateMergePolygon(&a, &c));
+  EXPECT_DOUBLE_EQ(HalfArea(u), 16.0);
+  EXPECT_FALSE(i.CreateFromCutPolygones(&a, &c, true));
+  ASSERT_TRUE(d.CreateFromCutPolygones(&a, &c, false));
+  EXPECT_DOUBLE_EQ(HalfArea(d), 16.0);
+  // a V whose apex rests on the corner of a bar below it: a contact at a point only
+  CSSE3dPolygon v = Make({{0, 4, 0}, {2, 0, 0}, {4, 4, 0}}), bar = Make({{2, -2, 0}, {3, -2, 0}, {3, 0, 0}, {2, 0, 0}});
+  ASSERT_FALSE(u.CreateMergePolygon(&v, &bar));
+  EXPECT_FALSE(i.CreateFromCutPolygones(&v, &bar, true));
+}
