@@ -122,10 +122,12 @@ Flat Flatten(const std::vector<Ring>& curves) {
   return f;
 }
 
-// Candidate pairs (i < j) of the active segments whose grid cells meet: a uniform grid of about one
-// cell per segment, each segment entered into the cells its line passes (column by column), so the
-// work follows the number of nearby pairs rather than the square of the count.
-std::vector<std::uint64_t> CandidatePairs(const Flat& f, const std::vector<char>& active) {
+// Calls visit(i, j) once for every pair (i < j) of active segments whose grid cells meet: a uniform grid
+// of about one cell per segment, each segment entered into the cells its line passes (column by
+// column), so the work follows the number of nearby pairs rather than the square of the count. Each
+// segment then walks its own cells and stamps the partners it has met, so no pair is visited twice.
+template <class Visit>
+void ForEachCandidatePair(const Flat& f, const std::vector<char>& active, Visit visit) {
   const int n = static_cast<int>(f.v.size());
   double minX = INFINITY, minY = INFINITY, maxX = -INFINITY, maxY = -INFINITY;
   int count = 0;
@@ -137,18 +139,14 @@ std::vector<std::uint64_t> CandidatePairs(const Flat& f, const std::vector<char>
     minY = std::min(minY, static_cast<double>(f.v[k].y));
     maxY = std::max(maxY, static_cast<double>(f.v[k].y));
   }
-  std::vector<std::uint64_t> pairs;
-  if (count < 2) return pairs;
+  if (count < 2) return;
   const int g = std::clamp(static_cast<int>(std::sqrt(static_cast<double>(count))), 1, 2048);
   const double w = maxX > minX ? (maxX - minX) / g : 1.0;
   const double h = maxY > minY ? (maxY - minY) / g : 1.0;
   auto column = [&](double x) { return std::clamp(static_cast<int>((x - minX) / w), 0, g - 1); };
   auto row = [&](double y) { return std::clamp(static_cast<int>((y - minY) / h), 0, g - 1); };
-
-  std::vector<std::uint64_t> entries;  // cell << 32 | segment
-  entries.reserve(static_cast<std::size_t>(count) * 3);
-  for (int k = 0; k < n; ++k) {
-    if (!active[static_cast<std::size_t>(k)]) continue;
+  // the cells of segment k, in column order
+  auto cellsOf = [&](int k, auto&& cell) {
     const Vertex& a = f.v[k];
     const Vertex& b = f.v[f.next[k]];
     const double x0 = std::min(a.x, b.x), x1 = std::max(a.x, b.x);
@@ -167,24 +165,31 @@ std::vector<std::uint64_t> CandidatePairs(const Flat& f, const std::vector<char>
       }
       const double pad = 1e-9 * (std::fabs(ya) + std::fabs(yb) + h);
       const int r0 = row(std::min(ya, yb) - pad), r1 = row(std::max(ya, yb) + pad);
-      for (int r = r0; r <= r1; ++r)
-        entries.push_back((static_cast<std::uint64_t>(r) * g + c) << 32 | static_cast<std::uint32_t>(k));
+      for (int r = r0; r <= r1; ++r) cell(static_cast<std::size_t>(r) * g + c);
     }
-  }
-  std::sort(entries.begin(), entries.end());
-  for (std::size_t i = 0; i < entries.size();) {
-    std::size_t j = i;
-    while (j < entries.size() && (entries[j] >> 32) == (entries[i] >> 32)) ++j;
-    for (std::size_t a = i; a < j; ++a)
-      for (std::size_t b = a + 1; b < j; ++b) {
-        const std::uint64_t s = entries[a] & 0xFFFFFFFFu, t = entries[b] & 0xFFFFFFFFu;
-        pairs.push_back(s < t ? (s << 32 | t) : (t << 32 | s));
+  };
+  // cell lists in one array (counting, then filling)
+  const std::size_t cells = static_cast<std::size_t>(g) * g;
+  std::vector<int> start = qssse::scratchVector<int>(cells + 1);
+  for (int k = 0; k < n; ++k)
+    if (active[static_cast<std::size_t>(k)]) cellsOf(k, [&](std::size_t c) { ++start[c + 1]; });
+  for (std::size_t c = 0; c < cells; ++c) start[c + 1] += start[c];
+  std::vector<int> fill(start.begin(), start.end() - 1);
+  std::vector<int> members = qssse::scratchVector<int>(static_cast<std::size_t>(start[cells]));
+  for (int k = 0; k < n; ++k)
+    if (active[static_cast<std::size_t>(k)]) cellsOf(k, [&](std::size_t c) { members[static_cast<std::size_t>(fill[c]++)] = k; });
+  std::vector<int> stamp(static_cast<std::size_t>(n), -1);
+  for (int i = 0; i < n; ++i) {
+    if (!active[static_cast<std::size_t>(i)]) continue;
+    cellsOf(i, [&](std::size_t c) {
+      for (int m = start[c]; m < start[c + 1]; ++m) {
+        const int j = members[static_cast<std::size_t>(m)];
+        if (j <= i || stamp[static_cast<std::size_t>(j)] == i) continue;
+        stamp[static_cast<std::size_t>(j)] = i;
+        visit(i, j);
       }
-    i = j;
+    });
   }
-  std::sort(pairs.begin(), pairs.end());
-  pairs.erase(std::unique(pairs.begin(), pairs.end()), pairs.end());
-  return pairs;
 }
 
 bool BoxesMeet(const Flat& f, int i, int j) {
@@ -215,9 +220,8 @@ void SplitTouchedEdges(std::vector<Ring>& curves) {
   const int n = static_cast<int>(f.v.size());
   std::vector<char> active(static_cast<std::size_t>(n), 1);
   std::vector<std::vector<std::pair<double, Vertex>>> splits(static_cast<std::size_t>(n));
-  for (const std::uint64_t key : CandidatePairs(f, active)) {
-    const int i = static_cast<int>(key >> 32), j = static_cast<int>(key & 0xFFFFFFFFu);
-    if (f.curve[i] == f.curve[j] || !BoxesMeet(f, i, j)) continue;
+  ForEachCandidatePair(f, active, [&](int i, int j) {
+    if (f.curve[i] == f.curve[j] || !BoxesMeet(f, i, j)) return;
     for (const auto& [s, t] : {std::pair<int, int>{i, j}, std::pair<int, int>{j, i}}) {
       const Vertex& a = f.v[s];
       const Vertex& b = f.v[f.next[s]];
@@ -230,7 +234,7 @@ void SplitTouchedEdges(std::vector<Ring>& curves) {
         splits[static_cast<std::size_t>(s)].push_back({u, p});
       }
     }
-  }
+  });
   std::vector<Ring> out(curves.size());
   for (int k = 0; k < n; ++k) {
     Ring& r = out[static_cast<std::size_t>(f.curve[k])];
@@ -437,11 +441,11 @@ Arrangement SplitAtCrossings(const std::vector<Ring>& input, bool joinShared) {
   std::vector<std::pair<int, int>> meetings;
   if (joinShared) meetings = VertexMeetings(f, active, skip);
   std::vector<Crossing> crossings;
-  for (const std::uint64_t key : CandidatePairs(f, active)) {
-    const int i = static_cast<int>(key >> 32), j = static_cast<int>(key & 0xFFFFFFFFu);
-    if (f.next[i] == j || f.next[j] == i || !BoxesMeet(f, i, j)) continue;
-    if (std::binary_search(skip.begin(), skip.end(), key)) continue;
-    if (!CrossPerturbed(f.v.data(), i, f.next[i], j, f.next[j])) continue;
+  ForEachCandidatePair(f, active, [&](int i, int j) {
+    if (f.next[i] == j || f.next[j] == i || !BoxesMeet(f, i, j)) return;
+    const std::uint64_t key = static_cast<std::uint64_t>(i) << 32 | static_cast<std::uint32_t>(j);
+    if (!skip.empty() && std::binary_search(skip.begin(), skip.end(), key)) return;
+    if (!CrossPerturbed(f.v.data(), i, f.next[i], j, f.next[j])) return;
     Crossing c;
     c.seg[0] = i;
     c.seg[1] = j;
@@ -460,7 +464,7 @@ Arrangement SplitAtCrossings(const std::vector<Ring>& input, bool joinShared) {
     c.t[0] = ParamAlong(f.v[i], f.v[f.next[i]], c.x, c.y);
     c.t[1] = ParamAlong(f.v[j], f.v[f.next[j]], c.x, c.y);
     crossings.push_back(c);
-  }
+  });
   result.crossings = static_cast<long long>(crossings.size());
 
   // 4. the nodes in curve order: each point, then the crossings on its edge by parameter

@@ -38,9 +38,11 @@ struct Arrangement {
 // of crossings and the winding number of every point of the plane is the sum of the loops' (the same as
 // the curves'). Consecutive equal points are merged; curves of fewer than two points are ignored.
 // Crossing points come from CHSimpleBasisFcns::GetIntersection; z is interpolated along the edge a loop
-// arrives on. With joinShared, a point of one curve lying on an edge of another curve splits that edge,
-// and edges of two different curves that coincide running opposite ways are removed in pairs with their
-// curves joined at both ends: the boundary between two regions that touch disappears.
+// arrives on. With joinShared, a point of one curve lying on an edge of another curve splits that edge;
+// edges of two different curves that coincide running opposite ways are removed in pairs with their
+// curves joined at both ends (the boundary between two regions that touch disappears); and where two
+// curves meet at a vertex of each, the directions of their edges around the point decide whether they
+// cross there (a run of shared edges counting as one meeting).
 Arrangement SplitAtCrossings(const std::vector<Ring>& curves, bool joinShared);
 
 // The winding number at (x, y) of every loop but `skip`; onEdge is set when the point lies on an edge of
