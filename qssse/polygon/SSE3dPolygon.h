@@ -374,7 +374,8 @@ class QSSSE_API CSSE3dPolygon : public CbReferenceCounted {
   // that of the point of the input it was offset from: interpolated along the edge, a corner's own z
   // on its join. The orientation stays; the start is the result point nearest the old point 0; box
   // and centre become zero. Works on the finite points, points closer than a tenth of the arc
-  // tolerance merged, collinear runs, duplicates and spikes included (a spike gets a cap). A single
+  // tolerance (at most a thousandth of the distance) merged; collinear runs, duplicates and spikes are
+  // fine (a spike gets a cap). A single
   // point grows into a circle, a ring without area into the band around it. Returns false, leaving
   // the polygon empty, when nothing remains (and on an empty polygon); a distance of 0 changes nothing.
   // A distance that is not finite throws CInvalidArgumentException; a miterLimit below 1 is taken as 1.
