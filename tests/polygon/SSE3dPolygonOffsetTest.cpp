@@ -228,3 +228,26 @@ TEST(SSE3dPolygonOffset, BadArgumentsAreHandled) {
   ASSERT_TRUE(nanTol.DilateExact(1, CSSE3dPolygon::kJoinRound, 2, NAN));
   EXPECT_NEAR(0.5 * nanTol.CalcXYArea(), 140 + kPi, 0.01);
 }
+
+TEST(SSE3dPolygonOffset, NeverCrossesOnRandomSelfCrossingGridRings) {
+  // rings of random grid points: self-crossings, duplicates, spikes and collinear runs of every kind
+  std::mt19937 rng(42);
+  for (int trial = 0; trial < 300; ++trial) {
+    std::vector<polytest::P3> pts;
+    const int n = 3 + static_cast<int>(rng() % 12);
+    for (int i = 0; i < n; ++i)
+      pts.push_back({static_cast<float>(rng() % 10), static_cast<float>(rng() % 10), static_cast<float>(rng() % 3)});
+    for (const float d : {0.5f, 2.0f, -0.5f}) {
+      for (const auto join : {CSSE3dPolygon::kJoinRound, CSSE3dPolygon::kJoinMiter}) {
+        CSSE3dPolygon p = Make(pts);
+        if (p.DilateExact(d, join)) {
+          EXPECT_EQ(ProperCrossings(XY(p)), 0) << trial << " " << d << " " << join;
+        }
+      }
+    }
+    CSSE3dPolygon r = Make(pts);
+    if (r.RemoveLoopInXYPlane()) {
+      EXPECT_EQ(ProperCrossings(XY(r)), 0) << trial;
+    }
+  }
+}
