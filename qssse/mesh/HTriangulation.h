@@ -13,6 +13,9 @@
 
 class CSSEMatrix;
 class CSSE3dPolygon;
+class DmTriangulationStatic;
+class DmTriangulationDynamic;
+class QsCTriangulationStatic;
 
 // The library's triangle mesh: a set of independent triangles in parallel 16-byte-aligned SSEPoint
 // arrays (three corners and three corner normals per triangle; face normal, edge vectors S = P1 - P0,
@@ -280,6 +283,24 @@ class QSSSE_API CHTriangulation {
   // Applies rows 0-2 of m as the 3x4 matrix of TransformVertices(const t_ssematrix3&) (column 3
   // translates); row 3, the projective row, is ignored.
   void TransformVertices(const CbMatrix4Rf& m);
+
+  // ---- base-library meshes (HTriangulationConvert.cpp) ----
+  // Builders: BaseInitialization(sx, sy, sz), CreateTriangulationFromDmTriangulation(mesh), then
+  // CalcBoundingBox, CalcSTV and CalcNormalsFromVertices when at least one triangle exists.
+  CHTriangulation(DmTriangulationStatic* mesh, float sx, float sy, float sz);
+  CHTriangulation(DmTriangulationDynamic* mesh, float sx, float sy, float sz);
+  // One triangle per index triple, in order, its corners the vertices as (x, y, z, 0) taken as they are
+  // (no scaling); normals, S/T/V and boxes are left zero for the follow-up calls. A null or empty mesh
+  // leaves this mesh empty.
+  void CreateTriangulationFromDmTriangulation(DmTriangulationStatic* mesh);
+  void CreateTriangulationFromDmTriangulation(DmTriangulationDynamic* mesh);
+  // A new base-library mesh of the valid triangles, in order (the caller releases it with delete).
+  // Corners equal in x, y and z become one shared vertex (DmTriangulationStatic::MergeEqualVertices:
+  // exact comparison, -0 equals 0, NaN equals nothing; w is dropped), numbered in order of first
+  // appearance. An empty mesh gives an empty base-library mesh. Throws CMemoryException.
+  DmTriangulationStatic* CreateDmTriangulationFromHTriangulation() const;
+  // The same vertices and triangles as a new QsCTriangulationStatic (released with delete).
+  QsCTriangulationStatic* CreateQsCTriangulationFromHTriangulation() const;
 
   // ---- scan conversion into height fields (HTriangulationScan.cpp, HTriangulationScanThreaded.cpp) ----
   // The mesh is written back into a raster whose pixel (px, py) covers the point origin + (px * scanResX,

@@ -4,9 +4,7 @@
 #include <string>
 
 #include "ToolTestSupport.h"
-#include "cli/Bytes.h"
-#include "cli/MeshFile.h"
-#include "cli/Outline.h"
+#include "cli/Formats.h"
 
 using namespace qssse::tool;
 using tooltest::RunTool;

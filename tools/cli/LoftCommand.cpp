@@ -3,11 +3,9 @@
 #include <memory>
 #include <string>
 
-#include "cli/Bytes.h"
 #include "cli/Error.h"
+#include "cli/Formats.h"
 #include "cli/MeshConvert.h"
-#include "cli/MeshFile.h"
-#include "cli/Outline.h"
 #include "cli/Subcommand.h"
 #include "cli/Summary.h"
 #include "qssse/mesh/HTriangulation.h"
@@ -24,7 +22,7 @@ struct LoftOptions {
 
 int RunLoft(const LoftOptions& o) {
   const bool svg = o.output.size() >= 4 && o.output.compare(o.output.size() - 4, 4, ".svg") == 0;
-  if (!svg) MeshFormatFromName(o.output);  // a bad output name fails before the work
+  if (!svg) MeshKindFromName(o.output);  // a bad output name fails before the work
   const OutlinePoints lowerPoints = ReadOutline(o.lower), upperPoints = ReadOutline(o.upper);
   CSSE3dPolygon lower, upper;
   ToPolygon(lowerPoints, lower);

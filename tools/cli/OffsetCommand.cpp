@@ -3,10 +3,9 @@
 #include <cstdio>
 #include <string>
 
-#include "cli/Bytes.h"
 #include "cli/Error.h"
+#include "cli/Formats.h"
 #include "cli/MeshConvert.h"
-#include "cli/Outline.h"
 #include "cli/Subcommand.h"
 #include "cli/Summary.h"
 #include "qssse/polygon/SSE3dPolygon.h"
