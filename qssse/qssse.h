@@ -66,12 +66,15 @@
 #include "qssse/mesh/ScanWorkers.h"
 #include "qssse/mesh/Stretch.h"
 
+#include "qssse/geometry/H2DDelaunay.h"
 #include "qssse/geometry/HConvexHull2D.h"
+#include "qssse/geometry/HConvexHull3D.h"
 #include "qssse/geometry/HExactPredicates.h"
 #include "qssse/geometry/HOctree.h"
 #include "qssse/geometry/HOctreeElement.h"
 #include "qssse/geometry/HPolygonTriangulator.h"
 #include "qssse/geometry/HSimpleBasisFcns.h"
+#include "qssse/geometry/HullException.h"
 #include "qssse/geometry/Vector.h"
 
 #include "qssse/restoration/HDecideDmTriInDmTri.h"

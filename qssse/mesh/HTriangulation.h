@@ -13,6 +13,11 @@
 
 class CSSEMatrix;
 class CSSE3dPolygon;
+class CHConvexHull3D;
+class CH2DDelaunay;
+class CArchive;
+class CbStreamWriteBinary;
+class CbStreamReadBinary;
 class DmTriangulationStatic;
 class DmTriangulationDynamic;
 class QsCTriangulationStatic;
@@ -284,6 +289,41 @@ class QSSSE_API CHTriangulation {
   // translates); row 3, the projective row, is ignored.
   void TransformVertices(const CbMatrix4Rf& m);
 
+  // ---- hulls and Delaunay triangulations (HTriangulationFromHull.cpp) ----
+  // BaseInitialization(sx, sy, sz) (the three scales first, then the divisor), CreateTriangulationFromHull3D,
+  // then ScaleTriangulation, CalcSTV, CalcNormalsFromVertices and CalcBoundingBox when a triangle exists.
+  CHTriangulation(CHConvexHull3D* hull, float sx, float sy, float sz, float divisor);
+  // The same with CreateTriangulationFrom2DDelaunay. Pass a bool: a float would make the call ambiguous.
+  CHTriangulation(CH2DDelaunay* delaunay, float sx, float sy, float sz, bool flatten);
+  // One triangle per face of the hull's face list, walked from its head as many times as the hull's face
+  // count says: face k becomes triangle k, its vertices in face order the corners (X, Y, Z, 0) / divisor
+  // (corners counter-clockwise seen from outside). Nothing derived is computed; marks stay -1. A null
+  // hull or one without faces gives an empty mesh.
+  void CreateTriangulationFromHull3D(CHConvexHull3D* hull, float divisor);
+  // The same with the divisor 10, undoing the Delaunay's scaling (z is the lifted (X² + Y²) / 10, or 0
+  // with flatten), and mark 14 on every triangle. Delaunay triangles run clockwise in x-y.
+  void CreateTriangulationFrom2DDelaunay(CH2DDelaunay* delaunay, bool flatten);
+
+  // ---- persistence (HTriangulationIO.cpp) ----
+  // Version-1 stream: version record, scaleX/Y/Z, scanResX/Y/Z, scanDiagonal (floats), n (int32), then
+  // raw blocks: the n records as their 144-byte memory image (pointer values of the writing process),
+  // corner points (48 n), corner normals (48 n), face normals, T, S, V (16 n each), the box minimum,
+  // maximum and centre (16 each), per-triangle minima and maxima (16 n each): 336 n + 48 bytes after n.
+  void Serialize(CbStreamWriteBinary& stream) const;
+  // Reads that stream. Deliberately the result is BaseInitialization(scaleX, scaleX, scaleZ): scaleY
+  // becomes scaleX and the scan resolution (scaleX, scaleX, scaleZ), whatever the stream held. Of the
+  // records only index and mark are taken; their pointers are aimed at this mesh's arrays and the
+  // neighbours recomputed (CalcNeighbours, the stored marks kept), so the mesh is usable at once. An
+  // unknown version reads no header and no triangles, only the three box points. A negative count, one
+  // the stream cannot hold, or a stream that ends early throws CbException, and the mesh stays as it was.
+  void Serialize(CbStreamReadBinary& stream);
+  // Archive form, the same layout with an int32 version (1) in place of the version record. Loading
+  // restores all seven header values as stored (scaleY and the scan resolution included), aims the
+  // records and recomputes neighbours as above. An unknown version (badSchema), a negative count
+  // (badIndex) or a count the file cannot hold or a file that ends early (endOfFile) throw
+  // CArchiveException before anything changes.
+  void Serialize(CArchive& ar);
+
   // ---- base-library meshes (HTriangulationConvert.cpp) ----
   // Builders: BaseInitialization(sx, sy, sz), CreateTriangulationFromDmTriangulation(mesh), then
   // CalcBoundingBox, CalcSTV and CalcNormalsFromVertices when at least one triangle exists.
@@ -388,6 +428,13 @@ class QSSSE_API CHTriangulation {
   void SweepSubSampled(CSSEMatrix* m, bool above, int stepX, int stepY, int xFrom, std::int64_t xLast,
                        int yFrom, std::int64_t yLast, bool forceFull, Valid validOf);
   void ApplyTransform(const t_ssematrix3& m, const SSEPoint& about);
+  // After a raw load of the records: aims every record's pointers at its entries, unlinks it and clears
+  // its neighbours (index and mark stay), then CalcNeighbours keeping the marks. Then this mesh takes
+  // over loaded's storage and loaded takes this mesh's old storage (freed with loaded).
+  void AdoptLoaded(CHTriangulation& loaded);
+  // visit(address, bytes) for each raw block of the stream layout, in order (HTriangulationIO.cpp).
+  template <class Visit>
+  void ForEachRawBlock(Visit visit) const;
 
   // Members in their declared order.
   SSEPoint* cornerPoints;

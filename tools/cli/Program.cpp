@@ -172,6 +172,8 @@ int RunProgram(int argc, char** argv) {
 
   // Commands that live in files of their own.
   std::vector<Subcommand> more;
+  more.push_back(AddHull(app));
+  more.push_back(AddDelaunay(app));
   more.push_back(AddOffset(app));
   more.push_back(AddLoft(app));
 
