@@ -202,6 +202,12 @@ TEST(Program, EveryCommandKeepsOneSizeRuleWithOneMessageBeforeAllocating) {
   EXPECT_EQ(zero.status, 2);
   EXPECT_NE(zero.err.find("--resolution: must be a number above 0, not '0'"), std::string::npos) << zero.err;
   EXPECT_LT(zero.err.size(), 120u) << zero.err;
+  const auto tolerance =
+      RunTool(dir, {"offset", dir / "ring.txt", dir / "o.txt", "-d", "1", "--arc-tolerance", "-1"});
+  EXPECT_EQ(tolerance.status, 2);
+  EXPECT_NE(tolerance.err.find("--arc-tolerance: must be a number, at least 0, not '-1'"),
+            std::string::npos)
+      << tolerance.err;
   const auto width = RunTool(dir, {"fill", dir / "ring.txt", dir / "o.pfm", "--width", "0"});
   EXPECT_EQ(width.status, 2);
   EXPECT_NE(width.err.find("--width: must be a whole number from 1 to 2147483647, not '0'"),

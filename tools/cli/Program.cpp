@@ -26,6 +26,24 @@ CLI::Validator PositiveNumber() {
       "POSITIVE");
 }
 
+CLI::Validator NumberFrom(double lo, double hi) {
+  char range[96];
+  if (std::isinf(hi))
+    std::snprintf(range, sizeof range, "at least %.15g", lo);
+  else
+    std::snprintf(range, sizeof range, "%.15g to %.15g", lo, hi);
+  const std::string bounds = range;
+  return CLI::Validator(
+      [lo, hi, bounds](std::string& text) -> std::string {
+        char* end = nullptr;
+        const double v = std::strtod(text.c_str(), &end);
+        if (text.empty() || *end != '\0' || !(v >= lo && v <= hi))
+          return "must be a number, " + bounds + ", not '" + text + "'";
+        return std::string();
+      },
+      bounds);
+}
+
 CLI::Validator AtLeastOne() {
   return CLI::Validator(
       [](std::string& text) -> std::string {
@@ -202,6 +220,8 @@ int RunProgram(int argc, char** argv) {
   std::vector<Subcommand> more;
   more.push_back(AddHull(app));
   more.push_back(AddDelaunay(app));
+  more.push_back(AddOffset(app));
+  more.push_back(AddLoft(app));
   more.push_back(AddBorder(app));
 
   // Without a command, or with a word that names none, the answer lists the commands.
