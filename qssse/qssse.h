@@ -64,4 +64,5 @@
 
 #include "qssse/geometry/HPolygonTriangulator.h"
 #include "qssse/geometry/HSimpleBasisFcns.h"
+#include "qssse/geometry/RingEdgeIndex.h"
 #include "qssse/geometry/Vector.h"

@@ -9,7 +9,6 @@ namespace simd = qssse::simd;
 
 namespace {
 
-constexpr float kAreaTolerance = 0.0005f;
 constexpr float kPointTolerance = 0.0001f;
 constexpr float kDirectionEpsilon = 1.1920929e-7f;
 constexpr float kPi = 3.1415927f;
@@ -17,9 +16,10 @@ constexpr float kTurn = 6.2831855f;
 // Beyond this magnitude GetRealAngle reduces by the remainder first (see the header).
 constexpr float kFoldLimit = 1048576.0f;
 
-// Doubled signed area in single precision, in the one order every orientation test uses.
+constexpr float kAreaTolerance = CHSimpleBasisFcns::kAreaTolerance;
+
 inline float Area2(const t_h2dpoint* a, const t_h2dpoint* b, const t_h2dpoint* c) {
-  return (c->y - a->y) * (b->x - a->x) - (b->y - a->y) * (c->x - a->x);
+  return CHSimpleBasisFcns::DoubledArea(a, b, c);
 }
 
 inline bool SamePoint(const t_h2dpoint* a, const t_h2dpoint* b) { return a->x == b->x && a->y == b->y; }
