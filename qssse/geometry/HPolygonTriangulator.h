@@ -86,6 +86,8 @@ class QSSSE_API CHPolygonTriangulator : public CHSimpleBasisFcns {
   // The triangle array itself (GetNumTriangles valid entries); null for an empty object.
   t_htriangleconnectivity* GetConnectivityArray() const { return m_triangles.get(); }
   bool Is3DTriangulation() const { return m_polygon3d != nullptr; }
+  // The 3-D source polygon (null for a 2-D source or an empty object), not owned.
+  CSSE3dPolygon* Get3DPolygon() const { return m_polygon3d; }
   float GetScaleZ() const { return m_scaleZ; }
   // Scaled planar coordinates of vertex i; x and y untouched unless 0 <= i < n.
   void GetPoint(int i, float& x, float& y) const;
