@@ -25,7 +25,8 @@
 //    box tree test in float with twice that bound (the float D is itself within the bound of the true
 //    one). A flip needs the rounding bound above 0.0005, so the vertex in the wedge lies at an L1 distance
 //    from a of at least 0.0005 / (4.1u max(|dx|, |dy|)) for a flip against ab, and of at least 0.0005 /
-//    (4.1u E) - |ab|_1 - 2E for a flip against an edge of extent at most E: the tree skips boxes nearer.
+//    (4.1u E) - |ab|_1 - 2E for a flip against a live edge of extent at most E ending at it: the tree skips
+//    boxes nearer.
 #include "qssse/geometry/RingEdgeIndex.h"
 
 #include <algorithm>
@@ -77,6 +78,8 @@ inline float RoundUp(double v) {
   if (!(v <= static_cast<double>(std::numeric_limits<float>::max()))) return std::numeric_limits<float>::infinity();
   return std::nextafter(static_cast<float>(v), std::numeric_limits<float>::infinity());
 }
+
+inline float RoundDown(double v) { return -RoundUp(-v); }
 
 template <class T>
 void Assign(std::vector<T>& v, std::size_t n, const T& value) {
@@ -172,17 +175,50 @@ RingEdgeIndex::RingEdgeIndex(const t_hvertex* vertices, int n, const t_hvertex* 
   const Node& root = m_tree[1];
   m_width = root.x1 - root.x0, m_height = root.y1 - root.y0;
 
-  // 2. every ring edge at its node
+  // 2. every ring edge at its node, and the extents of the live edges below every node
   v = head;
   do {
     AddEdge(v);
     v = v->next;
   } while (v != head);
+  for (int j = 0; j < m_leaves; ++j) {
+    float e = 0.0f;
+    for (int i = j * kLeaf, last = std::min(n, (j + 1) * kLeaf); i < last; ++i) {
+      if (m_alive[static_cast<std::size_t>(i)]) e = std::max({e, Extent(&vertices[i]), Extent(vertices[i].prev)});
+    }
+    m_tree[static_cast<std::size_t>(m_leaves + j)].extent = e;
+  }
+  for (int k = m_leaves - 1; k >= 1; --k) {
+    m_tree[static_cast<std::size_t>(k)].extent =
+        std::max(m_tree[static_cast<std::size_t>(2 * k)].extent, m_tree[static_cast<std::size_t>(2 * k + 1)].extent);
+  }
 }
 
 RingEdgeIndex::~RingEdgeIndex() = default;
 
 // ---- edges ------------------------------------------------------------------------------------------
+
+// max(|dx|, |dy|) of edge (s, s.next), rounded up into float.
+float RingEdgeIndex::Extent(const t_hvertex* s) {
+  const t_hvertex* t = s->next;
+  return RoundUp(std::max(std::fabs(static_cast<double>(t->x) - s->x), std::fabs(static_cast<double>(t->y) - s->y)));
+}
+
+// Recomputes the leaf's largest extent of a live edge ending at one of its vertices, then the maxima of
+// the nodes above it.
+void RingEdgeIndex::UpdateExtents(int vertex) {
+  int k = m_leaves + vertex / kLeaf;
+  const int first = (k - m_leaves) * kLeaf, last = std::min(m_n, first + kLeaf);
+  float e = 0.0f;
+  for (int i = first; i < last; ++i) {
+    if (m_alive[static_cast<std::size_t>(i)]) e = std::max({e, Extent(&m_v[i]), Extent(m_v[i].prev)});
+  }
+  m_tree[static_cast<std::size_t>(k)].extent = e;
+  for (k >>= 1; k >= 1; k >>= 1) {
+    m_tree[static_cast<std::size_t>(k)].extent =
+        std::max(m_tree[static_cast<std::size_t>(2 * k)].extent, m_tree[static_cast<std::size_t>(2 * k + 1)].extent);
+  }
+}
 
 // The node that holds edge (s, t): the lowest whose range contains both (a leaf holds the edges inside it
 // implicitly); 0 for the edge that wraps from the last live vertex to the first.
@@ -203,15 +239,6 @@ bool RingEdgeIndex::IsLong(const t_hvertex* p, const t_hvertex* q) const {
 void RingEdgeIndex::AddEdge(const t_hvertex* s) {
   const t_hvertex* t = s->next;
   if (IsLong(s, t)) ++m_liveLong;
-  const float extent = RoundUp(std::max(std::fabs(static_cast<double>(t->x) - s->x),
-                                        std::fabs(static_cast<double>(t->y) - s->y)));
-  for (const t_hvertex* end : {s, t}) {
-    for (int j = m_leaves + end->vnum / kLeaf; j >= 1; j >>= 1) {
-      float& e = m_tree[static_cast<std::size_t>(j)].extent;
-      if (e >= extent) break;  // the ancestors are at least as large already
-      e = extent;
-    }
-  }
   int k = NodeOf(s, t);
   if (k == 0) {
     m_wrap = s->vnum;
@@ -253,6 +280,9 @@ bool RingEdgeIndex::AnyEdgeIntersects(const t_hvertex* a, const t_hvertex* b) {
   // The query's region (edges whose region meets it) and, where rounding can flip a side, its wedge
   // (vertices in it): one descent serves both.
   const Region r(a, b);
+  // the query region's box (in float, rounded outwards), for the edges inside leaves
+  const float qx0 = RoundDown(r.xmin - r.PadX()), qx1 = RoundUp(r.xmax + r.PadX());
+  const float qy0 = RoundDown(r.ymin - r.PadY()), qy1 = RoundUp(r.ymax + r.PadY());
   const bool againstQuery = IsLong(a, b), againstEdges = m_liveLong > 0;
   const bool anyFlip = againstQuery || againstEdges;
   const double ax = a->x, ay = a->y, dx = static_cast<double>(b->x) - ax, dy = static_cast<double>(b->y) - ay;
@@ -298,9 +328,13 @@ bool RingEdgeIndex::AnyEdgeIntersects(const t_hvertex* a, const t_hvertex* b) {
     for (int i = first; i < last; ++i) {
       if (!m_alive[static_cast<std::size_t>(i)]) continue;
       const t_hvertex* x = &m_v[i];
-      if (edges) {  // the edges inside the leaf
-        const int j = x->next->vnum;
-        if (j > i && j < last && TestEdge(a, b, i)) return true;
+      if (edges) {  // the edges inside the leaf whose widened box meets the query's
+        const t_hvertex* y = x->next;
+        if (y->vnum > i && y->vnum < last && std::min(x->x, y->x) - node.padX <= qx1 &&
+            std::max(x->x, y->x) + node.padX >= qx0 && std::min(x->y, y->y) - node.padY <= qy1 &&
+            std::max(x->y, y->y) + node.padY >= qy0 && TestEdge(a, b, i)) {
+          return true;
+        }
       }
       if (wedge && x != a && x != b) {
         const float px = x->x - a->x, py = x->y - a->y;
@@ -324,6 +358,9 @@ void RingEdgeIndex::VertexClipped(const t_hvertex* e) {
   RemoveEdge(e, b);
   m_alive[static_cast<std::size_t>(e->vnum)] = 0;
   AddEdge(a);  // a.next is b now
+  UpdateExtents(e->vnum);
+  UpdateExtents(a->vnum);
+  UpdateExtents(b->vnum);
 }
 
 }  // namespace qssse

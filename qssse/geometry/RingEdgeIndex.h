@@ -39,13 +39,15 @@ class RingEdgeIndex {
   struct Node {
     float x0, y0, x1, y1;  // box of the vertices below (empty: x0 > x1)
     float padX, padY;      // widening that covers the region of every edge ever held below
-    float extent;          // largest max(|dx|, |dy|) of any edge ever ending at a vertex below
+    float extent;          // largest max(|dx|, |dy|) of a live edge ending at a vertex below
     std::int32_t edge;     // start of the live edge held here, -1 for none
   };
   struct Region;
 
   RingEdgeIndex(const t_hvertex* vertices, int n, const t_hvertex* head);
   int NodeOf(const t_hvertex* s, const t_hvertex* t) const;
+  static float Extent(const t_hvertex* s);
+  void UpdateExtents(int vertex);
   void AddEdge(const t_hvertex* s);
   void RemoveEdge(const t_hvertex* s, const t_hvertex* t);
   bool IsLong(const t_hvertex* p, const t_hvertex* q) const;
