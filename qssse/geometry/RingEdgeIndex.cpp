@@ -30,7 +30,9 @@
 #include "qssse/geometry/RingEdgeIndex.h"
 
 #include <algorithm>
+#include <bit>
 #include <cmath>
+#include <cstdint>
 #include <limits>
 #include <new>
 
@@ -174,6 +176,7 @@ RingEdgeIndex::RingEdgeIndex(const t_hvertex* vertices, int n, const t_hvertex* 
   }
   const Node& root = m_tree[1];
   m_width = root.x1 - root.x0, m_height = root.y1 - root.y0;
+  m_exact = ExactAreas(head, std::max(m_width, m_height));
 
   // 2. every ring edge at its node, and the extents of the live edges below every node
   v = head;
@@ -195,6 +198,28 @@ RingEdgeIndex::RingEdgeIndex(const t_hvertex* vertices, int n, const t_hvertex* 
 }
 
 RingEdgeIndex::~RingEdgeIndex() = default;
+
+// Whether every area test among the ring's points is computed without rounding: all coordinates are
+// multiples of one power of two 2^g, and the ring spans at most 2896 of those steps, so differences are
+// exact, products stay below 2^23 steps² and their difference below 2^24. Pixel outlines (integers
+// up to 2896 across) are the common case. Then no side can be flipped and the wedge is never searched.
+bool RingEdgeIndex::ExactAreas(const t_hvertex* head, double span) {
+  int g = std::numeric_limits<int>::max();  // the finest binary step among the coordinates
+  const t_hvertex* v = head;
+  do {
+    for (const float c : {v->x, v->y}) {
+      if (c == 0.0f) continue;
+      int e = 0;
+      const float m = std::frexp(c, &e);  // c = m 2^e, |m| in [0.5, 1): 24 significant bits
+      const auto bits = static_cast<std::uint32_t>(std::ldexp(std::fabs(m), 24));
+      g = std::min(g, e - 24 + std::countr_zero(bits));
+    }
+    v = v->next;
+  } while (v != head);
+  if (g == std::numeric_limits<int>::max()) return true;  // every point at the origin
+  // products are multiples of 2^2g: exact while that step is a float (subnormal) step and they stay finite
+  return 2 * g >= -149 && 2 * g <= 80 && std::ldexp(span, -g) <= 2896.0;
+}
 
 // ---- edges ------------------------------------------------------------------------------------------
 
@@ -230,6 +255,7 @@ int RingEdgeIndex::NodeOf(const t_hvertex* s, const t_hvertex* t) const {
 }
 
 bool RingEdgeIndex::IsLong(const t_hvertex* p, const t_hvertex* q) const {
+  if (m_exact) return false;
   const double dx = std::fabs(static_cast<double>(q->x) - p->x);
   const double dy = std::fabs(static_cast<double>(q->y) - p->y);
   return kNoise * (static_cast<double>(m_height) * dx + static_cast<double>(m_width) * dy) >=

@@ -47,6 +47,7 @@ class RingEdgeIndex {
   RingEdgeIndex(const t_hvertex* vertices, int n, const t_hvertex* head);
   int NodeOf(const t_hvertex* s, const t_hvertex* t) const;
   static float Extent(const t_hvertex* s);
+  static bool ExactAreas(const t_hvertex* head, double span);
   void UpdateExtents(int vertex);
   void AddEdge(const t_hvertex* s);
   void RemoveEdge(const t_hvertex* s, const t_hvertex* t);
@@ -61,7 +62,8 @@ class RingEdgeIndex {
   std::int32_t m_wrap = -1;  // start of the edge from the last live vertex back to the first
   float m_width = 0, m_height = 0;  // of the ring's box
 
-  int m_liveLong = 0;  // live edges whose rounding can reach the tolerance somewhere in the box
+  bool m_exact = false;  // no area test among the ring's points rounds (then no edge is long)
+  int m_liveLong = 0;    // live edges whose rounding can reach the tolerance somewhere in the box
 };
 
 }  // namespace qssse
