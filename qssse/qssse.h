@@ -62,6 +62,7 @@
 #include "qssse/mesh/ScanWorkers.h"
 #include "qssse/mesh/Stretch.h"
 
+#include "qssse/geometry/HConvexHull2D.h"
 #include "qssse/geometry/HPolygonTriangulationRefinement.h"
 #include "qssse/geometry/HPolygonTriangulator.h"
 #include "qssse/geometry/HSimpleBasisFcns.h"

@@ -308,6 +308,14 @@ class QSSSE_API CSSE3dPolygon : public CbReferenceCounted {
   void InternalAreaDistanceTransform(float value, CSSEMatrix* m, CSSEMatrix* distances, t_resolutiondata& res,
                                      bool subsample);
 
+  // ---- convex hull (SSE3dPolygonHull.cpp) ----
+  // Replaces the points by their convex hull in x-y (CHConvexHull2D: counter-clockwise from the lowest
+  // point, z kept, points within the hull's 0.0005 area tolerance of an edge dropped). Flag cleared,
+  // normalized coordinates uninitialised, stored points kept. Fewer than three distinct points leave
+  // what the hull keeps of them (the anchor and the farthest point); a failed scan (the hull's "Error")
+  // leaves the polygon empty; an empty polygon stays as it is.
+  void ReplaceByConvexHullXY();
+
   // ---- persistence (SSE3dPolygonIO.cpp) ----
   // Archive: int32 count, then ceil(count/4) blocks of 4 X, 4 Y, 4 Z floats (padding lanes as they
   // stand). Loading overwrites the last point with the last-but-one, deliberately, so data stored and

@@ -7,11 +7,8 @@
 #include <string>
 
 #include "ToolTestSupport.h"
-#include "cli/HeightField.h"
+#include "cli/Formats.h"
 #include "cli/MeshConvert.h"
-#include "cli/MeshFile.h"
-#include "cli/Outline.h"
-#include "cli/Png.h"
 #include "cli/Summary.h"
 #include "cli/Synthetic.h"
 #include "qssse/polygon/SSE3dPolygon.h"

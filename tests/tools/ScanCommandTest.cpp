@@ -6,8 +6,7 @@
 #include <vector>
 
 #include "ToolTestSupport.h"
-#include "cli/HeightField.h"
-#include "cli/MeshFile.h"
+#include "cli/Formats.h"
 
 using namespace qssse::tool;
 using tooltest::CountLines;

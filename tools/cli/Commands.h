@@ -22,12 +22,14 @@ struct RasterInputOptions {
   bool haveHeightScale = false;
   double heightOffset = 0.0;
   bool haveHeightOffset = false;
+  bool haveNoData = false;  // pixels of this height carry none, as NaN pixels
+  float noData = 0.0f;
 };
 
 struct MeshOptions {
   std::string input, output, outline;
   RasterInputOptions raster;
-  float threshold = 0.0f;
+  std::string threshold = "auto";  // a height, or "auto": just below the lowest height (above the highest)
   bool below = false;
   int stepX = 1, stepY = 1;
   float scaleX = 1.0f, scaleY = 1.0f, scaleZ = 1.0f;
@@ -41,6 +43,7 @@ struct ScanOptions {
   bool minimum = false;
   bool threads = false;
   bool refine = false;  // exact heights at the pixel centres instead of the sampled maximum/minimum
+  bool noDataNaN = false;  // pixels no triangle covers written as NaN (transparent in a PNG)
   int bits = 16;
 };
 

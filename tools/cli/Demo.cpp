@@ -7,14 +7,11 @@
 #include <string>
 #include <vector>
 
-#include "cli/Bytes.h"
 #include "cli/Commands.h"
 #include "cli/Error.h"
-#include "cli/HeightField.h"
+#include "cli/Formats.h"
 #include "cli/MeshConvert.h"
-#include "cli/MeshFile.h"
 #include "cli/Morphology.h"
-#include "cli/Outline.h"
 #include "cli/Render.h"
 #include "cli/Summary.h"
 #include "cli/Synthetic.h"

@@ -3,7 +3,7 @@
 
 #include "cli/Commands.h"
 #include "cli/Error.h"
-#include "cli/HeightField.h"
+#include "cli/Formats.h"
 #include "cli/Morphology.h"
 #include "qssse/raster/Filters.h"
 #include "qssse/raster/SSEMatrix.h"
@@ -35,13 +35,8 @@ void DilateMask(CSSEMatrix& m, float radius) {
 }
 
 int RunMorph(const MorphOptions& o) {
-  PngScale in;
-  in.haveScale = o.raster.haveHeightScale;
-  in.scale = o.raster.heightScale;
-  in.haveOffset = o.raster.haveHeightOffset;
-  in.offset = o.raster.heightOffset;
-  const HeightField h = ReadHeightField(o.input, in);
-  RasterFormatFromName(o.output);  // a bad output name fails before the work
+  const HeightField h = ReadRasterInput(o.input, o.raster);
+  HeightFieldKindFromName(o.output);  // a bad output name fails before the work
   CSSEMatrix m;
   ToMatrix(h, m);
   if (o.op == "chamfer") {
@@ -66,9 +61,9 @@ int RunMorph(const MorphOptions& o) {
     throw ToolError("unknown operation '" + o.op + "'");
   }
   const HeightField out = FromMatrix(m);
-  PngScale s;
-  s.bits = o.bits;
-  WriteHeightField(o.output, out, s);
+  HeightFieldWriteOptions written;
+  written.png.bits = o.bits;
+  WriteHeightField(o.output, out, written);
   std::printf("%s: %s of %s, %d x %d\n", o.output.c_str(), o.op.c_str(), o.input.c_str(), out.width,
               out.height);
   return 0;

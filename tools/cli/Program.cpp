@@ -20,6 +20,10 @@ void AddRasterInput(CLI::App* c, RasterInputOptions& r) {
   c->add_option_function<double>(
       "--height-offset", [&r](double v) { r.heightOffset = v, r.haveHeightOffset = true; },
       "height of grey level 0 of a PNG input (default: the file's HeightOffset text, else 0)");
+  c->add_option_function<double>(
+      "--nodata", [&r](double v) { r.noData = static_cast<float>(v), r.haveNoData = true; },
+      "height that marks pixels without one (e.g. -9999 or --nodata=-inf); such pixels, NaN pixels and "
+      "transparent PNG pixels are read as 0, the library's \"no value\", and counted");
 }
 
 void AddBits(CLI::App* c, int& bits) {
@@ -48,7 +52,10 @@ int RunProgram(int argc, char** argv) {
   CLI::App* cMesh = app.add_subcommand("mesh", "turn a height field into a triangle mesh");
   cMesh->add_option("input", mesh.input, "height field (.pfm, .png, .npy, .qsm)")->required();
   cMesh->add_option("output", mesh.output, "mesh (.stl, .ply, .obj)")->required();
-  cMesh->add_option("--threshold", mesh.threshold, "height a cell corner must pass to be meshed")
+  cMesh
+      ->add_option("--threshold", mesh.threshold,
+                   "height a cell corner must pass to be meshed; auto: just below the lowest height (above the "
+                   "highest with --below), so the whole field is meshed")
       ->capture_default_str();
   cMesh->add_flag("--below", mesh.below, "keep corners below the threshold instead of above");
   cMesh
@@ -91,6 +98,11 @@ int RunProgram(int argc, char** argv) {
   cScan->add_flag("--refine", scan.refine,
                   "replace every covered pixel by the surface's exact height at its centre");
   cScan->add_flag("--threads", scan.threads, "use the multi-threaded scan conversion");
+  cScan
+      ->add_option_function<std::string>(
+          "--nodata-out", [&scan](const std::string& v) { scan.noDataNaN = v == "nan"; },
+          "value of the pixels no triangle covers: 0 (default) or nan (transparent in a PNG)")
+      ->check(CLI::IsMember({"0", "nan"}));
   AddBits(cScan, scan.bits);
 
   FillOptions fill;

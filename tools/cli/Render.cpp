@@ -3,8 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
-#include "cli/Bytes.h"
-#include "cli/Png.h"
+#include "cli/Formats.h"
 
 namespace qssse::tool {
 namespace {

@@ -2,7 +2,7 @@
 #include <string>
 #include <vector>
 
-#include "cli/HeightField.h"
+#include "cli/Formats.h"
 
 // Pictures of rasters for a person: shaded relief, masks, distance maps, skeletons and differences.
 namespace qssse::tool {

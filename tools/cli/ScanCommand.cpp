@@ -4,9 +4,8 @@
 
 #include "cli/Commands.h"
 #include "cli/Error.h"
-#include "cli/HeightField.h"
+#include "cli/Formats.h"
 #include "cli/MeshConvert.h"
-#include "cli/MeshFile.h"
 #include "cli/Summary.h"
 #include "qssse/mesh/HTriangulation.h"
 #include "qssse/platform/MemoryException.h"
@@ -17,8 +16,8 @@ namespace qssse::tool {
 int RunScan(const ScanOptions& o) {
   if (!(std::isfinite(o.resolution) && o.resolution > 0.0f)) throw ToolError("--resolution must be positive");
   if (!std::isfinite(o.zOffset)) throw ToolError("--z-offset must be a number");
-  const MeshData data = ReadMesh(o.input);
-  RasterFormatFromName(o.output);  // a bad output name fails before the work
+  const MeshData data = ReadMeshInput(o.input);
+  HeightFieldKindFromName(o.output);  // a bad output name fails before the work
   if (data.triangles.empty()) throw ToolError(o.input, "the mesh has no triangles");
   const std::unique_ptr<CHTriangulation> mesh = ToTriangulation(data, o.input);
   mesh->SetScanConvResolution(o.resolution, o.resolution, 1.0f);
@@ -77,9 +76,10 @@ int RunScan(const ScanOptions& o) {
   const HeightField out = FromMatrix(m);
   std::size_t covered = 0;
   for (float v : out.values) covered += v != 0.0f;
-  PngScale s;
-  s.bits = o.bits;
-  WriteHeightField(o.output, out, s);
+  HeightFieldWriteOptions written;
+  written.png.bits = o.bits;
+  written.zeroAsNaN = o.noDataNaN;
+  WriteHeightField(o.output, out, written);
   std::printf(
       "%s: %d x %d pixels, %zu covered by the %zu triangles of %s, pixel (0, 0) at x %.6g, y %.6g, "
       "heights above z %.6g%s, %.1f ms\n",

@@ -1,4 +1,4 @@
-#include "cli/Outline.h"
+#include "qssse/io/Outline.h"
 
 #include <algorithm>
 #include <charconv>
@@ -6,10 +6,11 @@
 #include <cstdio>
 #include <limits>
 
-#include "cli/Bytes.h"
-#include "cli/Error.h"
+#include "qssse/io/FileBytes.h"
+#include "qssse/io/FileKind.h"
+#include "qssse/io/IoException.h"
 
-namespace qssse::tool {
+namespace qssse::io {
 
 OutlinePoints ParseOutlineText(const std::string& text, const std::string& file) {
   OutlinePoints points;
@@ -27,26 +28,27 @@ OutlinePoints ParseOutlineText(const std::string& text, const std::string& file)
     while (i < line.size() && separator(line[i])) ++i;
     if (i == line.size() || line[i] == '#') continue;
     while (i < line.size()) {
-      if (n == 3) throw ToolError(file, "line " + std::to_string(lineNo) + ": more than three values");
+      if (n == 3) throw CIoException(file, "line " + std::to_string(lineNo) + ": more than three values");
       const auto [p, ec] = std::from_chars(line.data() + i, line.data() + line.size(), v[n]);
       if (ec != std::errc() || (p < line.data() + line.size() && !separator(*p))) {
-        throw ToolError(file, "line " + std::to_string(lineNo) + ": expected numbers 'x y z'");
+        throw CIoException(file, "line " + std::to_string(lineNo) + ": expected numbers 'x y z'");
       }
       if (!std::isfinite(v[n]))
-        throw ToolError(file, "line " + std::to_string(lineNo) + ": non-finite value");
+        throw CIoException(file, "line " + std::to_string(lineNo) + ": non-finite value");
       ++n;
       i = static_cast<std::size_t>(p - line.data());
       while (i < line.size() && separator(line[i])) ++i;
     }
-    if (n < 2) throw ToolError(file, "line " + std::to_string(lineNo) + ": a point needs at least x and y");
-    if (points.size() >= (std::size_t{1} << 24)) throw ToolError(file, "more than 2^24 outline points");
+    if (n < 2)
+      throw CIoException(file, "line " + std::to_string(lineNo) + ": a point needs at least x and y");
+    if (points.size() >= (std::size_t{1} << 24)) throw CIoException(file, "more than 2^24 outline points");
     points.push_back({v[0], v[1], v[2]});
   }
   // Every trailing repeat of the first point goes, not just one: the written ring then reads back the same.
   while (points.size() > 1 && points.front() == points.back()) points.pop_back();
   if (points.size() < 3) {
-    throw ToolError(file,
-                    "an outline needs at least 3 points, this one has " + std::to_string(points.size()));
+    throw CIoException(file,
+                       "an outline needs at least 3 points, this one has " + std::to_string(points.size()));
   }
   return points;
 }
@@ -63,8 +65,13 @@ std::string EncodeOutlineText(const OutlinePoints& points) {
 
 OutlinePoints ReadOutline(const std::string& path) {
   const std::vector<unsigned char> bytes = ReadFileBytes(path);
+  const FileKind kind = DetectFileKind(bytes, path);
+  if (kind != FileKind::OutlineText && kind != FileKind::Unknown) {
+    throw CIoException(path,
+                       std::string("this is ") + FileKindName(kind) + " data, not an outline text file");
+  }
   for (unsigned char c : bytes) {
-    if (c == 0) throw ToolError(path, "not an outline text file (binary data)");
+    if (c == 0) throw CIoException(path, "not an outline text file (binary data)");
   }
   return ParseOutlineText(std::string(bytes.begin(), bytes.end()), path);
 }
@@ -112,4 +119,4 @@ std::string EncodeSvg(const std::vector<SvgRing>& rings, double width, double he
   return out;
 }
 
-}  // namespace qssse::tool
+}  // namespace qssse::io

@@ -4,24 +4,23 @@
 
 #include <string>
 
-#include "ToolTestSupport.h"
-#include "cli/HeightField.h"
-#include "cli/MeshFile.h"
+#include "io/IoTestSupport.h"
+#include "qssse/qssse_io.h"
 
-using namespace qssse::tool;
+using namespace qssse::io;
 
 namespace {
 
 // Debian's readers live in the system interpreter, whatever python3 comes first on the PATH.
 const char* kPython = "/usr/bin/python3";
 
-bool PythonHas(const tooltest::TempDir& dir, const std::string& module) {
-  return tooltest::RunShell(dir, std::string(kPython) + " -c 'import " + module + "'").status == 0;
+bool PythonHas(const iotest::TempDir& dir, const std::string& module) {
+  return iotest::RunShell(dir, std::string(kPython) + " -c 'import " + module + "'").status == 0;
 }
 
-std::string Python(const tooltest::TempDir& dir, const std::string& script) {
-  tooltest::WriteText(dir / "check.py", script);
-  const auto r = tooltest::RunShell(dir, std::string(kPython) + " '" + (dir / "check.py") + "'");
+std::string Python(const iotest::TempDir& dir, const std::string& script) {
+  iotest::WriteText(dir / "check.py", script);
+  const auto r = iotest::RunShell(dir, std::string(kPython) + " '" + (dir / "check.py") + "'");
   EXPECT_EQ(r.status, 0) << r.err;
   return r.out;
 }
@@ -42,7 +41,7 @@ MeshData Mesh() {
 }  // namespace
 
 TEST(IndependentReaders, NumpyReadsOurNpyWithShapeAndValues) {
-  tooltest::TempDir dir;
+  iotest::TempDir dir;
   if (!PythonHas(dir, "numpy")) GTEST_SKIP() << "python3-numpy is not installed";
   WriteHeightField(dir / "f.npy", Field());
   const std::string out = Python(dir, "import numpy\na = numpy.load('" + (dir / "f.npy") +
@@ -52,15 +51,15 @@ TEST(IndependentReaders, NumpyReadsOurNpyWithShapeAndValues) {
 }
 
 TEST(IndependentReaders, PillowAndPngcheckReadOurSixteenBitPng) {
-  tooltest::TempDir dir;
-  PngScale s;
-  s.haveScale = true;
-  s.scale = 0.25;
-  s.haveOffset = true;
-  s.offset = -3.0;
+  iotest::TempDir dir;
+  HeightFieldWriteOptions s;
+  s.png.haveScale = true;
+  s.png.scale = 0.25;
+  s.png.haveOffset = true;
+  s.png.offset = -3.0;
   WriteHeightField(dir / "f.png", Field(), s);
-  if (tooltest::RunShell(dir, "command -v pngcheck").status == 0) {
-    const auto r = tooltest::RunShell(dir, "pngcheck -t '" + (dir / "f.png") + "'");
+  if (iotest::RunShell(dir, "command -v pngcheck").status == 0) {
+    const auto r = iotest::RunShell(dir, "pngcheck -t '" + (dir / "f.png") + "'");
     EXPECT_EQ(r.status, 0) << r.out;
     EXPECT_NE(r.out.find("HeightScale"), std::string::npos) << r.out;
   }
@@ -72,7 +71,7 @@ TEST(IndependentReaders, PillowAndPngcheckReadOurSixteenBitPng) {
 }
 
 TEST(IndependentReaders, MeshioReadsOurStlAndPly) {
-  tooltest::TempDir dir;
+  iotest::TempDir dir;
   if (!PythonHas(dir, "meshio")) GTEST_SKIP() << "python3-meshio is not installed";
   WriteMesh(dir / "m.stl", Mesh());
   WriteMesh(dir / "m.ply", Mesh());

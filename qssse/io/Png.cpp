@@ -1,4 +1,4 @@
-#include "cli/Png.h"
+#include "qssse/io/Png.h"
 
 #include <spng.h>
 
@@ -6,9 +6,9 @@
 #include <cstring>
 #include <memory>
 
-#include "cli/Error.h"
+#include "qssse/io/IoException.h"
 
-namespace qssse::tool {
+namespace qssse::io {
 namespace {
 
 // No chunk of a height-field PNG comes near 16 MiB; the cache limit bounds the ancillary chunks
@@ -25,15 +25,15 @@ const unsigned char kIend[12] = {0, 0, 0, 0, 'I', 'E', 'N', 'D', 0xAE, 0x42, 0x6
 
 void Check(int rc, const std::string& file, const char* stage) {
   if (rc != 0)
-    throw ToolError(file, std::string("not a valid PNG (") + stage + ": " + spng_strerror(rc) + ")");
+    throw CIoException(file, std::string("not a valid PNG (") + stage + ": " + spng_strerror(rc) + ")");
 }
 
 Ctx OpenDecoder(const std::vector<unsigned char>& bytes, const std::string& file, spng_ihdr& ihdr) {
   if (bytes.size() < 8 || std::memcmp(bytes.data(), "\x89PNG\r\n\x1a\n", 8) != 0) {
-    throw ToolError(file, "not a PNG file (bad signature)");
+    throw CIoException(file, "not a PNG file (bad signature)");
   }
   Ctx ctx(spng_ctx_new(0));
-  if (!ctx) throw ToolError(file, "cannot create a PNG decoder");
+  if (!ctx) throw CIoException(file, "cannot create a PNG decoder");
   Check(spng_set_image_limits(ctx.get(), kMaxImageSide, kMaxImageSide), file, "limits");
   Check(spng_set_chunk_limits(ctx.get(), kChunkLimit, kChunkCacheLimit), file, "limits");
   Check(spng_set_png_buffer(ctx.get(), bytes.data(), bytes.size()), file, "buffer");
@@ -61,7 +61,7 @@ const char* ColourName(int colourType) {
 std::vector<unsigned char> Encode(spng_ihdr& ihdr, const void* data, std::size_t size,
                                   const std::map<std::string, std::string>& text) {
   Ctx ctx(spng_ctx_new(SPNG_CTX_ENCODER));
-  if (!ctx) throw ToolError("cannot create a PNG encoder");
+  if (!ctx) throw CIoException("PNG output", "cannot create a PNG encoder");
   spng_set_option(ctx.get(), SPNG_ENCODE_TO_BUFFER, 1);
   int rc = spng_set_ihdr(ctx.get(), &ihdr);
   std::vector<spng_text> chunks;
@@ -79,12 +79,12 @@ std::vector<unsigned char> Encode(spng_ihdr& ihdr, const void* data, std::size_t
   if (rc == 0 && !chunks.empty())
     rc = spng_set_text(ctx.get(), chunks.data(), static_cast<std::uint32_t>(chunks.size()));
   if (rc == 0) rc = spng_encode_image(ctx.get(), data, size, SPNG_FMT_PNG, SPNG_ENCODE_FINALIZE);
-  if (rc != 0) throw ToolError(std::string("cannot encode PNG: ") + spng_strerror(rc));
+  if (rc != 0) throw CIoException("PNG output", std::string("cannot encode: ") + spng_strerror(rc));
   std::size_t len = 0;
   int error = 0;
   unsigned char* png = static_cast<unsigned char*>(spng_get_png_buffer(ctx.get(), &len, &error));
   if (png == nullptr || error != 0)
-    throw ToolError(std::string("cannot encode PNG: ") + spng_strerror(error));
+    throw CIoException("PNG output", std::string("cannot encode: ") + spng_strerror(error));
   std::vector<unsigned char> out(png, png + len);
   std::free(png);
   return out;
@@ -96,26 +96,32 @@ PngGrey DecodePngGrey(const std::vector<unsigned char>& bytes, const std::string
   spng_ihdr ihdr{};
   Ctx ctx = OpenDecoder(bytes, file, ihdr);
   if (ihdr.color_type != SPNG_COLOR_TYPE_GRAYSCALE && ihdr.color_type != SPNG_COLOR_TYPE_GRAYSCALE_ALPHA) {
-    throw ToolError(file, std::string("a height field must be a greyscale PNG, this one is ") +
-                              ColourName(ihdr.color_type));
+    throw CIoException(file, std::string("a height field must be a greyscale PNG, this one is ") +
+                                 ColourName(ihdr.color_type));
   }
   PngGrey img;
   img.width = static_cast<int>(ihdr.width);
   img.height = static_cast<int>(ihdr.height);
   img.bitDepth = ihdr.bit_depth == 16 ? 16 : 8;
   const std::size_t pixels = std::size_t{ihdr.width} * ihdr.height;
-  // G8 widens 1-, 2- and 4-bit grey; 16-bit grey comes as host-endian samples through the PNG format.
-  const int fmt = img.bitDepth == 16
-                      ? (ihdr.color_type == SPNG_COLOR_TYPE_GRAYSCALE ? SPNG_FMT_PNG : SPNG_FMT_GA16)
-                      : (ihdr.color_type == SPNG_COLOR_TYPE_GRAYSCALE ? SPNG_FMT_G8 : SPNG_FMT_GA8);
+  // Grey and alpha pairs, host-endian; GA8 widens 1-, 2- and 4-bit grey, and the tRNS chunk of a grey
+  // image (one transparent level) becomes alpha 0 through SPNG_DECODE_TRNS.
+  spng_trns trns{};
+  const bool haveTrns = spng_get_trns(ctx.get(), &trns) == 0;
+  const bool haveAlpha = ihdr.color_type == SPNG_COLOR_TYPE_GRAYSCALE_ALPHA || haveTrns;
+  // A grey+alpha image decodes in its own format, which has the same pairs (8-bit, or 16-bit host-endian).
+  const int fmt = ihdr.color_type == SPNG_COLOR_TYPE_GRAYSCALE_ALPHA ? SPNG_FMT_PNG
+                  : img.bitDepth == 16                               ? SPNG_FMT_GA16
+                                                                     : SPNG_FMT_GA8;
   std::size_t outSize = 0;
   Check(spng_decoded_image_size(ctx.get(), fmt, &outSize), file, "size");
   // The compressed data bounds the image: deflate expands at most about 1032:1, so a header that
-  // promises far more pixels than the file could hold is refused before the buffer is allocated.
-  if (outSize / 1032 > bytes.size())
-    throw ToolError(file, "image size in the header is impossible for the file size");
+  // promises far more pixels than the file could hold is refused before the buffer is allocated. The
+  // decoded pairs are at most twice the stored samples.
+  if (outSize / 2064 > bytes.size())
+    throw CIoException(file, "image size in the header is impossible for the file size");
   std::vector<unsigned char> raw(outSize);
-  Check(spng_decode_image(ctx.get(), raw.data(), raw.size(), fmt, 0), file, "image data");
+  Check(spng_decode_image(ctx.get(), raw.data(), raw.size(), fmt, SPNG_DECODE_TRNS), file, "image data");
   uint32_t nText = 0;
   if (spng_get_text(ctx.get(), nullptr, &nText) == 0 && nText > 0) {
     std::vector<spng_text> t(nText);
@@ -125,17 +131,19 @@ PngGrey DecodePngGrey(const std::vector<unsigned char>& bytes, const std::string
   }
   // spng stops after the image data; a file cut after it must still fail, so the end chunk is required.
   if (bytes.size() < 12 + 8 || std::memcmp(bytes.data() + bytes.size() - 12, kIend, 12) != 0) {
-    throw ToolError(file, "truncated PNG: the file does not end with an IEND chunk");
+    throw CIoException(file, "truncated PNG: the file does not end with an IEND chunk");
   }
   img.levels.resize(pixels);
-  const std::size_t step = raw.size() / pixels;  // bytes per decoded pixel: 1, 2 or 4
+  if (haveAlpha) img.alpha.resize(pixels);
   for (std::size_t i = 0; i < pixels; ++i) {
     if (img.bitDepth == 16) {
-      std::uint16_t v;
-      std::memcpy(&v, raw.data() + i * step, 2);
-      img.levels[i] = v;
+      std::uint16_t pair[2];
+      std::memcpy(pair, raw.data() + i * 4, 4);
+      img.levels[i] = pair[0];
+      if (haveAlpha) img.alpha[i] = pair[1];
     } else {
-      img.levels[i] = raw[i * step];
+      img.levels[i] = raw[i * 2];
+      if (haveAlpha) img.alpha[i] = raw[i * 2 + 1];
     }
   }
   return img;
@@ -143,16 +151,30 @@ PngGrey DecodePngGrey(const std::vector<unsigned char>& bytes, const std::string
 
 std::vector<unsigned char> EncodePngGrey(int width, int height, int bitDepth,
                                          const std::vector<std::uint16_t>& levels,
-                                         const std::map<std::string, std::string>& text) {
+                                         const std::map<std::string, std::string>& text,
+                                         const std::vector<std::uint16_t>* alpha) {
   spng_ihdr ihdr{};
   ihdr.width = static_cast<std::uint32_t>(width);
   ihdr.height = static_cast<std::uint32_t>(height);
   ihdr.bit_depth = static_cast<std::uint8_t>(bitDepth);
-  ihdr.color_type = SPNG_COLOR_TYPE_GRAYSCALE;
-  if (bitDepth == 16) return Encode(ihdr, levels.data(), levels.size() * 2, text);
-  std::vector<unsigned char> bytes(levels.size());
-  for (std::size_t i = 0; i < levels.size(); ++i) bytes[i] = static_cast<unsigned char>(levels[i]);
-  return Encode(ihdr, bytes.data(), bytes.size(), text);
+  const bool withAlpha = alpha != nullptr && alpha->size() == levels.size();
+  ihdr.color_type = withAlpha ? SPNG_COLOR_TYPE_GRAYSCALE_ALPHA : SPNG_COLOR_TYPE_GRAYSCALE;
+  const std::size_t channels = withAlpha ? 2 : 1;
+  if (bitDepth == 16) {
+    // Host-endian samples: spng converts them to the file's big-endian order.
+    std::vector<std::uint16_t> samples(levels.size() * channels);
+    for (std::size_t i = 0; i < levels.size(); ++i) {
+      samples[i * channels] = levels[i];
+      if (withAlpha) samples[i * channels + 1] = (*alpha)[i];
+    }
+    return Encode(ihdr, samples.data(), samples.size() * 2, text);
+  }
+  std::vector<unsigned char> samples(levels.size() * channels);
+  for (std::size_t i = 0; i < levels.size(); ++i) {
+    samples[i * channels] = static_cast<unsigned char>(levels[i]);
+    if (withAlpha) samples[i * channels + 1] = static_cast<unsigned char>((*alpha)[i]);
+  }
+  return Encode(ihdr, samples.data(), samples.size(), text);
 }
 
 std::vector<unsigned char> EncodePngRgb(int width, int height, const std::vector<unsigned char>& rgb) {
@@ -171,4 +193,10 @@ std::string DescribePng(const std::vector<unsigned char>& bytes, const std::stri
          std::to_string(ihdr.bit_depth) + "-bit " + ColourName(ihdr.color_type);
 }
 
-}  // namespace qssse::tool
+bool IsGreyPng(const std::vector<unsigned char>& bytes, const std::string& file) {
+  spng_ihdr ihdr{};
+  Ctx ctx = OpenDecoder(bytes, file, ihdr);
+  return ihdr.color_type == SPNG_COLOR_TYPE_GRAYSCALE || ihdr.color_type == SPNG_COLOR_TYPE_GRAYSCALE_ALPHA;
+}
+
+}  // namespace qssse::io
