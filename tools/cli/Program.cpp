@@ -149,6 +149,7 @@ int RunProgram(int argc, char** argv) {
 
   // Commands that live in files of their own.
   std::vector<Subcommand> more;
+  more.push_back(AddTriangulate(app));
 
   try {
     app.parse(argc, argv);

@@ -14,4 +14,7 @@ struct Subcommand {
   std::function<int()> run;  // the exit status; throws ToolError or any std::exception on failure
 };
 
+// qssse triangulate (TriangulateCommand.cpp).
+Subcommand AddTriangulate(CLI::App& app);
+
 }  // namespace qssse::tool
