@@ -13,20 +13,22 @@
 //    exactly: a whole row. The point in question lies in the regions (segment plus band) of both
 //    segments, so the query's region meets the widened box of every node above the edge.
 // 2. IntersectProp of segments that truly cross: the crossing lies on both segments, hence in both regions.
-// 3. IntersectProp with a side flipped by rounding. Rounding can flip D's sign past the tolerance only
-//    where 4.1u (|P1| + |P2|) exceeds 0.0005, which IsLong bounds over the whole box for each segment:
-//    when neither the query nor any live edge is long, case 3 cannot happen. Otherwise, either an endpoint
-//    x of cd has its side against ab flipped: |D(a, b, x)| < 4.1u |x - a| |ab|; or cd's endpoints truly
-//    straddle ab's line (crossing it at X outside ab) and a's or b's side against cd is flipped, so a (or b)
-//    lies within eps < 4.1u |a - c| of cd's line. If the foot of a on that line is on cd, a lies within
-//    eps of the segment cd, and cd's region has a margin of 9u |cd| around it. Otherwise the endpoint
-//    of cd between X and the foot lies within eps of ab's line, at distance |D(a, b, c)| <= |ab| eps. Both
-//    cases are covered by the wedge |D(a, b, x)| <= 8u |ab|_1 (|x - a|_1 + |ab|_1), which the leaves of the
-//    box tree test in float with twice that bound (the float D is itself within the bound of the true
-//    one). A flip needs the rounding bound above 0.0005, so the vertex in the wedge lies at an L1 distance
-//    from a of at least 0.0005 / (4.1u max(|dx|, |dy|)) for a flip against ab, and of at least 0.0005 /
-//    (4.1u E) - |ab|_1 - 2E for a flip against a live edge of extent at most E ending at it: the tree skips
-//    boxes nearer.
+// 3. IntersectProp with a side flipped by rounding. A flip needs the two rounded products within a factor
+//    2 of each other (else |D| is at least a quarter of their sum and keeps its sign), so their
+//    difference is exact and the rounding is at most 3.01u (|P1| + |P2|): only where that exceeds 0.0005,
+//    which IsLong bounds over the whole box for each segment. When neither the query nor any live edge is
+//    long, case 3 cannot happen. Otherwise, either an endpoint x of cd has its side against ab flipped:
+//    |D(a, b, x)| < 3.01u |x - a| |ab|; or cd's endpoints truly straddle ab's line (crossing it at X
+//    outside ab) and a's or b's side against cd is flipped, so a (or b) lies within eps < 3.01u |a - c| of
+//    cd's line. If the foot of a on that line is on cd, a lies within eps of the segment cd, and cd's
+//    region has a margin of 9u |cd| around it. Otherwise the endpoint of cd between X and the foot lies
+//    within eps of ab's line, at distance |D(a, b, c)| <= |ab| eps. Both cases are covered by the wedge
+//    |D(a, b, x)| <= 8u |ab|_1 (|x - a|_1 + |ab|_1), which the leaves of the box tree test in float with
+//    twice that bound (the float D is itself within the bound of the true one). A box is searched only
+//    where the rounding bound can exceed 0.0005 for a vertex in it: against ab, with |x.y - a.y| |dx| +
+//    |dy| |x.x - a.x| taken at the box's far corners; against an edge of extent at most E ending at the
+//    vertex (the largest live one below the node), with |a - c|_1 <= the box's far L1 distance + |ab|_1 +
+//    2E.
 #include "qssse/geometry/RingEdgeIndex.h"
 
 #include <algorithm>
@@ -44,7 +46,10 @@ namespace {
 constexpr float kTolF = CHSimpleBasisFcns::kAreaTolerance;
 constexpr double kTol = static_cast<double>(kTolF) * 1.0001;  // a hair above the float tolerance
 constexpr double kU = 1.0 / 16777216.0;
-constexpr double kNoise = 4.1 * kU;  // rounding of D relative to |P1| + |P2|
+// Rounding of D where its sign can flip past the tolerance, relative to |P1| + |P2|: a flip needs the two
+// rounded products within a factor 2 of each other (otherwise |D| is at least a quarter of their sum and
+// keeps its sign), so their difference is exact and only the differences and products round.
+constexpr double kFlipNoise = 3.01 * kU;
 constexpr double kMaxCoordinate = 1e15;
 constexpr double kInf = std::numeric_limits<double>::infinity();
 constexpr int kLeaf = 16;
@@ -75,10 +80,12 @@ inline bool Touches(const t_hvertex* c, const t_hvertex* c1, const t_hvertex* a,
   return c == a || c1 == a || c == b || c1 == b;
 }
 
-// The smallest float not below v (infinity beyond the float range).
+// A float not below v: the nearest float moved up by a few units in its last place (cheaper than
+// nextafter, and only ever used for bounds); infinity beyond the float range.
 inline float RoundUp(double v) {
   if (!(v <= static_cast<double>(std::numeric_limits<float>::max()))) return std::numeric_limits<float>::infinity();
-  return std::nextafter(static_cast<float>(v), std::numeric_limits<float>::infinity());
+  const float f = static_cast<float>(v);
+  return f + std::fabs(f) * 0x1p-21f + std::numeric_limits<float>::min();  // min: a normal, so no slow subnormal arithmetic
 }
 
 inline float RoundDown(double v) { return -RoundUp(-v); }
@@ -155,6 +162,7 @@ std::unique_ptr<RingEdgeIndex> RingEdgeIndex::Create(const t_hvertex* vertices, 
 RingEdgeIndex::RingEdgeIndex(const t_hvertex* vertices, int n, const t_hvertex* head) : m_v(vertices), m_n(n) {
   // 1. the live vertices and the boxes of the tree
   Assign(m_alive, static_cast<std::size_t>(n), std::uint8_t{0});
+  Assign(m_extent, static_cast<std::size_t>(n), 0.0f);
   m_leaves = 1;
   while (static_cast<std::int64_t>(m_leaves) * kLeaf < n) m_leaves *= 2;
   const float inf = std::numeric_limits<float>::infinity();
@@ -187,7 +195,7 @@ RingEdgeIndex::RingEdgeIndex(const t_hvertex* vertices, int n, const t_hvertex* 
   for (int j = 0; j < m_leaves; ++j) {
     float e = 0.0f;
     for (int i = j * kLeaf, last = std::min(n, (j + 1) * kLeaf); i < last; ++i) {
-      if (m_alive[static_cast<std::size_t>(i)]) e = std::max({e, Extent(&vertices[i]), Extent(vertices[i].prev)});
+      if (m_alive[static_cast<std::size_t>(i)]) e = std::max(e, VertexExtent(i));
     }
     m_tree[static_cast<std::size_t>(m_leaves + j)].extent = e;
   }
@@ -229,6 +237,11 @@ float RingEdgeIndex::Extent(const t_hvertex* s) {
   return RoundUp(std::max(std::fabs(static_cast<double>(t->x) - s->x), std::fabs(static_cast<double>(t->y) - s->y)));
 }
 
+// The larger of the extents of the two live edges at vertex i (kept in m_extent by AddEdge).
+float RingEdgeIndex::VertexExtent(int i) const {
+  return std::max(m_extent[static_cast<std::size_t>(i)], m_extent[static_cast<std::size_t>(m_v[i].prev->vnum)]);
+}
+
 // Recomputes the leaf's largest extent of a live edge ending at one of its vertices, then the maxima of
 // the nodes above it.
 void RingEdgeIndex::UpdateExtents(int vertex) {
@@ -236,7 +249,7 @@ void RingEdgeIndex::UpdateExtents(int vertex) {
   const int first = (k - m_leaves) * kLeaf, last = std::min(m_n, first + kLeaf);
   float e = 0.0f;
   for (int i = first; i < last; ++i) {
-    if (m_alive[static_cast<std::size_t>(i)]) e = std::max({e, Extent(&m_v[i]), Extent(m_v[i].prev)});
+    if (m_alive[static_cast<std::size_t>(i)]) e = std::max(e, VertexExtent(i));
   }
   m_tree[static_cast<std::size_t>(k)].extent = e;
   for (k >>= 1; k >= 1; k >>= 1) {
@@ -258,12 +271,13 @@ bool RingEdgeIndex::IsLong(const t_hvertex* p, const t_hvertex* q) const {
   if (m_exact) return false;
   const double dx = std::fabs(static_cast<double>(q->x) - p->x);
   const double dy = std::fabs(static_cast<double>(q->y) - p->y);
-  return kNoise * (static_cast<double>(m_height) * dx + static_cast<double>(m_width) * dy) >=
+  return kFlipNoise * (static_cast<double>(m_height) * dx + static_cast<double>(m_width) * dy) >=
          0.99 * static_cast<double>(kTolF);
 }
 
 void RingEdgeIndex::AddEdge(const t_hvertex* s) {
   const t_hvertex* t = s->next;
+  m_extent[static_cast<std::size_t>(s->vnum)] = Extent(s);
   if (IsLong(s, t)) ++m_liveLong;
   int k = NodeOf(s, t);
   if (k == 0) {
@@ -313,7 +327,7 @@ bool RingEdgeIndex::AnyEdgeIntersects(const t_hvertex* a, const t_hvertex* b) {
   const bool anyFlip = againstQuery || againstEdges;
   const double ax = a->x, ay = a->y, dx = static_cast<double>(b->x) - ax, dy = static_cast<double>(b->y) - ay;
   const double adx = std::fabs(dx), ady = std::fabs(dy), l1 = adx + ady;
-  const double flip = 0.99 * static_cast<double>(kTolF) / kNoise;  // rounding bound / kNoise that reaches it
+  const double flip = 0.99 * static_cast<double>(kTolF) / kFlipNoise;  // rounding bound / kFlipNoise reaching it
   const double reachPerL1 = 2.0 * 8.0 * kU * l1;
   const float fdx = b->x - a->x, fdy = b->y - a->y, fl1 = std::fabs(fdx) + std::fabs(fdy);
   const float fcoef = static_cast<float>(2.0 * 8.0 * kU) * fl1;  // the leaves' wedge test, twice the bound

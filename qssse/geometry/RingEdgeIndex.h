@@ -47,6 +47,7 @@ class RingEdgeIndex {
   RingEdgeIndex(const t_hvertex* vertices, int n, const t_hvertex* head);
   int NodeOf(const t_hvertex* s, const t_hvertex* t) const;
   static float Extent(const t_hvertex* s);
+  float VertexExtent(int i) const;
   static bool ExactAreas(const t_hvertex* head, double span);
   void UpdateExtents(int vertex);
   void AddEdge(const t_hvertex* s);
@@ -57,6 +58,7 @@ class RingEdgeIndex {
   const t_hvertex* m_v;  // the triangulator's vertex array
   int m_n;
   std::vector<std::uint8_t> m_alive;
+  std::vector<float> m_extent;  // per vertex: the extent of its live outgoing edge
   int m_leaves = 1;          // leaf j holds vertices kLeaf·j ..; node k has children 2k, 2k + 1
   std::vector<Node> m_tree;  // m_tree[1] is the root
   std::int32_t m_wrap = -1;  // start of the edge from the last live vertex back to the first
