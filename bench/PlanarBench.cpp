@@ -126,7 +126,9 @@ using K = CGAL::Exact_predicates_inexact_constructions_kernel;
 using Vb = CGAL::Triangulation_vertex_base_with_info_2<int, K>;
 using Fb = CGAL::Constrained_triangulation_face_base_2<K>;
 using Tds = CGAL::Triangulation_data_structure_2<Vb, Fb>;
-using Cdt = CGAL::Constrained_Delaunay_triangulation_2<K, Tds, CGAL::No_constraint_intersection_requiring_constructions_tag>;
+using Cdt =
+    CGAL::Constrained_Delaunay_triangulation_2<K, Tds,
+                                               CGAL::No_constraint_intersection_requiring_constructions_tag>;
 
 void CgalCdt(benchmark::State& state) {
   const int n = static_cast<int>(state.range(0));

@@ -261,7 +261,9 @@ void CHPolygonTriangulationRefinement::CalcNeighbours() {
         }
       }
     }
-    for (int k = 0; k < 3; ++k) t->neighbour[k] = last[k] >= 0 ? list[static_cast<std::size_t>(last[k])] : nullptr;
+    for (int k = 0; k < 3; ++k) {
+      t->neighbour[k] = last[k] >= 0 ? list[static_cast<std::size_t>(last[k])] : nullptr;
+    }
   }
 }
 
@@ -301,7 +303,8 @@ void CHPolygonTriangulationRefinement::Split(t_hdynamictriangle* t, int side, t_
     throw;
   }
   t_hdynamictriangle* const* n = t->neighbour;
-  const auto set = [](t_hdynamictriangle* x, const t_h2dpoint& c0, const t_h2dpoint& c1, const t_h2dpoint& c2) {
+  const auto set = [](t_hdynamictriangle* x, const t_h2dpoint& c0, const t_h2dpoint& c1,
+                      const t_h2dpoint& c2) {
     SetCorner(x, 0, c0);
     SetCorner(x, 1, c1);
     SetCorner(x, 2, c2);
@@ -434,17 +437,21 @@ void CHPolygonTriangulationRefinement::GetBorderLinePolygon(CSSE3dPolygon* line)
     for (int j = 0; j < 3; ++j) {
       if (t->neighbour[j] != nullptr) continue;
       const Side s{t, j, Corner(t, j), Corner(t, (j + 1) % 3)};
-      if (std::isfinite(s.from.x) && std::isfinite(s.from.y) && std::isfinite(s.to.x) && std::isfinite(s.to.y)) {
+      if (std::isfinite(s.from.x) && std::isfinite(s.from.y) && std::isfinite(s.to.x) &&
+          std::isfinite(s.to.y)) {
         sides.push_back(s);
       }
     }
   }
   // 1. chain the sides into loops: the next side starts exactly where the current one ends
-  const auto before = [](const t_h2dpoint& p, const t_h2dpoint& q) { return p.x < q.x || (p.x == q.x && p.y < q.y); };
+  const auto before = [](const t_h2dpoint& p, const t_h2dpoint& q) {
+    return p.x < q.x || (p.x == q.x && p.y < q.y);
+  };
   std::vector<int> byStart(sides.size());
   for (std::size_t i = 0; i < sides.size(); ++i) byStart[i] = static_cast<int>(i);
-  std::sort(byStart.begin(), byStart.end(),
-            [&](int u, int v) { return before(sides[static_cast<std::size_t>(u)].from, sides[static_cast<std::size_t>(v)].from); });
+  std::sort(byStart.begin(), byStart.end(), [&](int u, int v) {
+    return before(sides[static_cast<std::size_t>(u)].from, sides[static_cast<std::size_t>(v)].from);
+  });
   std::vector<char> used(sides.size(), 0);
   std::vector<int> best, loop;
   for (std::size_t first = 0; first < sides.size(); ++first) {

@@ -14,7 +14,8 @@ struct t_hdynamictriangle {
   float z0 = 0, z1 = 0, z2 = 0;
   t_hdynamictriangle* next = nullptr;  // towards older triangles (the list head is the newest)
   t_hdynamictriangle* prev = nullptr;
-  t_hdynamictriangle* neighbour[3] = {nullptr, nullptr, nullptr};  // across 0-1, 1-2, 2-0; null on the outline
+  t_hdynamictriangle* neighbour[3] = {nullptr, nullptr,
+                                      nullptr};  // across 0-1, 1-2, 2-0; null on the outline
   int index = 0;  // the triangulator's triangle number for a taken-over triangle, -1 for one made by a split
 };
 
@@ -120,9 +121,9 @@ class QSSSE_API CHPolygonTriangulationRefinement {
   CHPolygonTriangulator* m_triangulator;  // not owned
   int m_count = 0;
   float m_splitLengthSq = 0.0f;
-  t_hdynamictriangle* m_head = nullptr;   // owned, with the whole list
+  t_hdynamictriangle* m_head = nullptr;  // owned, with the whole list
   t_hdynamictriangle* m_cursor = nullptr;
   float m_scaleZ = 1.0f;
-  float m_neighbourLimit = 4.0f;          // 4 × scale z
-  CSSE3dPolygon* m_polygon = nullptr;     // the triangulator's 3-D source, not owned
+  float m_neighbourLimit = 4.0f;       // 4 × scale z
+  CSSE3dPolygon* m_polygon = nullptr;  // the triangulator's 3-D source, not owned
 };

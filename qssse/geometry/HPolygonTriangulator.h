@@ -15,10 +15,10 @@ class RingEdgeIndex;
 // One vertex of the ear-clipping ring. Its planar point (x, y) is the polygon's point times the scale
 // factors; it derives from t_h2dpoint so that the predicates of CHSimpleBasisFcns take it as it is.
 struct t_hvertex : t_h2dpoint {
-  bool ear = false;            // the diagonal prev -> next is valid: this vertex can be clipped
-  t_hvertex* next = nullptr;   // following vertex of the ring
-  t_hvertex* prev = nullptr;   // preceding vertex of the ring
-  int vnum = 0;                // 0 .. n-1, the vertex's place in the vertex array
+  bool ear = false;           // the diagonal prev -> next is valid: this vertex can be clipped
+  t_hvertex* next = nullptr;  // following vertex of the ring
+  t_hvertex* prev = nullptr;  // preceding vertex of the ring
+  int vnum = 0;               // 0 .. n-1, the vertex's place in the vertex array
 };
 
 // One clipping step: the cut from the clipped vertex's predecessor to its successor. The last record

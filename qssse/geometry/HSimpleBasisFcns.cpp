@@ -96,8 +96,7 @@ bool CHSimpleBasisFcns::GetIntersection(const t_h2dpoint* a, const t_h2dpoint* b
     return false;
   }
   const double s = (D(c->x) * D(a->y - d->y) + D(a->x) * D(d->y - c->y) + D(d->x) * D(c->y - a->y)) / denom;
-  const double t =
-      -(D(a->x) * D(c->y - b->y) + D(b->x) * D(a->y - c->y) + D(c->x) * D(b->y - a->y)) / denom;
+  const double t = -(D(a->x) * D(c->y - b->y) + D(b->x) * D(a->y - c->y) + D(c->x) * D(b->y - a->y)) / denom;
   p->x = static_cast<float>(D(b->x - a->x) * s + D(a->x));
   p->y = static_cast<float>(D(b->y - a->y) * s + D(a->y));
   return s >= 0.0 && s <= 1.0 && t >= 0.0 && t <= 1.0;

@@ -73,7 +73,8 @@ inline bool EdgeHit(const t_h2dpoint* a, const t_h2dpoint* b, const t_h2dpoint* 
   const float d4 = CHSimpleBasisFcns::DoubledArea(c, d, b);
   const bool c1 = Collinear(d1), c2 = Collinear(d2), c3 = Collinear(d3), c4 = Collinear(d4);
   if (!c1 && !c2 && !c3 && !c4) return (d1 > kTolF) != (d2 > kTolF) && (d3 > kTolF) != (d4 > kTolF);
-  return (c1 && OnSpan(a, b, c)) || (c2 && OnSpan(a, b, d)) || (c3 && OnSpan(c, d, a)) || (c4 && OnSpan(c, d, b));
+  return (c1 && OnSpan(a, b, c)) || (c2 && OnSpan(a, b, d)) || (c3 && OnSpan(c, d, a)) ||
+         (c4 && OnSpan(c, d, b));
 }
 
 inline bool Touches(const t_hvertex* c, const t_hvertex* c1, const t_hvertex* a, const t_hvertex* b) {
@@ -83,9 +84,12 @@ inline bool Touches(const t_hvertex* c, const t_hvertex* c1, const t_hvertex* a,
 // A float not below v: the nearest float moved up by a few units in its last place (cheaper than
 // nextafter, and only ever used for bounds); infinity beyond the float range.
 inline float RoundUp(double v) {
-  if (!(v <= static_cast<double>(std::numeric_limits<float>::max()))) return std::numeric_limits<float>::infinity();
+  if (!(v <= static_cast<double>(std::numeric_limits<float>::max()))) {
+    return std::numeric_limits<float>::infinity();
+  }
   const float f = static_cast<float>(v);
-  return f + std::fabs(f) * 0x1p-21f + std::numeric_limits<float>::min();  // min: a normal, so no slow subnormal arithmetic
+  // plus the smallest normal float: a subnormal term would make the arithmetic slow
+  return f + std::fabs(f) * 0x1p-21f + std::numeric_limits<float>::min();
 }
 
 inline float RoundDown(double v) { return -RoundUp(-v); }
@@ -111,7 +115,8 @@ struct RingEdgeIndex::Region {
     const double qx = q->x, qy = q->y, dx = qx - px, dy = qy - py;
     const double len = std::sqrt(dx * dx + dy * dy);
     const double slack =
-        1e-9 * (std::max(std::max(std::fabs(px), std::fabs(py)), std::max(std::fabs(qx), std::fabs(qy))) + len) +
+        1e-9 *
+            (std::max(std::max(std::fabs(px), std::fabs(py)), std::max(std::fabs(qx), std::fabs(qy))) + len) +
         1e-30;
     eps = 9.0 * kU * len + slack;
     xmin = std::min(px, qx), xmax = std::max(px, qx), ymin = std::min(py, qy), ymax = std::max(py, qy);
@@ -145,7 +150,8 @@ struct RingEdgeIndex::Region {
 
 // ---- construction -----------------------------------------------------------------------------------
 
-std::unique_ptr<RingEdgeIndex> RingEdgeIndex::Create(const t_hvertex* vertices, int n, const t_hvertex* head) {
+std::unique_ptr<RingEdgeIndex> RingEdgeIndex::Create(const t_hvertex* vertices, int n,
+                                                     const t_hvertex* head) {
   if (head == nullptr) return nullptr;
   const t_hvertex* v = head;
   do {
@@ -159,7 +165,8 @@ std::unique_ptr<RingEdgeIndex> RingEdgeIndex::Create(const t_hvertex* vertices, 
   }
 }
 
-RingEdgeIndex::RingEdgeIndex(const t_hvertex* vertices, int n, const t_hvertex* head) : m_v(vertices), m_n(n) {
+RingEdgeIndex::RingEdgeIndex(const t_hvertex* vertices, int n, const t_hvertex* head)
+    : m_v(vertices), m_n(n) {
   // 1. the live vertices and the boxes of the tree
   Assign(m_alive, static_cast<std::size_t>(n), std::uint8_t{0});
   Assign(m_extent, static_cast<std::size_t>(n), 0.0f);
@@ -200,8 +207,8 @@ RingEdgeIndex::RingEdgeIndex(const t_hvertex* vertices, int n, const t_hvertex* 
     m_tree[static_cast<std::size_t>(m_leaves + j)].extent = e;
   }
   for (int k = m_leaves - 1; k >= 1; --k) {
-    m_tree[static_cast<std::size_t>(k)].extent =
-        std::max(m_tree[static_cast<std::size_t>(2 * k)].extent, m_tree[static_cast<std::size_t>(2 * k + 1)].extent);
+    m_tree[static_cast<std::size_t>(k)].extent = std::max(m_tree[static_cast<std::size_t>(2 * k)].extent,
+                                                          m_tree[static_cast<std::size_t>(2 * k + 1)].extent);
   }
 }
 
@@ -234,12 +241,14 @@ bool RingEdgeIndex::ExactAreas(const t_hvertex* head, double span) {
 // max(|dx|, |dy|) of edge (s, s.next), rounded up into float.
 float RingEdgeIndex::Extent(const t_hvertex* s) {
   const t_hvertex* t = s->next;
-  return RoundUp(std::max(std::fabs(static_cast<double>(t->x) - s->x), std::fabs(static_cast<double>(t->y) - s->y)));
+  return RoundUp(
+      std::max(std::fabs(static_cast<double>(t->x) - s->x), std::fabs(static_cast<double>(t->y) - s->y)));
 }
 
 // The larger of the extents of the two live edges at vertex i (kept in m_extent by AddEdge).
 float RingEdgeIndex::VertexExtent(int i) const {
-  return std::max(m_extent[static_cast<std::size_t>(i)], m_extent[static_cast<std::size_t>(m_v[i].prev->vnum)]);
+  return std::max(m_extent[static_cast<std::size_t>(i)],
+                  m_extent[static_cast<std::size_t>(m_v[i].prev->vnum)]);
 }
 
 // Recomputes the leaf's largest extent of a live edge ending at one of its vertices, then the maxima of
@@ -253,8 +262,8 @@ void RingEdgeIndex::UpdateExtents(int vertex) {
   }
   m_tree[static_cast<std::size_t>(k)].extent = e;
   for (k >>= 1; k >= 1; k >>= 1) {
-    m_tree[static_cast<std::size_t>(k)].extent =
-        std::max(m_tree[static_cast<std::size_t>(2 * k)].extent, m_tree[static_cast<std::size_t>(2 * k + 1)].extent);
+    m_tree[static_cast<std::size_t>(k)].extent = std::max(m_tree[static_cast<std::size_t>(2 * k)].extent,
+                                                          m_tree[static_cast<std::size_t>(2 * k + 1)].extent);
   }
 }
 
@@ -327,7 +336,8 @@ bool RingEdgeIndex::AnyEdgeIntersects(const t_hvertex* a, const t_hvertex* b) {
   const bool anyFlip = againstQuery || againstEdges;
   const double ax = a->x, ay = a->y, dx = static_cast<double>(b->x) - ax, dy = static_cast<double>(b->y) - ay;
   const double adx = std::fabs(dx), ady = std::fabs(dy), l1 = adx + ady;
-  const double flip = 0.99 * static_cast<double>(kTolF) / kFlipNoise;  // rounding bound / kFlipNoise reaching it
+  const double flip =
+      0.99 * static_cast<double>(kTolF) / kFlipNoise;  // rounding bound / kFlipNoise reaching it
   const double reachPerL1 = 2.0 * 8.0 * kU * l1;
   const float fdx = b->x - a->x, fdy = b->y - a->y, fl1 = std::fabs(fdx) + std::fabs(fdy);
   const float fcoef = static_cast<float>(2.0 * 8.0 * kU) * fl1;  // the leaves' wedge test, twice the bound
@@ -340,8 +350,9 @@ bool RingEdgeIndex::AnyEdgeIntersects(const t_hvertex* a, const t_hvertex* b) {
     const Node& node = m_tree[static_cast<std::size_t>(k)];
     if (!(node.x0 <= node.x1)) continue;
     // 1. does the query's region meet the widened box?
-    const bool edges = r.Meets(static_cast<double>(node.x0) - node.padX, static_cast<double>(node.y0) - node.padY,
-                               static_cast<double>(node.x1) + node.padX, static_cast<double>(node.y1) + node.padY);
+    const bool edges =
+        r.Meets(static_cast<double>(node.x0) - node.padX, static_cast<double>(node.y0) - node.padY,
+                static_cast<double>(node.x1) + node.padX, static_cast<double>(node.y1) + node.padY);
     // 2. can a vertex below have its side flipped (against ab, or against an edge ending at it), and does
     //    the wedge meet the box? D is linear: its range over the box comes from the corners' terms.
     bool wedge = false;

@@ -58,10 +58,10 @@ class RingEdgeIndex {
   const t_hvertex* m_v;  // the triangulator's vertex array
   int m_n;
   std::vector<std::uint8_t> m_alive;
-  std::vector<float> m_extent;  // per vertex: the extent of its live outgoing edge
-  int m_leaves = 1;          // leaf j holds vertices kLeaf·j ..; node k has children 2k, 2k + 1
-  std::vector<Node> m_tree;  // m_tree[1] is the root
-  std::int32_t m_wrap = -1;  // start of the edge from the last live vertex back to the first
+  std::vector<float> m_extent;      // per vertex: the extent of its live outgoing edge
+  int m_leaves = 1;                 // leaf j holds vertices kLeaf·j ..; node k has children 2k, 2k + 1
+  std::vector<Node> m_tree;         // m_tree[1] is the root
+  std::int32_t m_wrap = -1;         // start of the edge from the last live vertex back to the first
   float m_width = 0, m_height = 0;  // of the ring's box
 
   bool m_exact = false;  // no area test among the ring's points rounds (then no edge is long)

@@ -22,8 +22,8 @@ void PolygonFollowUp(CHTriangulation& t) {
 
 void CheckStep(const char* member, int step) {
   if (step < 1) {
-    AfxThrowInvalidArgumentException(std::string("CHTriangulation::") + member + ": step " + std::to_string(step) +
-                                     " is below 1");
+    AfxThrowInvalidArgumentException(std::string("CHTriangulation::") + member + ": step " +
+                                     std::to_string(step) + " is below 1");
   }
 }
 
@@ -41,8 +41,8 @@ CHTriangulation::CHTriangulation(CSSE3dPolygon* outline, int step, bool fan, flo
   PolygonFollowUp(*this);
 }
 
-CHTriangulation::CHTriangulation(CSSE3dPolygon* outline, int step, float length, CSSEMatrix* field, bool above,
-                                 float zOffset, float sx, float sy, float sz)
+CHTriangulation::CHTriangulation(CSSE3dPolygon* outline, int step, float length, CSSEMatrix* field,
+                                 bool above, float zOffset, float sx, float sy, float sz)
     : CHTriangulation() {
   BaseInitialization(sx, sy, sz);
   CreateTriangulationFromPolygon(outline, step, length);
@@ -85,8 +85,8 @@ void CHTriangulation::CreateSimpleFanTriangulationFromPolygon(CSSE3dPolygon* out
     outline->GetPointSSE(i * step, p);
     cx += p.x, cy += p.y, cz += p.z;
   }
-  const SSEPoint centre = qssse::MakeSSEPoint(static_cast<float>(cx / m), static_cast<float>(cy / m),
-                                              static_cast<float>(cz / m));
+  const SSEPoint centre =
+      qssse::MakeSSEPoint(static_cast<float>(cx / m), static_cast<float>(cy / m), static_cast<float>(cz / m));
   CreateTriangulation(m);
   for (int i = 0; i < m; ++i) {
     SSEPoint* c = cornerPoints + 3 * i;

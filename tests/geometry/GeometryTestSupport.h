@@ -23,7 +23,8 @@ inline CSSE2dPolygon Make2d(const Ring& r) {
 // z of point i is z0 + i (so tests can tell which polygon point a corner came from).
 inline void Make3d(CSSE3dPolygon& p, const Ring& r, float z0 = 0.0f) {
   p.Create(static_cast<int>(r.size()));
-  for (int i = 0; i < static_cast<int>(r.size()); ++i) p.SetPoint(i, r[i].x, r[i].y, z0 + static_cast<float>(i));
+  for (int i = 0; i < static_cast<int>(r.size()); ++i)
+    p.SetPoint(i, r[i].x, r[i].y, z0 + static_cast<float>(i));
 }
 
 // Exact twice-signed area of a lattice triangle / ring (coordinates are small integers).
@@ -56,7 +57,8 @@ inline Ring RandomLatticeRing(std::mt19937& rng, int n) {
 // that no two lattice points are collinear with, so the ring is star-shaped and simple; rings with three
 // consecutive collinear points are rejected unless allowStraight (they are degenerate outlines), so the
 // result may be empty.
-inline Ring RandomSimpleLatticePolygon(std::mt19937& rng, int n, unsigned span = 10, bool allowStraight = false) {
+inline Ring RandomSimpleLatticePolygon(std::mt19937& rng, int n, unsigned span = 10,
+                                       bool allowStraight = false) {
   Ring pts;
   for (int k = 0; k < 4 * n && static_cast<int>(pts.size()) < n; ++k) {
     const t_h2dpoint p{static_cast<float>(rng() % span), static_cast<float>(rng() % span)};
@@ -89,7 +91,8 @@ inline Ring SmoothStar(int n, float radius, int lobes = 7) {
   for (int i = 0; i < n; ++i) {
     const double t = 6.283185307179586 * i / n;
     const double rr = radius * (1.0 + 0.3 * std::cos(lobes * t));
-    r[static_cast<std::size_t>(i)] = {static_cast<float>(rr * std::cos(t)), static_cast<float>(rr * std::sin(t))};
+    r[static_cast<std::size_t>(i)] = {static_cast<float>(rr * std::cos(t)),
+                                      static_cast<float>(rr * std::sin(t))};
   }
   return r;
 }

@@ -41,7 +41,9 @@ int Pos(const std::vector<t_hdynamictriangle*>& list, const t_hdynamictriangle* 
   return -1;
 }
 
-std::array<float, 6> Corners(const t_hdynamictriangle* t) { return {t->x0, t->y0, t->x1, t->y1, t->x2, t->y2}; }
+std::array<float, 6> Corners(const t_hdynamictriangle* t) {
+  return {t->x0, t->y0, t->x1, t->y1, t->x2, t->y2};
+}
 
 // The pairwise pass as first written: for each t, every other u in list order, a later match
 // overwriting an earlier one. Positions of the linked triangles, -1 for none.
@@ -78,7 +80,8 @@ void ExpectPlainLinks(const std::vector<t_hdynamictriangle*>& list, const char* 
   const std::vector<std::array<int, 3>> plain = PlainLinks(list);
   for (std::size_t p = 0; p < list.size(); ++p) {
     for (int k = 0; k < 3; ++k) {
-      ASSERT_EQ(Pos(list, list[p]->neighbour[k]), plain[p][static_cast<std::size_t>(k)]) << what << " triangle " << p << " side " << k;
+      ASSERT_EQ(Pos(list, list[p]->neighbour[k]), plain[p][static_cast<std::size_t>(k)])
+          << what << " triangle " << p << " side " << k;
     }
   }
 }
@@ -94,7 +97,7 @@ TEST(HPolygonTriangulationRefinement, TakesTheTrianglesOverNewestFirstWithTheirN
   CSSE3dPolygon poly;
   Make3d(poly, kSquare10);
   CHPolygonTriangulator tri(&poly, 1, 1.0f, 1.0f, 1.0f, false);  // (3, 0, 1), (1, 2, 3)
-  const CHPolygonTriangulationRefinement r(&tri, 100.0f, 14);   // nothing is long enough to split
+  const CHPolygonTriangulationRefinement r(&tri, 100.0f, 14);    // nothing is long enough to split
   ASSERT_EQ(r.GetNumTriangles(), 2);
   EXPECT_EQ(r.GetNum2dPoints(), 6);
   const std::vector<t_hdynamictriangle*> list = List(r);
@@ -258,9 +261,9 @@ TEST(HPolygonTriangulationRefinement, ReadsInterpolateCacheInCornerZerosSlotAndP
   EXPECT_EQ(p0.z, poly.InterpolateZ(0, 10, 8, 4.0f));
   EXPECT_EQ(p1.z, hOrigin);
   EXPECT_EQ(p2.z, hCentre);
-  r.GetTriangle3D(3, p0, p1, p2);   // A, the oldest
+  r.GetTriangle3D(3, p0, p1, p2);  // A, the oldest
   SSEPoint q = qssse::MakeSSEPoint(-1, -1, -1);
-  r.GetNextTriangle3D(q, q, q);     // past the end: nothing
+  r.GetNextTriangle3D(q, q, q);  // past the end: nothing
   EXPECT_EQ(q.x, -1.0f);
   r.GetTriangle3D(4, q, q, q);
   EXPECT_EQ(q.x, -1.0f);
@@ -328,7 +331,8 @@ TEST(HPolygonTriangulationRefinement, HashedNeighbourPassLinksAsThePairwisePass)
     const int n = 1 + static_cast<int>(rng() % 40);
     std::vector<float> c;
     for (int i = 0; i < 6 * n; ++i) c.push_back(scale * static_cast<float>(rng() % 6));
-    for (int i = 0; i < n; ++i) p.Add(c[6 * i], c[6 * i + 1], c[6 * i + 2], c[6 * i + 3], c[6 * i + 4], c[6 * i + 5]);
+    for (int i = 0; i < n; ++i)
+      p.Add(c[6 * i], c[6 * i + 1], c[6 * i + 2], c[6 * i + 3], c[6 * i + 4], c[6 * i + 5]);
     p.CalcNeighbours();
     ExpectPlainLinks(List(p), "lattice triangles");
     if (HasFailure()) {

@@ -231,7 +231,8 @@ TEST(HPolygonTriangulator, SimpleLatticePolygonsGiveNMinusTwoDisjointTrianglesCo
       ASSERT_EQ(static_cast<double>(area2), geomtest::RingArea2(ring)) << "trial " << trial;
       for (std::size_t i = 0; i < tris.size(); ++i) {
         for (std::size_t j = i + 1; j < tris.size(); ++j) {
-          ASSERT_FALSE(InteriorsOverlap(tris[i], tris[j])) << "trial " << trial << " triangles " << i << ", " << j;
+          ASSERT_FALSE(InteriorsOverlap(tris[i], tris[j]))
+              << "trial " << trial << " triangles " << i << ", " << j;
         }
       }
     }

@@ -34,7 +34,8 @@ double Area2(const Vertex& a, const Vertex& b, const Vertex& c) {
 double RingArea2(const OutlinePoints& r) {
   double s = 0.0;
   for (std::size_t i = 0; i < r.size(); ++i) {
-    s += static_cast<double>(r[i].x) * r[(i + 1) % r.size()].y - static_cast<double>(r[(i + 1) % r.size()].x) * r[i].y;
+    s += static_cast<double>(r[i].x) * r[(i + 1) % r.size()].y -
+         static_cast<double>(r[(i + 1) % r.size()].x) * r[i].y;
   }
   return s;
 }
@@ -75,7 +76,8 @@ TEST(TriangulateCommand, ClockwiseOutlinesAndRepeatedPointsAreTakenCareOf) {
   std::reverse(star.begin(), star.end());
   star.insert(star.begin() + 10, star[10]);  // a repeated point
   WriteFileBytes(dir / "cw.txt", EncodeOutlineText(star));
-  const auto r = RunTool(dir, {"triangulate", dir / "cw.txt", "-o", dir / "cw.stl", "--svg", dir / "pic.svg"});
+  const auto r =
+      RunTool(dir, {"triangulate", dir / "cw.txt", "-o", dir / "cw.stl", "--svg", dir / "pic.svg"});
   ASSERT_EQ(r.status, 0) << r.err;
   EXPECT_NE(r.out.find("1 repeated points dropped"), std::string::npos) << r.out;
   EXPECT_NE(r.out.find("ran clockwise"), std::string::npos) << r.out;
@@ -89,10 +91,11 @@ TEST(TriangulateCommand, RefinementSplitsLongSidesAndInterpolatesHeightsWithinTh
   tooltest::TempDir dir;
   const OutlinePoints star = Star(200);
   WriteFileBytes(dir / "star.txt", EncodeOutlineText(star));
-  const auto r =
-      RunTool(dir, {"triangulate", dir / "star.txt", "-o", dir / "fine.obj", "--refine", "4", "--passes", "10"});
+  const auto r = RunTool(
+      dir, {"triangulate", dir / "star.txt", "-o", dir / "fine.obj", "--refine", "4", "--passes", "10"});
   ASSERT_EQ(r.status, 0) << r.err;
-  EXPECT_NE(r.out.find("(ear clipping 198, refined with side length 4 in 10 passes)"), std::string::npos) << r.out;
+  EXPECT_NE(r.out.find("(ear clipping 198, refined with side length 4 in 10 passes)"), std::string::npos)
+      << r.out;
   const MeshData m = ReadMesh(dir / "fine.obj");
   EXPECT_GT(m.triangles.size(), 1000u);
   EXPECT_NEAR(MeshArea2(m), RingArea2(star), 1e-4 * RingArea2(star));
@@ -117,9 +120,11 @@ TEST(TriangulateCommand, DegenerateOutlinesAndBadArgumentsFailWithOneLine) {
   const auto badName = RunTool(dir, {"triangulate", dir / "star.txt", "-o", dir / "bad.xyz"});
   EXPECT_EQ(badName.status, 1);
   EXPECT_FALSE(std::filesystem::exists(dir / "bad.svg"));  // refused before any work
-  const auto passesAlone = RunTool(dir, {"triangulate", dir / "star.txt", "-o", dir / "o.stl", "--passes", "3"});
+  const auto passesAlone =
+      RunTool(dir, {"triangulate", dir / "star.txt", "-o", dir / "o.stl", "--passes", "3"});
   EXPECT_EQ(passesAlone.status, 2);
-  const auto badLength = RunTool(dir, {"triangulate", dir / "star.txt", "-o", dir / "o.stl", "--refine", "-1"});
+  const auto badLength =
+      RunTool(dir, {"triangulate", dir / "star.txt", "-o", dir / "o.stl", "--refine", "-1"});
   EXPECT_EQ(badLength.status, 2);
   const auto missing = RunTool(dir, {"triangulate", dir / "none.txt", "-o", dir / "o.stl"});
   EXPECT_EQ(missing.status, 1);

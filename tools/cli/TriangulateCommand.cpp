@@ -23,7 +23,7 @@ namespace {
 struct TriangulateOptions {
   std::string input;
   std::string output;
-  std::string svg;  // default: the mesh's name with .svg
+  std::string svg;      // default: the mesh's name with .svg
   float refine = 0.0f;  // side length; 0: no refinement
   int passes = 14;      // the mesh builders' count
 };
@@ -61,16 +61,18 @@ std::string TriangulationSvg(const MeshData& mesh, bool drawTriangles, const std
   x0 -= margin, y0 -= margin, x1 += margin, y1 += margin;
   char buf[256];
   std::string out = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n";
-  std::snprintf(buf, sizeof buf,
-                "<svg xmlns=\"http://www.w3.org/2000/svg\" viewBox=\"%.9g %.9g %.9g %.9g\" width=\"800\" "
-                "height=\"%d\">\n<rect x=\"%.9g\" y=\"%.9g\" width=\"%.9g\" height=\"%.9g\" fill=\"#fafafa\"/>\n",
-                x0, y0, x1 - x0, y1 - y0, static_cast<int>(800 * (y1 - y0) / (x1 - x0)), x0, y0, x1 - x0, y1 - y0);
+  std::snprintf(
+      buf, sizeof buf,
+      "<svg xmlns=\"http://www.w3.org/2000/svg\" viewBox=\"%.9g %.9g %.9g %.9g\" width=\"800\" "
+      "height=\"%d\">\n<rect x=\"%.9g\" y=\"%.9g\" width=\"%.9g\" height=\"%.9g\" fill=\"#fafafa\"/>\n",
+      x0, y0, x1 - x0, y1 - y0, static_cast<int>(800 * (y1 - y0) / (x1 - x0)), x0, y0, x1 - x0, y1 - y0);
   out += buf;
   const auto path = [&](const char* stroke, double width, const char* fill) {
-    std::snprintf(buf, sizeof buf,
-                  "<path fill=\"%s\" stroke=\"%s\" stroke-width=\"%.3g\" vector-effect=\"non-scaling-stroke\" "
-                  "stroke-linejoin=\"round\" d=\"",
-                  fill, stroke, width);
+    std::snprintf(
+        buf, sizeof buf,
+        "<path fill=\"%s\" stroke=\"%s\" stroke-width=\"%.3g\" vector-effect=\"non-scaling-stroke\" "
+        "stroke-linejoin=\"round\" d=\"",
+        fill, stroke, width);
     out += buf;
   };
   const auto point = [&](char op, const Vertex& p) {
@@ -100,7 +102,8 @@ std::string TriangulationSvg(const MeshData& mesh, bool drawTriangles, const std
 }
 
 int RunTriangulate(const TriangulateOptions& o) {
-  if (!(std::isfinite(o.refine) && o.refine >= 0.0f)) throw ToolError("--refine must be a length of 0 or more");
+  if (!(std::isfinite(o.refine) && o.refine >= 0.0f))
+    throw ToolError("--refine must be a length of 0 or more");
   MeshKindFromName(o.output);  // a bad output name fails before the work
   const std::string svgName = o.svg.empty() ? DefaultSvgName(o.output) : o.svg;
 
@@ -126,7 +129,8 @@ int RunTriangulate(const TriangulateOptions& o) {
   CHPolygonTriangulator clipping(&polygon, 1, 1.0f, 1.0f, 1.0f, true);
   const double clipMs = watch.Ms();
   std::unique_ptr<CHPolygonTriangulationRefinement> refined;
-  if (o.refine > 0.0f) refined = std::make_unique<CHPolygonTriangulationRefinement>(&clipping, o.refine, o.passes);
+  if (o.refine > 0.0f)
+    refined = std::make_unique<CHPolygonTriangulationRefinement>(&clipping, o.refine, o.passes);
   const double totalMs = watch.Ms();
 
   // 3. the mesh in the outline's units
@@ -145,8 +149,9 @@ int RunTriangulate(const TriangulateOptions& o) {
     }
     for (const SSEPoint* p : {&a, &b, &c}) {
       if (!(std::isfinite(p->x) && std::isfinite(p->y) && std::isfinite(p->z))) {
-        throw ToolError(o.input, "a refined corner got no height: the outline has too few points to interpolate "
-                                 "from (InterpolateZ samples every 8th point)");
+        throw ToolError(o.input,
+                        "a refined corner got no height: the outline has too few points to interpolate "
+                        "from (InterpolateZ samples every 8th point)");
       }
       soup.vertices.push_back({p->x, p->y, p->z});
     }
@@ -163,19 +168,22 @@ int RunTriangulate(const TriangulateOptions& o) {
     diagonals.push_back(p);
     diagonals.push_back(q);
   }
-  WriteFileBytes(svgName, TriangulationSvg(mesh, mesh.triangles.size() <= kMaxPictureTriangles, diagonals, ring));
+  WriteFileBytes(svgName,
+                 TriangulationSvg(mesh, mesh.triangles.size() <= kMaxPictureTriangles, diagonals, ring));
 
   // 4. the report
   if (clipping.GetNumTriangles() < n - 2) {
-    throw ToolError(o.input, "the ear clipping stopped after " + std::to_string(clipping.GetNumTriangles()) + " of " +
-                                 std::to_string(n - 2) +
-                                 " triangles (the outline crosses itself, or turns within the area tolerance 0.0005 "
-                                 "of its doubled areas); " +
-                                 (mesh.triangles.empty() ? std::string("no mesh written, ")
-                                                         : "the partial mesh is in " + o.output + ", ") +
-                                 "the picture in " + svgName);
+    throw ToolError(o.input,
+                    "the ear clipping stopped after " + std::to_string(clipping.GetNumTriangles()) + " of " +
+                        std::to_string(n - 2) +
+                        " triangles (the outline crosses itself, or turns within the area tolerance 0.0005 "
+                        "of its doubled areas); " +
+                        (mesh.triangles.empty() ? std::string("no mesh written, ")
+                                                : "the partial mesh is in " + o.output + ", ") +
+                        "the picture in " + svgName);
   }
-  std::printf("%s: %d triangles from the outline of %d points in %s", o.output.c_str(), count, n, o.input.c_str());
+  std::printf("%s: %d triangles from the outline of %d points in %s", o.output.c_str(), count, n,
+              o.input.c_str());
   if (refined) {
     std::printf(" (ear clipping %d, refined with side length %g in %d passes)", clipping.GetNumTriangles(),
                 static_cast<double>(o.refine), o.passes);
@@ -193,18 +201,21 @@ Subcommand AddTriangulate(CLI::App& app) {
   CLI::App* c = app.add_subcommand(
       "triangulate", "triangulate an outline by ear clipping (optionally refined) into a mesh and a picture");
   c->add_option("outline", o->input, "outline (text, x y z per line), either orientation")->required();
-  c->add_option("-o,--output", o->output, "mesh (.stl, .ply, .obj, .off), in the outline's units")->required();
+  c->add_option("-o,--output", o->output, "mesh (.stl, .ply, .obj, .off), in the outline's units")
+      ->required();
   CLI::Option* refine =
-      c->add_option("--refine", o->refine,
-                    "split sides longer than twice this length (with the triangle across them); heights of new "
-                    "corners are interpolated from the outline")
+      c->add_option(
+           "--refine", o->refine,
+           "split sides longer than twice this length (with the triangle across them); heights of new "
+           "corners are interpolated from the outline")
           ->check(CLI::PositiveNumber);
   c->add_option("--passes", o->passes, "refinement passes")
       ->check(CLI::Range(1, 30))
       ->needs(refine)
       ->capture_default_str();
-  c->add_option("--svg", o->svg, "picture of the triangles and the ear clipping's diagonals (default: the "
-                                 "mesh's name with .svg)");
+  c->add_option("--svg", o->svg,
+                "picture of the triangles and the ear clipping's diagonals (default: the "
+                "mesh's name with .svg)");
   return {c, [o] { return RunTriangulate(*o); }};
 }
 
