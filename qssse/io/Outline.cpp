@@ -104,6 +104,9 @@ std::string EncodeSvg(const std::vector<SvgRing>& rings, double width, double he
                 "stroke=\"#cccccc\" stroke-width=\"%.4g\"/>\n",
                 x0, y0, x1 - x0, y1 - y0, stroke);
   out += buf;
+  // Mirrored about the box's middle row: the largest y at the top, like the raster pictures.
+  std::snprintf(buf, sizeof buf, "<g transform=\"matrix(1 0 0 -1 0 %.9g)\">\n", y0 + y1);
+  out += buf;
   for (const SvgRing& r : rings) {
     out += r.closed ? "<polygon" : "<polyline";
     out += " fill=\"" + r.fill + "\" stroke=\"" + r.stroke + "\"";
@@ -115,7 +118,7 @@ std::string EncodeSvg(const std::vector<SvgRing>& rings, double width, double he
     }
     out += "\"/>\n";
   }
-  out += "</svg>\n";
+  out += "</g>\n</svg>\n";
   return out;
 }
 

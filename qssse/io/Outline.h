@@ -30,7 +30,8 @@ struct SvgRing {
 };
 
 // A standalone SVG showing the rings over the box [0, width] x [0, height] (or their bounds when the
-// box is empty), with a light frame.
+// box is empty), with a light frame; the largest y at the top, like the raster pictures (the points are
+// written as they are, inside a group that mirrors them).
 QSSSE_IO_API std::string EncodeSvg(const std::vector<SvgRing>& rings, double width, double height);
 
 }  // namespace qssse::io

@@ -351,5 +351,7 @@ TEST(TextFormats, SvgDrawsEachRingAsAPolygonInsideTheGivenBox) {
   EXPECT_NE(svg.find("viewBox=\"0 0 10 20\""), std::string::npos);
   EXPECT_NE(svg.find("<polygon fill=\"none\" stroke=\"#ff0000\""), std::string::npos);
   EXPECT_NE(svg.find("points=\"1,2 3,2 3,5\""), std::string::npos);
+  // Mirrored about the box's middle row, y -> 20 - y: the largest y at the top.
+  EXPECT_NE(svg.find("<g transform=\"matrix(1 0 0 -1 0 20)\">"), std::string::npos) << svg;
   EXPECT_EQ(svg.substr(svg.size() - 7), "</svg>\n");
 }

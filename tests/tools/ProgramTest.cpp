@@ -134,7 +134,7 @@ TEST(Program, MorphWritesTheLibraryResultInTheFormatOfTheOutputName) {
   HeightField mask{20, 20, std::vector<float>(400, 0.0f)};
   mask.At(9, 9) = 1.0f;
   WriteHeightField(dir / "dot.npy", mask);
-  const auto r = RunTool(dir, {"morph", "chamfer", dir / "dot.npy", dir / "dist.pfm"});
+  const auto r = RunTool(dir, {"morph", "chamfer", dir / "dot.npy", dir / "dist.pfm", "--units", "chamfer"});
   ASSERT_EQ(r.status, 0) << r.err;
   const HeightField d = ReadHeightField(dir / "dist.pfm");
   EXPECT_EQ(d.At(9, 9), 0.0f);

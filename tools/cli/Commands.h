@@ -61,7 +61,10 @@ struct MorphOptions {
   float radius = 2.0f;
   float threshold = 0.5f;
   int median = 3;
-  bool inside = false;  // chamfer: distances of the region's pixels to the background instead
+  bool inside = false;           // chamfer: distances of the region's pixels to the background instead
+  std::string units = "pixels";  // chamfer: "pixels" or "chamfer" (the raw 3-4 values)
+  bool binary = false;           // erode/dilate: the binary forms on the region above binaryThreshold
+  float binaryThreshold = 0.0f;
   int width = 0, height = 0;
   int bits = 16;
 };

@@ -121,24 +121,47 @@ int RunProgram(int argc, char** argv) {
   AddBits(cFill, fill.bits);
 
   MorphOptions morph;
-  CLI::App* cMorph =
-      app.add_subcommand("morph", "chamfer, erode, dilate, thin, median-filter or rescale a raster");
+  CLI::App* cMorph = app.add_subcommand("morph",
+                                        "chamfer distances, erosion and dilation over a disc, thinning, "
+                                        "median filter or rescaling of a raster");
   cMorph->add_option("op", morph.op, "chamfer | erode | dilate | thin | median | scale")
       ->required()
       ->check(CLI::IsMember({"chamfer", "erode", "dilate", "thin", "median", "scale"}));
   cMorph->add_option("input", morph.input, "raster (.pfm, .png, .npy, .qsm)")->required();
   cMorph->add_option("output", morph.output, "raster (.pfm, .png, .npy, .qsm)")->required();
-  cMorph->add_option("--radius", morph.radius, "erode/dilate radius in pixels")
+  cMorph
+      ->add_option(
+          "--radius", morph.radius,
+          "erode/dilate: radius of the disc in pixels (dx^2 + dy^2 <= radius^2; below 1 changes nothing)")
       ->check(CLI::PositiveNumber)
       ->capture_default_str();
-  cMorph->add_option("--threshold", morph.threshold, "thin: pixels above it are foreground")
+  cMorph
+      ->add_option_function<float>(
+          "--binary", [&morph](float t) { morph.binary = true, morph.binaryThreshold = t; },
+          "erode/dilate: the binary forms on the region of the pixels above THRESHOLD (result 1 and 0)")
+      ->type_name("THRESHOLD");
+  cMorph
+      ->add_option("--threshold", morph.threshold,
+                   "thin: pixels above it are foreground; thinning repeats until no pixel changes")
       ->capture_default_str();
   cMorph->add_flag("--inside", morph.inside, "chamfer: distance of each region pixel to the background");
+  cMorph
+      ->add_option("--units", morph.units,
+                   "chamfer: pixels (1 per step, 4/3 per diagonal) or chamfer (3 and 4)")
+      ->check(CLI::IsMember({"pixels", "chamfer"}))
+      ->capture_default_str();
   cMorph->add_option("--median", morph.median, "median window, 3 or 5")
       ->check(CLI::IsMember({3, 5}))
       ->capture_default_str();
   cMorph->add_option("--width", morph.width, "scale: new width")->check(CLI::Range(1, 32000));
   cMorph->add_option("--height", morph.height, "scale: new height")->check(CLI::Range(1, 31999));
+  cMorph->footer(
+      "erode and dilate give every pixel the minimum, respectively maximum, of the disc around it "
+      "(clipped at the border; NaN pixels are skipped).\nchamfer gives every pixel its distance to the "
+      "nearest non-zero pixel (--inside: every non-zero pixel its distance to the nearest zero one). It "
+      "clears a frame to 0: the 4 left and 5 right columns, the top 4 rows and the bottom 4 to 7 rows (4 "
+      "plus the height mod 4). Without any pixel to measure to, the inside keeps 33333.3 (99999.9 in "
+      "chamfer units).");
   AddRasterInput(cMorph, morph.raster);
   AddBits(cMorph, morph.bits);
 
@@ -149,7 +172,11 @@ int RunProgram(int argc, char** argv) {
 
   // Commands that live in files of their own.
   std::vector<Subcommand> more;
+  more.push_back(AddHull(app));
+  more.push_back(AddDelaunay(app));
   more.push_back(AddTriangulate(app));
+  more.push_back(AddOffset(app));
+  more.push_back(AddLoft(app));
 
   try {
     app.parse(argc, argv);
