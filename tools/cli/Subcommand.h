@@ -22,10 +22,11 @@ CLI::Validator PositiveNumber();
 CLI::Validator AtLeastOne();
 CLI::Validator NumberFrom(double lo, double hi = std::numeric_limits<double>::infinity());
 
-Subcommand AddHull(CLI::App& app);      // HullCommand.cpp
-Subcommand AddDelaunay(CLI::App& app);  // DelaunayCommand.cpp
-Subcommand AddOffset(CLI::App& app);    // OffsetCommand.cpp
-Subcommand AddLoft(CLI::App& app);      // LoftCommand.cpp
-Subcommand AddBorder(CLI::App& app);    // BorderCommand.cpp
+Subcommand AddHull(CLI::App& app);         // HullCommand.cpp
+Subcommand AddDelaunay(CLI::App& app);     // DelaunayCommand.cpp
+Subcommand AddTriangulate(CLI::App& app);  // TriangulateCommand.cpp
+Subcommand AddOffset(CLI::App& app);       // OffsetCommand.cpp
+Subcommand AddLoft(CLI::App& app);         // LoftCommand.cpp
+Subcommand AddBorder(CLI::App& app);       // BorderCommand.cpp
 
 }  // namespace qssse::tool
