@@ -47,6 +47,7 @@
 #include "qssse/raster/Filters.h"
 #include "qssse/raster/ImgFromToArray.h"
 #include "qssse/raster/PixelChain.h"
+#include "qssse/raster/PixelLayout.h"
 #include "qssse/raster/SSEMatrix.h"
 #include "qssse/raster/SSEMatrixStamp.h"
 #include "qssse/raster/SSEcharMatrix.h"

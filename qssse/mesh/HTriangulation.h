@@ -2,6 +2,7 @@
 #include <immintrin.h>
 
 #include <cstdint>
+#include <functional>
 
 #include "qssse/mesh/HTriangle.h"
 #include "qssse/mesh/Stretch.h"
@@ -335,6 +336,48 @@ class QSSSE_API CHTriangulation {
   // mesh leaves the matrix unchanged; so does a box smaller than a pixel.
   void ScanConvertThroughLineMax(CSSEMatrix* m, CSSE3dPolygon* line, float zOffset);
   void ScanConvertThroughLineMin(CSSEMatrix* m, CSSE3dPolygon* line, float zOffset);
+
+  // ---- exact z-buffer conversion (HTriangulationScanZBuffer.cpp) ----
+  // Beside the sampled forms above, for callers who need the surface itself rather than its dilated
+  // samples: every pixel whose centre lies in a triangle's xy projection gets the height interpolated
+  // there, the largest (keepMax) or the smallest over the triangles covering it; every other pixel (and
+  // the padding) gets noData (NaN allowed). Needs CalcBoundingBox only.
+  //
+  // Geometry: pixel (px, py) is the point origin + (px * scanResX, py * scanResY), origin the box minimum,
+  // so pixel centres sit on the grid points of a mesh built at the scan resolution. The raster has one
+  // pixel per grid point: W = trunc(E.x / scanResX + 0.5) + 1, H likewise (E = box maximum - minimum), so
+  // the mesh of an n x m height field at its own scale comes back n x m; no frame is dropped.
+  //
+  // Coverage is decided exactly, on the corners placed on a grid of 1/256 pixel (x' = round(256 (x -
+  // origin.x) / scanResX) in double, likewise y), with integer edge functions. A centre inside a triangle
+  // is covered by it. A centre on edges or corners is decided by the point displaced from it by an
+  // infinitesimal step in the direction of 0, 45, 90, ... 315 degrees (each turned by a further
+  // infinitesimal angle): the first direction whose displaced point lies in some triangle is taken, and
+  // the triangles containing that point cover the centre. So every centre on an edge two triangles share,
+  // or on a corner a fan shares, is covered by exactly one triangle of each layer of the surface, never
+  // twice and never missed, and centres on the mesh's outer border are covered too; a border corner is
+  // missed only where every triangle meets it at an angle below 45 degrees. Triangles with a non-finite
+  // corner, without area on that grid, or spanning more than 2^22 pixels are skipped.
+  //
+  // Height: with e0, e1, e2 the integer edge functions of the centre (e0 across from corner 0, and so on),
+  // z = (e0 z0 + e1 z1 + e2 z2) / (e0 + e1 + e2) in double, plus zOffset, rounded to float; a centre on a
+  // corner takes that corner's z, so only the sum with zOffset is rounded there (with zOffset 0 the round
+  // trip of a height field is exact on every pixel). Heights are the mesh's own z, not relative to the box
+  // as in the sampled forms, since uncovered pixels carry their own value.
+  //
+  // Cost: the triangles plus the pixel centres inside their pixel boxes, whatever the heights; the number
+  // of centres tested is returned. Memory: the raster plus one byte per pixel. progress, when given, is
+  // called on the caller's thread with (triangles done, triangles) now and then. A null matrix, no
+  // triangles or an inverted box return 0 and leave the matrix untouched; H above CSSEMatrix::kMaxSizeY
+  // throws CInvalidArgumentException and W beyond int CMemoryException before the matrix changes.
+  // Otherwise the matrix is re-created at W x H (a matrix of that size keeps its storage).
+  std::int64_t ScanConvertTriangulationZBuffer(CSSEMatrix* m, bool keepMax, float noData, float zOffset,
+                                               const std::function<void(int, int)>& progress = {}) const;
+  // The same with size and origin from minP and maxP instead of the mesh box.
+  std::int64_t ScanConvertTriangulationZBuffer_MinMaxPoint(CSSEMatrix* m, bool keepMax, float noData,
+                                                           float zOffset, const SSEPoint& minP,
+                                                           const SSEPoint& maxP,
+                                                           const std::function<void(int, int)>& progress = {}) const;
 
  protected:
   // Shared by the three removals: keeps the triangles for which keep(corner z0, z1, z2) is true.

@@ -70,11 +70,8 @@ void Merge(CSSEMatrix& m, const CSSEMatrix& part, float sentinel, bool keepMax) 
 void FastConvert(const CHTriangulation& t, CSSEMatrix* m, float zOffset, const SSEPoint& minP,
                  const SSEPoint& maxP, bool keepMax) {
   if (m == nullptr || t.GetNumTriangles() < 1 || t.GetEdgeArray() == nullptr) return;
-  const float wf = (maxP.x - minP.x) / t.GetScanResX() + 0.5f;
-  const float hf = (maxP.y - minP.y) / t.GetScanResY() + 0.5f;
-  if (!(wf >= 1.0f) || !(hf >= 1.0f)) return;
-  if (wf >= 2147483648.0f || hf >= 2147483648.0f) AfxThrowMemoryException();
-  const int w = static_cast<int>(wf), h = static_cast<int>(hf);
+  int w = 0, h = 0;
+  if (!scan::SampledRasterSize(minP, maxP, t.GetScanResX(), t.GetScanResY(), w, h)) return;
   const float sentinel = keepMax ? scan::kMaxSentinel : scan::kMinSentinel;
   m->CreateNoClear(w, h);
   m->Fill(sentinel);

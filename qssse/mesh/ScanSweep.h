@@ -37,8 +37,17 @@ struct Job {
 };
 
 // A job over all triangles of t: its corners, S and T, scan resolution and diagonal, with the given origin,
-// raster size and offset (defined in HTriangulationScan.cpp).
+// raster size and offset.
 Job MakeJob(const CHTriangulation& t, const SSEPoint& origin, int w, int h, float zOffset);
+
+// Pixel steps the box from minP to maxP spans at (resX, resY): w = trunc((maxP.x - minP.x) / resX + 0.5),
+// h likewise, in float (capped at 2^62). False, w and h untouched, when either quotient plus 0.5 is below
+// 0 or NaN: an inverted box spans nothing.
+bool BoxPixels(const SSEPoint& minP, const SSEPoint& maxP, float resX, float resY, std::int64_t& w,
+               std::int64_t& h);
+// The raster of the sampled conversions: W x H = BoxPixels, false when either is below 1; a size beyond
+// int is memory nobody has and throws CMemoryException.
+bool SampledRasterSize(const SSEPoint& minP, const SSEPoint& maxP, float resX, float resY, int& w, int& h);
 
 // Unchecked stamps on the storage layout: the caller guarantees 1 <= x <= sizeX - 2 and likewise y, so
 // the matrix's own clamping would never move them.

@@ -29,6 +29,8 @@ inline f4 le(f4 a, f4 b) { return _mm_cmple_ps(a, b); }
 inline f4 gt(f4 a, f4 b) { return _mm_cmpgt_ps(a, b); }
 inline f4 ge(f4 a, f4 b) { return _mm_cmpge_ps(a, b); }
 inline f4 eq(f4 a, f4 b) { return _mm_cmpeq_ps(a, b); }
+inline f4 neq(f4 a, f4 b) { return _mm_cmpneq_ps(a, b); }  // true also where either lane is NaN
+inline f4 isnan(f4 a) { return _mm_cmpunord_ps(a, a); }
 
 inline f4 and_(f4 a, f4 b) { return _mm_and_ps(a, b); }
 inline f4 or_(f4 a, f4 b) { return _mm_or_ps(a, b); }
@@ -43,5 +45,9 @@ inline bool all(f4 mask) { return _mm_movemask_ps(mask) == 0xF; }
 inline bool any(f4 mask) { return _mm_movemask_ps(mask) != 0; }
 
 inline float lane0(f4 v) { return _mm_cvtss_f32(v); }
+
+// The integer nearest to v in the current rounding mode (ties to even unless the caller changed it);
+// v must lie within +-2^63.
+inline long long RoundToInt64(double v) { return _mm_cvtsd_si64(_mm_set_sd(v)); }
 
 }  // namespace qssse::simd

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <cstddef>
+#include <cstring>
 
 #include "qssse/mesh/HTriangulation.h"
 #include "qssse/raster/SSEMatrix.h"
@@ -30,6 +31,27 @@ inline bool SamePoint(const SSEPoint& a, const SSEPoint& b) {
     EXPECT_FLOAT_EQ(q_.z, Z);       \
     EXPECT_FLOAT_EQ(q_.w, W);       \
   } while (0)
+
+// Bit-for-bit equality of two matrices, padding included.
+inline ::testing::AssertionResult SameBits(const CSSEMatrix& a, const CSSEMatrix& b) {
+  if (a.GetSizeX() != b.GetSizeX() || a.GetSizeY() != b.GetSizeY())
+    return ::testing::AssertionFailure() << "sizes " << a.GetSizeX() << "x" << a.GetSizeY() << " vs "
+                                         << b.GetSizeX() << "x" << b.GetSizeY();
+  for (int g = 0; g < a.GetSSESizeY(); ++g) {
+    for (int x = 0; x < a.GetSSESizeX(); ++x) {
+      if (std::memcmp(&a.GetMatrixDataDirectly()[g][x], &b.GetMatrixDataDirectly()[g][x], 16) != 0)
+        return ::testing::AssertionFailure() << "differs at column " << x << ", rows " << 4 * g << "..";
+    }
+  }
+  return ::testing::AssertionSuccess();
+}
+
+// A mesh's derived data for the scan conversions, at scan resolution (res, res).
+inline void PrepareScan(CHTriangulation& t, float res) {
+  t.CalcSTV();
+  t.CalcBoundingBox();
+  t.SetScanConvResolution(res, res, 1.0f);
+}
 
 // A field from rows of values, row y = rows[y].
 template <std::size_t H, std::size_t W>
