@@ -40,7 +40,7 @@ struct ScanOptions {
   float zOffset = 0.0f;       // added to every height (heights are above the mesh's lowest point)
   bool minimum = false;
   bool threads = false;
-  bool refine = false;  // exact heights at the pixel centres instead of the sampled maximum/minimum
+  std::string method = "zbuffer";  // zbuffer | stamp | stamp-refined
   int bits = 16;
 };
 
