@@ -37,6 +37,7 @@
 #include "qssse/platform/Vector2f.h"
 #include "qssse/platform/Vector3f.h"
 #include "qssse/platform/WinThread.h"
+#include "qssse/platform/WorkerPool.h"
 
 #include "qssse/vector/SSEFns.h"
 #include "qssse/vector/SSEMatrix3.h"

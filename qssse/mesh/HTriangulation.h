@@ -308,10 +308,14 @@ class QSSSE_API CHTriangulation {
                                                SSEPoint* origin, bool max);
   // The same conversion as ScanConvertTriangulationMax (keepMax) or ScanConvertTriangulationMin(m,
   // zOffset, 1) on exactly ten worker threads: worker i of ten converts its chunk of the triangle list
-  // into a private matrix, and the ten are merged on the caller's thread (sentinel pixels skipped). The
-  // result equals the single-threaded one pixel for pixel on meshes without NaN coordinates (with NaN,
-  // the order of the stamps shows). An exception on a worker (e.g. CMemoryException for its private
-  // matrix) is rethrown here after all ten have ended; m may then hold the sentinel fill.
+  // into a private matrix that covers only the pixels its chunk's stamps can reach, and the caller merges
+  // the private matrices in worker order as their workers end (sentinel pixels skipped). A worker starts
+  // sweeping only when fewer than one private matrix per processor waits to be merged, so the memory
+  // beyond m is at most that many chunk boxes (for a mesh built from a height field, strips of about a
+  // tenth of the raster each). The result equals the single-threaded one pixel for pixel on meshes
+  // without NaN coordinates (with NaN, the order of the stamps shows). An exception on a worker (e.g.
+  // CMemoryException for its private matrix) is rethrown here after all ten have ended; m may then hold
+  // the sentinel fill and some chunks.
   void FastScanConvertTriangulation(CSSEMatrix* m, float zOffset, bool keepMax);
   void FastScanConvertTriangulation_MinMaxPoint(CSSEMatrix* m, float zOffset, SSEPoint& minP, SSEPoint& maxP,
                                                 bool keepMax);

@@ -1,7 +1,9 @@
 // Set-up shared by the scan conversions of CHTriangulation: the sweep's job and the raster size of a box.
 #include "qssse/mesh/ScanSweep.h"
 
+#include <algorithm>
 #include <climits>
+#include <cmath>
 
 #include "qssse/platform/MemoryException.h"
 
@@ -41,6 +43,46 @@ bool SampledRasterSize(const SSEPoint& minP, const SSEPoint& maxP, float resX, f
   if (wl > INT_MAX || hl > INT_MAX) AfxThrowMemoryException();
   w = static_cast<int>(wl);
   h = static_cast<int>(hl);
+  return true;
+}
+
+bool StampBox(const Job& job, int& x0, int& x1, int& y0, int& y1) {
+  if (job.width < 3 || job.height < 3 || job.last < job.first) return false;
+  double lo[2] = {INFINITY, INFINITY}, hi[2] = {-INFINITY, -INFINITY};
+  double magnitude = 0.0;  // largest |coordinate| and edge length met, for the rounding bound
+  for (int i = job.first; i <= job.last; ++i) {
+    for (int k = 0; k < 3; ++k) {
+      const SSEPoint& c = job.corners[3 * i + k];
+      const double v[2] = {c.x, c.y};
+      for (int a = 0; a < 2; ++a) {
+        if (!std::isfinite(v[a])) continue;  // such samples are NaN or off every raster and dropped
+        lo[a] = std::min(lo[a], v[a]);
+        hi[a] = std::max(hi[a], v[a]);
+        magnitude = std::max(magnitude, std::fabs(v[a]));
+      }
+    }
+  }
+  if (!(lo[0] <= hi[0]) || !(lo[1] <= hi[1])) return false;
+  SSEPoint origin;
+  origin.m = job.origin;
+  const double o[2] = {origin.x, origin.y}, res[2] = {job.resX, job.resY};
+  const int size[2] = {job.width, job.height};
+  int from[2], to[2];
+  for (int a = 0; a < 2; ++a) {
+    // A sample is P0 + a S + b T - origin in float and its pixel a float quotient: its rounding stays far
+    // below 16 ulps of the largest magnitude involved (edges are at most twice it); plus the rounding to
+    // the nearest pixel and the cross's arm.
+    const double span = std::max(magnitude, std::fabs(o[a])) + (hi[a] - lo[a]);
+    const double slack = 16.0 * span * 0x1p-24 / res[a] + 2.0;
+    const double f = std::floor((lo[a] - o[a]) / res[a] - slack), t = std::ceil((hi[a] - o[a]) / res[a] + slack);
+    if (!(t >= 0.0) || !(f <= size[a] - 1.0)) return false;
+    from[a] = f <= 0.0 ? 0 : static_cast<int>(f);
+    to[a] = t >= size[a] - 1.0 ? size[a] - 1 : static_cast<int>(t);
+  }
+  x0 = from[0];
+  x1 = to[0];
+  y0 = from[1];
+  y1 = to[1];
   return true;
 }
 

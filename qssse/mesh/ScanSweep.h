@@ -31,6 +31,9 @@ struct Job {
   float density = 1.0f;  // the step is divided by it unless it is exactly 1
   bool divideByDensity = false;
   int width = 0, height = 0;  // samples land in 1 <= px < width - 1, 1 <= py < height - 1
+  // Raster pixel (px, py) is the swept matrix's pixel (px - offsetX, py - offsetY): a worker's matrix
+  // covers only its chunk's box.
+  int offsetX = 0, offsetY = 0;
   float zOffset = 0.0f;
   bool useYArea = false;  // only triangles with yMin < P0.y < yMax
   float yMin = 0.0f, yMax = 0.0f;
@@ -48,6 +51,11 @@ bool BoxPixels(const SSEPoint& minP, const SSEPoint& maxP, float resX, float res
 // The raster of the sampled conversions: W x H = BoxPixels, false when either is below 1; a size beyond
 // int is memory nobody has and throws CMemoryException.
 bool SampledRasterSize(const SSEPoint& minP, const SSEPoint& maxP, float resX, float resY, int& w, int& h);
+
+// The pixels the stamps of job's triangles can touch, x0..x1 and y0..y1 inclusive, clipped to the
+// raster: the box of their finite corners, widened by the cross and by the float rounding of the
+// samples. False when no pixel can be touched.
+bool StampBox(const Job& job, int& x0, int& x1, int& y0, int& y1);
 
 // Unchecked stamps on the storage layout: the caller guarantees 1 <= x <= sizeX - 2 and likewise y, so
 // the matrix's own clamping would never move them.
@@ -113,7 +121,7 @@ void Sweep(const Job& job, CSSEMatrix& m) {
         if (static_cast<unsigned>(px) - 1u >= xSpan || static_cast<unsigned>(py) - 1u >= ySpan) continue;
         SSEPoint qp;
         qp.m = q;
-        Stamp::Stamp(rows, px, py, qp.z + job.zOffset);
+        Stamp::Stamp(rows, px - job.offsetX, py - job.offsetY, qp.z + job.zOffset);
       }
     }
   }

@@ -13,14 +13,12 @@
 
 #include <algorithm>
 #include <cmath>
-#include <exception>
 #include <memory>
 #include <utility>
 #include <vector>
 
 #include "qssse/platform/CPU.h"
-#include "qssse/platform/Event.h"
-#include "qssse/platform/WinThread.h"
+#include "qssse/platform/WorkerPool.h"
 
 #include "qssse/polygon/SSE3dPolygon.h"
 #include "qssse/raster/SSEMatrix.h"
@@ -449,7 +447,6 @@ struct BandWork {
   CSSEMatrix* matrix;
   int ownFirst, ownEnd;
   std::vector<std::pair<int, int>> spill;  // (x, y) samples left to the caller
-  CEvent done;
 };
 
 void RunBand(BandWork& b) {
@@ -511,25 +508,8 @@ void CSSE3dPolygon::DrawInMatrixAndFillCoarseFast(float value, CSSEMatrix* m, bo
     b->ownEnd = k + 1 == t ? h : std::clamp(b->firstRow + height, 0, h);
     bands.push_back(std::move(b));
   }
-  // 3. one worker per band; wait for every band's event in order, then collect the workers' errors.
-  // The threads are declared after the bands so that they are joined before the bands go away.
-  std::vector<std::unique_ptr<CWinThread>> workers;
-  workers.reserve(bands.size());
-  for (auto& b : bands) {
-    b->done.ResetEvent();
-    BandWork* work = b.get();
-    workers.push_back(AfxBeginThread([work] { RunBand(*work); }, &work->done));
-  }
-  for (auto& b : bands) WaitForSingleObject(b->done, CEvent::INFINITE_WAIT);
-  std::exception_ptr error;
-  for (auto& worker : workers) {
-    try {
-      worker->Join();
-    } catch (...) {
-      if (!error) error = std::current_exception();
-    }
-  }
-  if (error) std::rethrow_exception(error);
+  // 3. one worker per band, waited for in order
+  qssse::RunWorkers(t, [&bands](int k) { RunBand(*bands[static_cast<std::size_t>(k)]); });
   // 4. the stamps that reach across a band edge, on this thread
   for (const auto& b : bands) {
     for (const auto& [x, y] : b->spill) m->Set3x3BoxPoint(x, y, value);
