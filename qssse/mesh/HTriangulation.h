@@ -11,6 +11,7 @@
 #include "qssse/platform/Matrix4Rf.h"
 #include "qssse/vector/SSEMatrix3.h"
 #include "qssse/vector/SSEPoint.h"
+#include "qssse/vector/SimdOps.h"
 
 class CSSEMatrix;
 class CSSE3dPolygon;
@@ -422,7 +423,7 @@ int CHTriangulation::WalkBorderStretches(Emit emit) {
   t_stretch* c = stretchList;
   if (c == nullptr) return 0;
   const auto same = [](const SSEPoint* a, const SSEPoint* b) {
-    return _mm_movemask_ps(_mm_cmpeq_ps(a->m, b->m)) == 0xF;
+    return qssse::simd::all(qssse::simd::eq(a->m, b->m));
   };
   emit(0, *c->from);
   emit(1, *c->to);

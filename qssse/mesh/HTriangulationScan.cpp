@@ -57,12 +57,12 @@ void ConvertInto(const CHTriangulation& t, CSSEMatrix* m, bool keepMax, bool fin
     if (cross) {
       scan::Sweep<scan::CrossMax>(job, *m);
     } else {
-      scan::Sweep<scan::PixelOnly<scan::CrossMax>>(job, *m);
+      scan::Sweep<scan::PixelOnly<qssse::raster::KeepMax>>(job, *m);
     }
   } else if (cross) {
     scan::Sweep<scan::CrossMin>(job, *m);
   } else {
-    scan::Sweep<scan::PixelOnly<scan::CrossMin>>(job, *m);
+    scan::Sweep<scan::PixelOnly<qssse::raster::KeepMin>>(job, *m);
   }
 }
 

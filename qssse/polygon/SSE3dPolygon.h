@@ -3,6 +3,7 @@
 #include "qssse/platform/ReferenceCounted.h"
 #include "qssse/polygon/ResolutionData.h"
 #include "qssse/vector/SSEPoint.h"
+#include "qssse/vector/SimdOps.h"
 
 class CArchive;
 class CbStreamWriteBinary;
@@ -422,25 +423,25 @@ inline void CSSE3dPolygon::GetPointZ(int i, float& z) const {
 }
 inline void CSSE3dPolygon::SetPointSSE(int i, const SSEPoint& p) { SetPoint(i, p.x, p.y, p.z); }
 inline void CSSE3dPolygon::GetPointSSE(int i, SSEPoint& p) const {
-  p.m = _mm_setzero_ps();
+  p.m = qssse::simd::zero();
   if (!Valid(i)) return;
   p.x = m_x[i];
   p.y = m_y[i];
   p.z = m_z[i];
 }
 inline void CSSE3dPolygon::GetPointXYSSE(int i, SSEPoint& p) const {
-  p.m = _mm_setzero_ps();
+  p.m = qssse::simd::zero();
   if (!Valid(i)) return;
   p.x = m_x[i];
   p.y = m_y[i];
 }
 inline void CSSE3dPolygon::GetPointSSEClosed(int i, SSEPoint& p) const {
-  p.m = _mm_setzero_ps();
+  p.m = qssse::simd::zero();
   if (m_count <= 0) return;
   GetPointSSE(i % m_count, p);
 }
 inline void CSSE3dPolygon::GetPointSSEModulo(int i, SSEPoint& p) const {
-  p.m = _mm_setzero_ps();
+  p.m = qssse::simd::zero();
   if (m_count <= 0) return;
   int r = i % m_count;
   if (r < 0) r += m_count;
@@ -468,14 +469,14 @@ inline void CSSE3dPolygon::SetPointNormalizedSSE(int i, const SSEPoint& p) {
   SetPointNormalized(i, p.x, p.y, p.z);
 }
 inline void CSSE3dPolygon::GetPointNormalizedSSE(int i, SSEPoint& p) const {
-  p.m = _mm_setzero_ps();
+  p.m = qssse::simd::zero();
   if (!Valid(i)) return;
   p.x = m_nx[i];
   p.y = m_ny[i];
   p.z = m_nz[i];
 }
 inline void CSSE3dPolygon::GetPointNormalizedXYSSE(int i, SSEPoint& p) const {
-  p.m = _mm_setzero_ps();
+  p.m = qssse::simd::zero();
   if (!Valid(i)) return;
   p.x = m_nx[i];
   p.y = m_ny[i];

@@ -108,7 +108,7 @@ void CSSEMatrix::Clear() {
 }
 
 void CSSEMatrix::Fill(float v) {
-  const __m128 value = _mm_set1_ps(v);
+  const __m128 value = qssse::simd::splat(v);
   ForEachField([value](__m128* block, std::size_t n) {
     for (std::size_t i = 0; i < n; ++i) block[i] = value;
   });

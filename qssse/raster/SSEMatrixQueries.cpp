@@ -15,8 +15,7 @@ namespace {
 // Lanes of SIMD row g that hold real pixels of a matrix sizeY high (the rest is padding).
 inline f4 RealLanes(int g, int sizeY) {
   const int y = 4 * g;
-  return _mm_castsi128_ps(_mm_setr_epi32(y < sizeY ? -1 : 0, y + 1 < sizeY ? -1 : 0, y + 2 < sizeY ? -1 : 0,
-                                         y + 3 < sizeY ? -1 : 0));
+  return firstLanes(sizeY - y);
 }
 
 inline int PopCount4(int bits) {
