@@ -53,6 +53,7 @@
 #include "qssse/raster/SSEMatrixStamp.h"
 #include "qssse/raster/SSEcharMatrix.h"
 
+#include "qssse/polygon/CellCoordinates.h"
 #include "qssse/polygon/H2dPoint.h"
 #include "qssse/polygon/ResolutionData.h"
 #include "qssse/polygon/SSE2dPolygon.h"

@@ -26,6 +26,10 @@ class CSSE3dPolygon;
 // and its count lowered afterwards; nothing grows in place. Derived data (S/T/V, boxes, normals,
 // neighbours, centre) is computed only by the explicit calls below.
 //
+// Steps below 1: the sub-sampling steps of the height-field builders throw CInvalidArgumentException; the
+// scan conversions derive their sampling step (cell diagonal / edge length) and skip a triangle whose
+// step falls below 2^-24.
+//
 // Copies: operator= is shallow on purpose (both objects then share the same arrays; detach one with
 // BaseInitialization before either is destroyed); CopyFromHTriangulation is the deep copy. The copy
 // constructor is deleted so that no shallow copy happens by accident.

@@ -19,12 +19,9 @@ namespace {
 // Re-create, fill with the sentinel, sweep, replace the sentinel by 0.
 void ConvertFresh(const CHTriangulation& t, CSSEMatrix* m, float zOffset, const SSEPoint& minP,
                   const SSEPoint& maxP, bool keepMax, float density) {
-  if (m == nullptr || t.GetNumTriangles() < 1 || t.GetEdgeArray() == nullptr) return;
   int w = 0, h = 0;
-  if (!scan::SampledRasterSize(minP, maxP, t.GetScanResX(), t.GetScanResY(), w, h)) return;
+  if (!scan::StartSampledConversion(t, m, minP, maxP, keepMax, w, h)) return;
   const float sentinel = keepMax ? scan::kMaxSentinel : scan::kMinSentinel;
-  m->CreateNoClear(w, h);
-  m->Fill(sentinel);
   scan::Job job = scan::MakeJob(t, minP, w, h, zOffset);
   if (density != 1.0f) {
     job.density = density;

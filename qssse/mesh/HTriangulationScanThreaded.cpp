@@ -58,12 +58,9 @@ void Merge(CSSEMatrix& m, const Part& part, float sentinel, bool keepMax) {
 
 void FastConvert(const CHTriangulation& t, CSSEMatrix* m, float zOffset, const SSEPoint& minP,
                  const SSEPoint& maxP, bool keepMax) {
-  if (m == nullptr || t.GetNumTriangles() < 1 || t.GetEdgeArray() == nullptr) return;
   int w = 0, h = 0;
-  if (!scan::SampledRasterSize(minP, maxP, t.GetScanResX(), t.GetScanResY(), w, h)) return;
+  if (!scan::StartSampledConversion(t, m, minP, maxP, keepMax, w, h)) return;
   const float sentinel = keepMax ? scan::kMaxSentinel : scan::kMinSentinel;
-  m->CreateNoClear(w, h);
-  m->Fill(sentinel);
 
   // Ten workers, at most one per processor between sweeping and being merged, so that at most that many
   // private matrices exist at once; each is allocated and filled on its worker.

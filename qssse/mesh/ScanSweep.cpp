@@ -46,6 +46,15 @@ bool SampledRasterSize(const SSEPoint& minP, const SSEPoint& maxP, float resX, f
   return true;
 }
 
+bool StartSampledConversion(const CHTriangulation& t, CSSEMatrix* m, const SSEPoint& minP, const SSEPoint& maxP,
+                            bool keepMax, int& w, int& h) {
+  if (m == nullptr || t.GetNumTriangles() < 1 || t.GetEdgeArray() == nullptr) return false;
+  if (!SampledRasterSize(minP, maxP, t.GetScanResX(), t.GetScanResY(), w, h)) return false;
+  m->CreateNoClear(w, h);
+  m->Fill(keepMax ? kMaxSentinel : kMinSentinel);
+  return true;
+}
+
 bool StampBox(const Job& job, int& x0, int& x1, int& y0, int& y1) {
   if (job.width < 3 || job.height < 3 || job.last < job.first) return false;
   double lo[2] = {INFINITY, INFINITY}, hi[2] = {-INFINITY, -INFINITY};

@@ -50,6 +50,11 @@ bool BoxPixels(const SSEPoint& minP, const SSEPoint& maxP, float resX, float res
 // The raster of the sampled conversions: W x H = BoxPixels, false when either is below 1; a size beyond
 // int is memory nobody has and throws CMemoryException.
 bool SampledRasterSize(const SSEPoint& minP, const SSEPoint& maxP, float resX, float resY, int& w, int& h);
+// The start of the sampled conversions into a fresh raster: false (m untouched) for a null m, a mesh
+// without triangles or a box without pixels; otherwise m is re-created at W x H and filled with the
+// sentinel of keepMax.
+bool StartSampledConversion(const CHTriangulation& t, CSSEMatrix* m, const SSEPoint& minP, const SSEPoint& maxP,
+                            bool keepMax, int& w, int& h);
 
 // The pixels the stamps of job's triangles can touch, x0..x1 and y0..y1 inclusive, clipped to the
 // raster: the box of their finite corners, widened by the cross and by the float rounding of the

@@ -30,6 +30,11 @@ class DmHermiteSpline;
 // Bad input never crashes: out-of-range indices are ignored (getters leave their outputs untouched),
 // members that cannot work on an empty polygon do nothing and say so below, and loaders reject
 // impossible counts before allocating. A failed allocation raises CMemoryException.
+//
+// Steps below 1: a step that picks every step-th point or pixel (the pixel-chain constructor, the fill
+// rule, ClosestPointXY, InterpolateZ) is taken as 1; Subsample(k) with k < 1 leaves the polygon as it is;
+// a length step (ReParametrize*, CreateFromPolyLine and the curve constructors) that is not positive
+// resamples nothing (the spline constructor then keeps one point per control point).
 class QSSSE_API CSSE3dPolygon : public CbReferenceCounted {
  public:
   // ---- construction, copying, storage (SSE3dPolygon.cpp) ----

@@ -145,44 +145,36 @@ void CSSEMatrix::CopyFromField(const DmField2D<float, 1>& field) {
 
 namespace {
 
-// True when src cannot hold a centred window of dst's size (the centred copies then do nothing).
-bool WindowMissing(const CSSEMatrix& dst, const CSSEMatrix& src) {
-  return src.GetSizeX() < dst.GetSizeX() || src.GetSizeY() < dst.GetSizeY() || dst.GetSizeY() < 1;
+// The centred window of src over dst: dst(x, y) = combine(dst(x, y), src(x - (dst.sizeX >> 1) +
+// (src.sizeX >> 1), y - likewise)), src read clamped. Nothing when src cannot hold the window.
+template <class Combine>
+void CopyCentered(CSSEMatrix& dst, const CSSEMatrix& src, Combine combine) {
+  const int w = dst.GetSizeX(), h = dst.GetSizeY();
+  if (src.GetSizeX() < w || src.GetSizeY() < h || h < 1 || !dst.HasPixels()) return;
+  const int dx = (src.GetSizeX() >> 1) - (w >> 1), dy = (src.GetSizeY() >> 1) - (h >> 1);
+  __m128** rows = dst.GetMatrixDataDirectly();
+  for (int y = 0; y < h; ++y) {
+    for (int x = 0; x < w; ++x) {
+      float* p = qssse::raster::PixelAddress(rows, x, y);
+      *p = combine(*p, src.GetPoint(x + dx, y + dy));
+    }
+  }
 }
 
 }  // namespace
 
 void CSSEMatrix::CopyFromSSEMatrixCentered(const CSSEMatrix& src) {
   Clear();
-  if (WindowMissing(*this, src) || !HasPixels()) return;
-  const int dx = (src.sizeX >> 1) - (sizeX >> 1), dy = (src.sizeY >> 1) - (sizeY >> 1);
-  for (int y = 0; y < sizeY; ++y) {
-    for (int x = 0; x < sizeX; ++x) *pixel(x, y) = src.GetPoint(x + dx, y + dy);
-  }
+  CopyCentered(*this, src, [](float, float w) { return w; });
 }
 
+// Only a strictly larger (smaller) window value replaces the pixel: a NaN on either side keeps it.
 void CSSEMatrix::CopyFromSSEMatrixCenteredMaximum(const CSSEMatrix& src) {
-  if (WindowMissing(*this, src) || !HasPixels()) return;
-  const int dx = (src.sizeX >> 1) - (sizeX >> 1), dy = (src.sizeY >> 1) - (sizeY >> 1);
-  for (int y = 0; y < sizeY; ++y) {
-    for (int x = 0; x < sizeX; ++x) {
-      const float w = src.GetPoint(x + dx, y + dy);
-      float* p = pixel(x, y);
-      if (w > *p) *p = w;
-    }
-  }
+  CopyCentered(*this, src, [](float p, float w) { return w > p ? w : p; });
 }
 
 void CSSEMatrix::CopyFromSSEMatrixCenteredMinimum(const CSSEMatrix& src) {
-  if (WindowMissing(*this, src) || !HasPixels()) return;
-  const int dx = (src.sizeX >> 1) - (sizeX >> 1), dy = (src.sizeY >> 1) - (sizeY >> 1);
-  for (int y = 0; y < sizeY; ++y) {
-    for (int x = 0; x < sizeX; ++x) {
-      const float w = src.GetPoint(x + dx, y + dy);
-      float* p = pixel(x, y);
-      if (w < *p) *p = w;
-    }
-  }
+  CopyCentered(*this, src, [](float p, float w) { return w < p ? w : p; });
 }
 
 void CSSEMatrix::CalcMinMaxValues(float* maxOut, float* minOut) const {

@@ -9,6 +9,7 @@
 #include "qssse/platform/ReferenceCounted.h"
 #include "qssse/platform/String.h"
 #include "qssse/raster/ImgFromToArray.h"
+#include "qssse/raster/PixelLayout.h"
 
 class CArchive;
 class CSSEcharMatrix;
@@ -230,7 +231,7 @@ class QSSSE_API CSSEMatrix : public CbReferenceCounted {
 
  protected:
   // Unchecked address of pixel (x, y): the caller guarantees storage and in-range coordinates.
-  float* pixel(int x, int y) const { return reinterpret_cast<float*>(rows[y >> 2]) + 4 * x + (y & 3); }
+  float* pixel(int x, int y) const { return qssse::raster::PixelAddress(rows, x, y); }
   // Applies f(__m128* block, std::size_t count) to each allocated field in turn: every element of the
   // matrix, padding included, exactly once. Nothing happens without storage.
   template <class F>

@@ -89,26 +89,30 @@ float CSSEMatrix::CalcMinValueOfPatchExcludeZero(int x0, int x1, int y0, int y1)
   return mn;
 }
 
-int CSSEMatrix::NumValuesAbove(float threshold) const {
-  if (!HasPixels()) return 0;
+namespace {
+
+// Real pixels p of m for which passes(p, threshold) holds lane-wise.
+template <class Passes>
+int CountPassing(const CSSEMatrix& m, float threshold, Passes passes) {
+  if (!m.HasPixels()) return 0;
   const f4 t = splat(threshold);
   int count = 0;
-  for (int g = 0; g < sseSizeY; ++g) {
-    const f4 real = RealLanes(g, sizeY);
-    for (int x = 0; x < sseSizeX; ++x) count += PopCount4(movemask(and_(gt(rows[g][x], t), real)));
+  for (int g = 0; g < m.GetSSESizeY(); ++g) {
+    const f4 real = RealLanes(g, m.GetSizeY());
+    const __m128* row = m.GetMatrixDataDirectly()[g];
+    for (int x = 0; x < m.GetSSESizeX(); ++x) count += PopCount4(movemask(and_(passes(row[x], t), real)));
   }
   return count;
 }
 
+}  // namespace
+
+int CSSEMatrix::NumValuesAbove(float threshold) const {
+  return CountPassing(*this, threshold, [](f4 p, f4 t) { return gt(p, t); });
+}
+
 int CSSEMatrix::NumValuesBelow(float threshold) const {
-  if (!HasPixels()) return 0;
-  const f4 t = splat(threshold);
-  int count = 0;
-  for (int g = 0; g < sseSizeY; ++g) {
-    const f4 real = RealLanes(g, sizeY);
-    for (int x = 0; x < sseSizeX; ++x) count += PopCount4(movemask(and_(lt(rows[g][x], t), real)));
-  }
-  return count;
+  return CountPassing(*this, threshold, [](f4 p, f4 t) { return lt(p, t); });
 }
 
 int CSSEMatrix::NumValuesAbove(const CSSEMatrix& ref) const {
