@@ -180,17 +180,45 @@ void CSSEMatrix::CopyFromSSEMatrixCenteredMinimum(const CSSEMatrix& src) {
 void CSSEMatrix::CalcMinMaxValues(float* maxOut, float* minOut) const {
   if (rows != nullptr && sseSizeY > 2 && sseSizeX > 6) {
     using namespace qssse::simd;
-    // The accumulator is the second operand, so a NaN pixel loses every comparison and is ignored.
-    f4 mn = splat(1000000.0f), mx = splat(-1000000.0f);
-    for (int g = 1; g <= sseSizeY - 2; ++g) {
-      const __m128* row = rows[g];
+    // The accumulator is the second operand, so a NaN pixel loses every comparison and is ignored, and of
+    // equal values (+0 and -0) the earlier one stays. Four accumulator pairs, each over a quarter of the
+    // rows in order, run side by side; then each later quarter's result joins the earlier ones as the
+    // second operand, which keeps the earlier of equal values: the same bits as one pair over all rows.
+    constexpr int kParts = 4;
+    f4 mn[kParts], mx[kParts];
+    for (int p = 0; p < kParts; ++p) {
+      mn[p] = splat(1000000.0f);
+      mx[p] = splat(-1000000.0f);
+    }
+    const int first = 1, end = sseSizeY - 1, part = (end - first) / kParts;
+    // Part p owns rows first + p·part .. first + (p+1)·part - 1; the last also owns the rest.
+    for (int k = 0; k < part; ++k) {
+      const __m128 *r0 = rows[first + k], *r1 = rows[first + part + k], *r2 = rows[first + 2 * part + k],
+                   *r3 = rows[first + 3 * part + k];
       for (int x = 3; x <= sseSizeX - 4; ++x) {
-        mn = min(row[x], mn);
-        mx = max(row[x], mx);
+        mn[0] = min(r0[x], mn[0]);
+        mx[0] = max(r0[x], mx[0]);
+        mn[1] = min(r1[x], mn[1]);
+        mx[1] = max(r1[x], mx[1]);
+        mn[2] = min(r2[x], mn[2]);
+        mx[2] = max(r2[x], mx[2]);
+        mn[3] = min(r3[x], mn[3]);
+        mx[3] = max(r3[x], mx[3]);
       }
     }
-    CSSEFns::min_of_m128(mn, minOut);
-    CSSEFns::max_of_m128(mx, maxOut);
+    for (int g = first + kParts * part; g < end; ++g) {
+      for (int x = 3; x <= sseSizeX - 4; ++x) {
+        mn[kParts - 1] = min(rows[g][x], mn[kParts - 1]);
+        mx[kParts - 1] = max(rows[g][x], mx[kParts - 1]);
+      }
+    }
+    f4 allMin = mn[0], allMax = mx[0];
+    for (int p = 1; p < kParts; ++p) {
+      allMin = min(mn[p], allMin);
+      allMax = max(mx[p], allMax);
+    }
+    CSSEFns::min_of_m128(allMin, minOut);
+    CSSEFns::max_of_m128(allMax, maxOut);
     return;
   }
   if (!HasPixels()) {

@@ -6,6 +6,7 @@
 #include <random>
 #include <vector>
 
+#include "RasterTestSupport.h"
 #include "qssse/raster/SSEMatrix.h"
 
 namespace {
@@ -129,14 +130,7 @@ std::vector<std::vector<float>> ToRows(const CSSEMatrix& m) {
   return rows;
 }
 
-// Every element, padding included, bit for bit.
-bool SameBits(const CSSEMatrix& a, const CSSEMatrix& b) {
-  if (a.GetSizeX() != b.GetSizeX() || a.GetSizeY() != b.GetSizeY()) return false;
-  for (int g = 0; g < a.GetSSESizeY(); ++g)
-    if (std::memcmp(a.GetMatrixDataDirectly()[g], b.GetMatrixDataDirectly()[g], 16 * a.GetSSESizeX()) != 0)
-      return false;
-  return true;
-}
+using rastertest::SameBits;
 
 // A random 0/1 mask (ones with probability 1/density), padding included; `extras` adds preset values.
 CSSEMatrix RandomMask(std::mt19937& rng, int sx, int sy, int density, bool extras = false) {
