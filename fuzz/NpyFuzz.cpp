@@ -1,37 +1,23 @@
-// Feeds arbitrary bytes to the program's NPY reader. Besides crashes and sanitizer reports it checks
-// that a rejection is a ToolError with a one-line message and that an accepted file survives our
-// writer and reader unchanged. Anything else escapes and is a finding.
+// Feeds arbitrary bytes to the NPY reader of the I/O library (every element type). Besides crashes and
+// sanitizer reports it checks that a rejection is a CIoException with a one-line message and that an accepted
+// file survives our writer and reader unchanged. Anything else escapes and is a finding.
 #include <cstddef>
 #include <cstdint>
-#include <cstdio>
-#include <cstdlib>
-#include <cstring>
 #include <string>
 #include <vector>
 
-#include "cli/Error.h"
-#include "cli/HeightField.h"
-#include "cli/MeshFile.h"
-#include "cli/Outline.h"
+#include "FormatFuzz.h"
 
-namespace {
-
-void Require(bool ok, const char* broken) {
-  if (ok) return;
-  std::fprintf(stderr, "NpyFuzz: %s\n", broken);
-  std::abort();
-}
-
-}  // namespace
+using namespace qssse::io;
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const std::vector<unsigned char> bytes(data, data + size);
   try {
-    const qssse::tool::HeightField h = qssse::tool::ParseNpy(bytes, "f");
-    Require(qssse::tool::ParseNpy(qssse::tool::EncodeNpy(h), "f").values == h.values,
-            "NPY round trip differs");
-  } catch (const qssse::tool::ToolError& e) {
-    Require(std::strchr(e.what(), '\n') == nullptr, "an error message spans lines");
+    const HeightField h = ParseNpy(bytes, "f");
+    fuzz::Require(fuzz::SameBits(ParseNpy(EncodeNpy(h), "f").values, h.values), "NpyFuzz",
+                  "NPY round trip differs");
+  } catch (const CIoException& e) {
+    fuzz::RequireOneLine(e, "NpyFuzz");
   }
   return 0;
 }

@@ -1,38 +1,24 @@
-// Feeds arbitrary bytes to the program's OBJ reader. Besides crashes and sanitizer reports it checks
-// that a rejection is a ToolError with a one-line message and that an accepted file survives our
-// writer and reader unchanged. Anything else escapes and is a finding.
+// Feeds arbitrary bytes to the OBJ reader of the I/O library. Besides crashes and sanitizer
+// reports it checks that a rejection is a CIoException with a one-line message and that an accepted file
+// survives our writer and reader unchanged. Anything else escapes and is a finding.
 #include <cstddef>
 #include <cstdint>
-#include <cstdio>
-#include <cstdlib>
-#include <cstring>
 #include <string>
 #include <vector>
 
-#include "cli/Error.h"
-#include "cli/HeightField.h"
-#include "cli/MeshFile.h"
-#include "cli/Outline.h"
+#include "FormatFuzz.h"
 
-namespace {
-
-void Require(bool ok, const char* broken) {
-  if (ok) return;
-  std::fprintf(stderr, "ObjFuzz: %s\n", broken);
-  std::abort();
-}
-
-}  // namespace
+using namespace qssse::io;
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const std::vector<unsigned char> bytes(data, data + size);
   try {
-    const qssse::tool::MeshData m = qssse::tool::ParseObj(bytes, "f");
-    const std::string text = qssse::tool::EncodeObj(m);
-    const qssse::tool::MeshData again = qssse::tool::ParseObj({text.begin(), text.end()}, "f");
-    Require(again.vertices == m.vertices && again.triangles == m.triangles, "OBJ round trip differs");
-  } catch (const qssse::tool::ToolError& e) {
-    Require(std::strchr(e.what(), '\n') == nullptr, "an error message spans lines");
+    const MeshData m = ParseObj(bytes, "f");
+    const std::string text = EncodeObj(m);
+    fuzz::Require(fuzz::SameMesh(ParseObj({text.begin(), text.end()}, "f"), m), "ObjFuzz",
+                  "OBJ round trip differs");
+  } catch (const CIoException& e) {
+    fuzz::RequireOneLine(e, "ObjFuzz");
   }
   return 0;
 }

@@ -1,38 +1,23 @@
-// Feeds arbitrary bytes to the program's outline text reader. Besides crashes and sanitizer reports it checks
-// that a rejection is a ToolError with a one-line message and that an accepted file survives our
-// writer and reader unchanged. Anything else escapes and is a finding.
+// Feeds arbitrary bytes to the outline text reader of the I/O library. Besides crashes and sanitizer
+// reports it checks that a rejection is a CIoException with a one-line message and that an accepted file
+// survives our writer and reader unchanged. Anything else escapes and is a finding.
 #include <cstddef>
 #include <cstdint>
-#include <cstdio>
-#include <cstdlib>
-#include <cstring>
 #include <string>
 #include <vector>
 
-#include "cli/Error.h"
-#include "cli/HeightField.h"
-#include "cli/MeshFile.h"
-#include "cli/Outline.h"
+#include "FormatFuzz.h"
 
-namespace {
-
-void Require(bool ok, const char* broken) {
-  if (ok) return;
-  std::fprintf(stderr, "OutlineTextFuzz: %s\n", broken);
-  std::abort();
-}
-
-}  // namespace
+using namespace qssse::io;
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const std::vector<unsigned char> bytes(data, data + size);
   try {
-    const qssse::tool::OutlinePoints p =
-        qssse::tool::ParseOutlineText(std::string(bytes.begin(), bytes.end()), "f");
-    Require(qssse::tool::ParseOutlineText(qssse::tool::EncodeOutlineText(p), "f") == p,
-            "outline round trip differs");
-  } catch (const qssse::tool::ToolError& e) {
-    Require(std::strchr(e.what(), '\n') == nullptr, "an error message spans lines");
+    const OutlinePoints p = ParseOutlineText(std::string(bytes.begin(), bytes.end()), "f");
+    fuzz::Require(ParseOutlineText(EncodeOutlineText(p), "f") == p, "OutlineTextFuzz",
+                  "outline round trip differs");
+  } catch (const CIoException& e) {
+    fuzz::RequireOneLine(e, "OutlineTextFuzz");
   }
   return 0;
 }

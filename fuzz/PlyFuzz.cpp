@@ -1,37 +1,22 @@
-// Feeds arbitrary bytes to the program's PLY reader. Besides crashes and sanitizer reports it checks
-// that a rejection is a ToolError with a one-line message and that an accepted file survives our
-// writer and reader unchanged. Anything else escapes and is a finding.
+// Feeds arbitrary bytes to the PLY reader of the I/O library. Besides crashes and sanitizer
+// reports it checks that a rejection is a CIoException with a one-line message and that an accepted file
+// survives our writer and reader unchanged. Anything else escapes and is a finding.
 #include <cstddef>
 #include <cstdint>
-#include <cstdio>
-#include <cstdlib>
-#include <cstring>
 #include <string>
 #include <vector>
 
-#include "cli/Error.h"
-#include "cli/HeightField.h"
-#include "cli/MeshFile.h"
-#include "cli/Outline.h"
+#include "FormatFuzz.h"
 
-namespace {
-
-void Require(bool ok, const char* broken) {
-  if (ok) return;
-  std::fprintf(stderr, "PlyFuzz: %s\n", broken);
-  std::abort();
-}
-
-}  // namespace
+using namespace qssse::io;
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const std::vector<unsigned char> bytes(data, data + size);
   try {
-    const qssse::tool::MeshData m = qssse::tool::ParsePly(bytes, "f");
-    const qssse::tool::MeshData again = qssse::tool::ParsePly(qssse::tool::EncodePly(m), "f");
-    Require(again.vertices == m.vertices && again.triangles == m.triangles, "PLY round trip differs");
-  } catch (const qssse::tool::ToolError& e) {
-    Require(std::strchr(e.what(), '\n') == nullptr, "an error message spans lines");
+    const MeshData m = ParsePly(bytes, "f");
+    fuzz::Require(fuzz::SameMesh(ParsePly(EncodePly(m), "f"), m), "PlyFuzz", "PLY round trip differs");
+  } catch (const CIoException& e) {
+    fuzz::RequireOneLine(e, "PlyFuzz");
   }
   return 0;
 }

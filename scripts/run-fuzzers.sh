@@ -45,6 +45,19 @@ seed() {
   if [ "$kind" = stream ]; then { le32 0x52565351; le32 2; matrix_body 1 1; } >"$dir/seed-version2"; fi
 }
 
+# Small valid text files for the readers of text formats (the matrix seeds stay too: they are the binary
+# shapes every reader must refuse cleanly).
+seed_text() {
+  dir=$1
+  printf 'OFF\n# a square\n4 1 0\n0 0 0\n1 0 0\n1 1 0.5\n0 1 0\n4 0 1 2 3\n' >"$dir/seed-square.off"
+  printf 'solid x\nfacet normal 0 0 1\nouter loop\nvertex 0 0 0\nvertex 1 0 0\nvertex 0 1 0\nendloop\nendfacet\nendsolid x\n' \
+    >"$dir/seed-facet.stl"
+  printf 'v 0 0 0\nv 1 0 0\nv 1 1 1\nv 0 1 0\nf 1 2 3 -1\n' >"$dir/seed-quad.obj"
+  printf 'ply\nformat ascii 1.0\nelement vertex 3\nproperty float x\nproperty float y\nproperty float z\nelement face 1\nproperty list uchar int vertex_indices\nend_header\n0 0 0\n1 0 0\n0 1 0\n3 0 1 2\n' \
+    >"$dir/seed-triangle.ply"
+  printf '0 0 1\n4 0 1\n4 3 1\n' >"$dir/seed-ring.txt"
+}
+
 targets=$(find "$build/fuzz" -maxdepth 1 -type f -perm -u+x 2>/dev/null | sort)
 [ -n "$targets" ] || { echo "no fuzz targets in $build/fuzz" >&2; exit 1; }
 
@@ -60,6 +73,9 @@ for exe in $targets; do
   case "$name" in
     *Stream*) seed "$corpus" stream ;;
     *) seed "$corpus" archive ;;
+  esac
+  case "$name" in
+    Off* | AsciiStl* | Obj* | Ply* | OutlineText* | FileKind* | Stl*) seed_text "$corpus" ;;
   esac
   echo "== $name: $seconds s"
   if "$exe" -max_total_time="$seconds" -max_len=16384 -timeout=10 -print_final_stats=1 \

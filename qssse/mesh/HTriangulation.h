@@ -15,6 +15,14 @@
 
 class CSSEMatrix;
 class CSSE3dPolygon;
+class CHConvexHull3D;
+class CH2DDelaunay;
+class CArchive;
+class CbStreamWriteBinary;
+class CbStreamReadBinary;
+class DmTriangulationStatic;
+class DmTriangulationDynamic;
+class QsCTriangulationStatic;
 
 // The library's triangle mesh: a set of independent triangles in parallel 16-byte-aligned SSEPoint
 // arrays (three corners and three corner normals per triangle; face normal, edge vectors S = P1 - P0,
@@ -205,6 +213,12 @@ class QSSSE_API CHTriangulation {
   void RemoveTrianglesBelowZ(float z);
   void RemoveTrianglesAboveZ(float z);
   void RemoveTrianglesBetweenZ(float lo, float hi);
+  // Removes the triangles facing the way `direction` points: those whose unit face normal (from the
+  // corners, (P1 - P0) x (P2 - P0)) has a cosine of at least minCos with it (minCos 0.99 and +z: the flat
+  // tops; -1: every triangle). Triangles without area have no orientation and stay. Compacted as the
+  // removals by height (stored maximum = minimum, then CalcNeighbours). A zero or NaN direction, or NaN
+  // minCos, removes nothing.
+  void RemoveTrianglesWithSameOrientation(const SSEPoint& direction, float minCos);
   // This mesh becomes a's triangles followed by b's, in a new allocation, with all their per-triangle data
   // (corners, normals, S/T/V, min, max, mark); index = new position; neighbour pointers into a's or b's
   // own records are re-aimed at the copies, any other neighbour becomes null. Then CalcBoundingBox.
@@ -223,6 +237,22 @@ class QSSSE_API CHTriangulation {
   // As the forms above, about the point p instead of the origin.
   void TransformVerticesAboutPoint(const SSEPoint& p, float ax, float ay, float az);
   void TransformVerticesAboutPoint(const SSEPoint& p, const t_ssematrix3& m);
+
+  // ---- lofted between two outlines (HTriangulationLoft.cpp) ----
+  // BaseInitialization(sx, sy, sz), CreateLoftedTriangulation(lower, upper, points), then, when a
+  // triangle exists, the follow-up calls of the outline builders: ScaleTriangulation, CalcSTV,
+  // CalcNormalsFromVertices, CalcBoundingBox.
+  CHTriangulation(CSSE3dPolygon* lower, CSSE3dPolygon* upper, int points, float sx, float sy, float sz);
+  // A closed band of 2·N triangles joining two outlines, corners in the outlines' units: both are
+  // resampled to N points evenly spaced along their 3-D length (N = points, or the larger of the two
+  // point counts when points < 3; at most 100000), both read counter-clockwise in x-y (a clockwise one
+  // backwards), the upper one's start turned by FindClosedStartPointAndChange to lie nearest the lower
+  // one's first point, and each quad (lower i, i+1, upper i+1, i) cut along its shorter diagonal. With
+  // the upper outline above the lower one every face normal points out of the band. Corner normals and
+  // main normals are the face normal (set again by CalcNormalsFromVertices after scaling); marks -1.
+  // The outlines are not changed. A null outline, or one of zero length or fewer than 2 finite points,
+  // gives an empty mesh.
+  void CreateLoftedTriangulation(CSSE3dPolygon* lower, CSSE3dPolygon* upper, int points);
 
   // ---- border (HTriangulationBorder.cpp) ----
   // mark = 13 on every triangle with a null neighbour (others untouched). Needs CalcNeighbours.
@@ -264,6 +294,59 @@ class QSSSE_API CHTriangulation {
   // Applies rows 0-2 of m as the 3x4 matrix of TransformVertices(const t_ssematrix3&) (column 3
   // translates); row 3, the projective row, is ignored.
   void TransformVertices(const CbMatrix4Rf& m);
+
+  // ---- hulls and Delaunay triangulations (HTriangulationFromHull.cpp) ----
+  // BaseInitialization(sx, sy, sz) (the three scales first, then the divisor), CreateTriangulationFromHull3D,
+  // then ScaleTriangulation, CalcSTV, CalcNormalsFromVertices and CalcBoundingBox when a triangle exists.
+  CHTriangulation(CHConvexHull3D* hull, float sx, float sy, float sz, float divisor);
+  // The same with CreateTriangulationFrom2DDelaunay. Pass a bool: a float would make the call ambiguous.
+  CHTriangulation(CH2DDelaunay* delaunay, float sx, float sy, float sz, bool flatten);
+  // One triangle per face of the hull's face list, walked from its head as many times as the hull's face
+  // count says: face k becomes triangle k, its vertices in face order the corners (X, Y, Z, 0) / divisor
+  // (corners counter-clockwise seen from outside). Nothing derived is computed; marks stay -1. A null
+  // hull or one without faces gives an empty mesh.
+  void CreateTriangulationFromHull3D(CHConvexHull3D* hull, float divisor);
+  // The same with the divisor 10, undoing the Delaunay's scaling (z is the lifted (X² + Y²) / 10, or 0
+  // with flatten), and mark 14 on every triangle. Delaunay triangles run clockwise in x-y.
+  void CreateTriangulationFrom2DDelaunay(CH2DDelaunay* delaunay, bool flatten);
+
+  // ---- persistence (HTriangulationIO.cpp) ----
+  // Version-1 stream: version record, scaleX/Y/Z, scanResX/Y/Z, scanDiagonal (floats), n (int32), then
+  // raw blocks: the n records as their 144-byte memory image (pointer values of the writing process),
+  // corner points (48 n), corner normals (48 n), face normals, T, S, V (16 n each), the box minimum,
+  // maximum and centre (16 each), per-triangle minima and maxima (16 n each): 336 n + 48 bytes after n.
+  void Serialize(CbStreamWriteBinary& stream) const;
+  // Reads that stream. Deliberately the result is BaseInitialization(scaleX, scaleX, scaleZ): scaleY
+  // becomes scaleX and the scan resolution (scaleX, scaleX, scaleZ), whatever the stream held. Of the
+  // records only index and mark are taken; their pointers are aimed at this mesh's arrays and the
+  // neighbours recomputed (CalcNeighbours, the stored marks kept), so the mesh is usable at once. An
+  // unknown version reads no header and no triangles, only the three box points. A negative count, one
+  // the stream cannot hold, or a stream that ends early throws CbException, and the mesh stays as it was.
+  void Serialize(CbStreamReadBinary& stream);
+  // Archive form, the same layout with an int32 version (1) in place of the version record. Loading
+  // restores all seven header values as stored (scaleY and the scan resolution included), aims the
+  // records and recomputes neighbours as above. An unknown version (badSchema), a negative count
+  // (badIndex) or a count the file cannot hold or a file that ends early (endOfFile) throw
+  // CArchiveException before anything changes.
+  void Serialize(CArchive& ar);
+
+  // ---- base-library meshes (HTriangulationConvert.cpp) ----
+  // Builders: BaseInitialization(sx, sy, sz), CreateTriangulationFromDmTriangulation(mesh), then
+  // CalcBoundingBox, CalcSTV and CalcNormalsFromVertices when at least one triangle exists.
+  CHTriangulation(DmTriangulationStatic* mesh, float sx, float sy, float sz);
+  CHTriangulation(DmTriangulationDynamic* mesh, float sx, float sy, float sz);
+  // One triangle per index triple, in order, its corners the vertices as (x, y, z, 0) taken as they are
+  // (no scaling); normals, S/T/V and boxes are left zero for the follow-up calls. A null or empty mesh
+  // leaves this mesh empty.
+  void CreateTriangulationFromDmTriangulation(DmTriangulationStatic* mesh);
+  void CreateTriangulationFromDmTriangulation(DmTriangulationDynamic* mesh);
+  // A new base-library mesh of the valid triangles, in order (the caller releases it with delete).
+  // Corners equal in x, y and z become one shared vertex (DmTriangulationStatic::MergeEqualVertices:
+  // exact comparison, -0 equals 0, NaN equals nothing; w is dropped), numbered in order of first
+  // appearance. An empty mesh gives an empty base-library mesh. Throws CMemoryException.
+  DmTriangulationStatic* CreateDmTriangulationFromHTriangulation() const;
+  // The same vertices and triangles as a new QsCTriangulationStatic (released with delete).
+  QsCTriangulationStatic* CreateQsCTriangulationFromHTriangulation() const;
 
   // ---- scan conversion into height fields (HTriangulationScan.cpp, HTriangulationScanThreaded.cpp) ----
   // The mesh is written back into a raster whose pixel (px, py) covers the point origin + (px * scanResX,
@@ -389,7 +472,7 @@ class QSSSE_API CHTriangulation {
                                                            const std::function<void(int, int)>& progress = {}) const;
 
  protected:
-  // Shared by the three removals: keeps the triangles for which keep(corner z0, z1, z2) is true.
+  // Shared by the removals: keeps the triangles for which keep(pointer to the three corners) is true.
   template <class Keep>
   void RemoveTriangles(Keep keep);
   // Shared by the sub-sampled builders; validOf(x, y) tells whether a corner pixel is valid.
@@ -397,6 +480,13 @@ class QSSSE_API CHTriangulation {
   void SweepSubSampled(CSSEMatrix* m, bool above, int stepX, int stepY, int xFrom, std::int64_t xLast,
                        int yFrom, std::int64_t yLast, bool forceFull, Valid validOf);
   void ApplyTransform(const t_ssematrix3& m, const SSEPoint& about);
+  // After a raw load of the records: aims every record's pointers at its entries, unlinks it and clears
+  // its neighbours (index and mark stay), then CalcNeighbours keeping the marks. Then this mesh takes
+  // over loaded's storage and loaded takes this mesh's old storage (freed with loaded).
+  void AdoptLoaded(CHTriangulation& loaded);
+  // visit(address, bytes) for each raw block of the stream layout, in order (HTriangulationIO.cpp).
+  template <class Visit>
+  void ForEachRawBlock(Visit visit) const;
 
   // Members in their declared order.
   SSEPoint* cornerPoints;

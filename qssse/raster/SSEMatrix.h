@@ -190,6 +190,75 @@ class QSSSE_API CSSEMatrix : public CbReferenceCounted {
   // Needs about nine bytes per pixel as temporaries.
   void ZhangSuen(float threshold);
 
+  // ---- greyscale erosion and dilation (SSEMatrixMinMaxFilter.cpp) ----
+  // In place, every pixel becomes the minimum, respectively maximum, of the pixels (x + dx, y + dy)
+  // with dx^2 + dy^2 <= radius^2 that lie inside the image (the disc is clipped at the border, not
+  // clamped). Exact: the result is one of the values, with -0 below +0. NaN pixels keep their bits and
+  // are skipped as neighbours. A radius below 1 (0, negative, NaN) leaves the matrix unchanged; one
+  // beyond sizeX + sizeY acts as sizeX + sizeY. Padding is left alone. Costs O(radius) per pixel and
+  // temporaries of about 2 (2r + 8) (sizeX + 2r) floats, r the radius capped at the image's size.
+  void MinimumFilterDisc(float radius);
+  void MaximumFilterDisc(float radius);
+
+  // ---- filters, frames and value edits (SSEMatrixImageOps.cpp) ----
+  // All work on the real pixels in place, leave padding alone, and do nothing without pixels.
+  //
+  // Mean of the (2 radiusX + 1) x (2 radiusY + 1) window clipped to the image, NaN pixels kept and
+  // skipped: in double, each window row summed left to right and the row sums top to bottom, divided by
+  // the number of pixels summed. Bit for bit MaskFilter with a mask of ones, normalised. Negative radii
+  // count as 0, radii beyond the image as its size.
+  void BoxFilter(int radiusX, int radiusY);
+  // Weighted sum over a mask whose pixel (mask.sizeX >> 1, mask.sizeY >> 1) lies on the pixel: the sum
+  // of w(i, j) * p(x + i - cx, y + j - cy) over the weights that are neither 0 nor NaN and whose pixel
+  // lies inside the image and is not NaN, in double and in BoxFilter's order. With normalise, divided by
+  // the sum of those weights (a pixel where they sum to 0 stays). NaN pixels stay; a mask without pixels
+  // does nothing.
+  void MaskFilter(const CSSEMatrix& mask, bool normalise);
+  // Grows the matrix by nx columns left and right and ny rows at the top and bottom, all value: pixel
+  // (x, y) moves to (x + nx, y + ny). Negative counts are 0. A result higher than kMaxSizeY or wider
+  // than INT_MAX throws CInvalidArgumentException with the matrix unchanged. The storage is replaced.
+  void EmbedInFrame(int nx, int ny, float value);
+  // The inverse: the pixels nx .. sizeX - nx - 1, ny .. sizeY - ny - 1 become the matrix (a frame of
+  // half the matrix or more leaves a size of 0 in that direction). Negative counts are 0. The storage
+  // is replaced.
+  void ExtractFromFrame(int nx, int ny);
+  // Pixels strictly above (RemoveTop), respectively below (RemoveBottom), level become value (pass
+  // value = level to cut the field flat there, 0 to drop that part); returns how many.
+  int RemoveTop(float level, float value);
+  int RemoveBottom(float level, float value);
+  // Both sides of a step: every pixel that differs by more than maxStep from one of its four neighbours
+  // becomes value, judged on the values before the operation. Neighbours holding value (the "no value"
+  // marker, usually 0) or NaN do not count, so the rim of a covered area is no step; pixels holding
+  // value stay. Returns how many pixels were set.
+  int RemoveSteps(float maxStep, float value);
+
+  // ---- area filling and thin-area removal (SSEMatrixFill.cpp) ----
+  // Flood fill: the 4-connected area of pixels that match the pixel at (x, y) (clamped) becomes value.
+  // A pixel matches when -0.002 < seed - p < 0.002 (ReplaceValueWithValue's tolerance, measured from
+  // the seed, not from the neighbour) or when both are NaN. Returns the number of pixels filled.
+  int FillArea(int x, int y, float value);
+  // Hole filling: the background (pixels not above threshold, NaN included) that no 4-connected path
+  // of background joins to the image border becomes value. Returns the number of pixels filled.
+  int FillHoles(float threshold, float value);
+  // Opening by a disc: a pixel of the region above threshold stays only when a disc (Errode's disc:
+  // squared distance <= floor(radius^2)) centred on a region pixel covers it and holds no background
+  // pixel of the image; the disc may reach past the border. The others become value; returns how many.
+  // A radius below 1 (or NaN) removes nothing. Needs one float matrix and Errode's temporaries.
+  int RemoveThinAreas(float radius, float threshold, float value);
+
+  // ---- first-point searches (SSEMatrixSearch.cpp) ----
+  // Walks from (x, y) (clamped) in steps of (dx, dy) while inside the image and stops at the first
+  // pixel strictly above (Below: strictly below) threshold: true with (x, y) set to it, false with
+  // (x, y) unchanged when there is none. dx = dy = 0 tests the start pixel only.
+  bool FindFirstPointAbove(int& x, int& y, int dx, int dy, float threshold) const;
+  bool FindFirstPointBelow(int& x, int& y, int dx, int dy, float threshold) const;
+  // The left silhouette of the masked region: in every pixel row the first pixel from the left whose
+  // mask pixel is non-zero and whose value lies strictly above threshold (pixels outside the mask's
+  // extent count as unmasked); the points of consecutive rows are joined by 8-connected digital lines
+  // (Bresenham) drawn with value, a row without a point breaking the line. The search reads the values
+  // before any drawing. Returns the number of rows with a point.
+  int DrawFirstPointLinedUseMask(const CSSEcharMatrix& mask, float threshold, float value);
+
   // ---- resampling (SSEMatrixScale.cpp) ----
   // Bilinear, corner-aligned resampling in place: target (i, j) samples source (i * sx, j * sy) with
   // sx = sizeX / newSizeX in float, the weights and the sum in the fixed order of the plain loop;

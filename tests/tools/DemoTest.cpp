@@ -7,11 +7,8 @@
 #include <string>
 
 #include "ToolTestSupport.h"
-#include "cli/HeightField.h"
+#include "cli/Formats.h"
 #include "cli/MeshConvert.h"
-#include "cli/MeshFile.h"
-#include "cli/Outline.h"
-#include "cli/Png.h"
 #include "cli/Summary.h"
 #include "cli/Synthetic.h"
 #include "qssse/polygon/SSE3dPolygon.h"
@@ -165,6 +162,33 @@ TEST(Demo, RoundTripGivesTheCrownBackWithinTheDocumentedBoundsInTheInterior) {
     EXPECT_EQ(DescribePng(tooltest::ReadAll(dir / ("out/" + std::string(picture))), picture),
               "PNG image 96 x 96, 8-bit RGB");
   }
+}
+
+TEST(Demo, RestorationAnalysisOfTheCrownAgreesWithItsMesh) {
+  tooltest::TempDir dir;
+  const auto r = tooltest::RunTool(dir, {"demo", "--out", dir / "out", "--size", "64"});
+  ASSERT_EQ(r.status, 0) << r.err;
+  EXPECT_NE(r.out.find("restoration octree"), std::string::npos);
+  const std::string json = tooltest::ReadText(dir / "out/summary.json");
+  // Five levels of a cell size of extent / 32; the angle is an arctangent plus the 0.0875 allowance.
+  EXPECT_EQ(JsonNumber(json, "octreeLevels"), 5.0);
+  EXPECT_EQ(JsonNumber(json, "octreeBricks"), 4681.0);
+  const double angle = JsonNumber(json, "restorationAngle");
+  EXPECT_GT(angle, -std::numbers::pi / 2 + 0.0875);
+  EXPECT_LT(angle, std::numbers::pi / 2 + 0.0875);
+  // Two copies of the crown as bottom meshes: twice its triangles, twice its shared vertices.
+  const double triangles = JsonNumber(json, "meshTriangles") - JsonNumber(json, "removedTriangles");
+  EXPECT_EQ(JsonNumber(json, "combinedTriangles"), 2 * triangles);
+  EXPECT_EQ(JsonNumber(json, "combinedVertices"), 2 * JsonNumber(json, "meshVertices"));
+  // The crown fits a blank 1 mm larger all round, not one whose top is 1 mm below its own.
+  EXPECT_EQ(JsonNumber(json, "insideBlank"), 1.0);
+  EXPECT_EQ(JsonNumber(json, "insideLowBlank"), 0.0);
+  const MeshData ply = ReadMesh(dir / "out/crown.ply");
+  float top = 0.0f;
+  for (const Vertex& v : ply.vertices) top = std::max(top, v.z);
+  EXPECT_EQ(static_cast<float>(JsonNumber(json, "crownTop")), top);  // written with 9 digits: the float exactly
+  EXPECT_GE(JsonNumber(json, "footprintPoints"), 3.0);
+  EXPECT_NE(tooltest::ReadText(dir / "out/footprint.svg").find("<polygon"), std::string::npos);
 }
 
 TEST(Demo, SummaryJsonEscapesTextAndWritesNonFiniteResultsAsNull) {

@@ -5,9 +5,7 @@
 #include <vector>
 
 #include "ToolTestSupport.h"
-#include "cli/Bytes.h"
-#include "cli/HeightField.h"
-#include "cli/Outline.h"
+#include "cli/Formats.h"
 
 using namespace qssse::tool;
 using tooltest::CountLines;

@@ -9,12 +9,9 @@
 #include <vector>
 
 #include "ToolTestSupport.h"
-#include "cli/Bytes.h"
+#include "cli/Formats.h"
 #include "cli/Error.h"
-#include "cli/HeightField.h"
 #include "cli/MeshConvert.h"
-#include "cli/MeshFile.h"
-#include "cli/Outline.h"
 #include "qssse/mesh/HTriangulation.h"
 #include "qssse/polygon/SSE3dPolygon.h"
 #include "qssse/raster/SSEMatrix.h"

@@ -5,11 +5,7 @@
 #include <vector>
 
 #include "ToolTestSupport.h"
-#include "cli/Bytes.h"
-#include "cli/HeightField.h"
-#include "cli/MeshFile.h"
-#include "cli/Outline.h"
-#include "cli/Png.h"
+#include "cli/Formats.h"
 
 using namespace qssse::tool;
 using tooltest::CountLines;
@@ -31,8 +27,8 @@ std::vector<std::string> WriteOneOfEach(const tooltest::TempDir& dir) {
   WriteHeightField(dir / "a.pfm", f);
   WriteHeightField(dir / "a.npy", f);
   WriteHeightField(dir / "a.png", f);
-  PngScale eight;
-  eight.bits = 8;
+  HeightFieldWriteOptions eight;
+  eight.png.bits = 8;
   WriteHeightField(dir / "a8.png", f, eight);
   WriteHeightField(dir / "a.qsm", f);
   MeshData m;
@@ -110,14 +106,14 @@ TEST(Program, CorruptedAndMissingFilesAreNamedInOneLine) {
   std::vector<unsigned char> png = tooltest::ReadAll(dir / "a.png");
   png[20] = 0xff;  // width in the header now disagrees with its checksum
   tooltest::WriteAll(dir / "bad.png", png, png.size());
-  WriteFileBytes(dir / "nan.pfm", std::string("Pf\n1 1\n-1\n\x00\x00\xc0\x7f", 14));
+  WriteFileBytes(dir / "inf.pfm", std::string("Pf\n1 1\n-1\n\x00\x00\x80\x7f", 14));
   const std::string dict = "{'descr': '<f4', 'fortran_order': False, 'shape': (30000, 30000), }\n";
   WriteFileBytes(dir / "huge.npy",
                  std::string("\x93NUMPY\x01\x00", 8) + static_cast<char>(dict.size()) + '\0' + dict);
   const std::vector<std::pair<std::string, std::string>> cases = {
       {"bad.png", "not a valid PNG"},
-      {"nan.pfm", "pixel (0, 0) is NaN"},
-      {"huge.npy", "larger than this program accepts"},
+      {"inf.pfm", "pixel (0, 0) is +infinity"},
+      {"huge.npy", "larger than this library accepts"},
       {"missing.pfm", "cannot open"},
   };
   for (const auto& [name, expected] : cases) {
@@ -138,7 +134,7 @@ TEST(Program, MorphWritesTheLibraryResultInTheFormatOfTheOutputName) {
   HeightField mask{20, 20, std::vector<float>(400, 0.0f)};
   mask.At(9, 9) = 1.0f;
   WriteHeightField(dir / "dot.npy", mask);
-  const auto r = RunTool(dir, {"morph", "chamfer", dir / "dot.npy", dir / "dist.pfm"});
+  const auto r = RunTool(dir, {"morph", "chamfer", dir / "dot.npy", dir / "dist.pfm", "--units", "chamfer"});
   ASSERT_EQ(r.status, 0) << r.err;
   const HeightField d = ReadHeightField(dir / "dist.pfm");
   EXPECT_EQ(d.At(9, 9), 0.0f);

@@ -2,12 +2,13 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cmath>
+#include <limits>
 #include <string>
 #include <vector>
 
 #include "ToolTestSupport.h"
-#include "cli/HeightField.h"
-#include "cli/MeshFile.h"
+#include "cli/Formats.h"
 
 using namespace qssse::tool;
 using tooltest::CountLines;
@@ -43,6 +44,23 @@ TEST(ScanCommand, ByDefaultAMeshedFieldComesBackAtItsSizeWithItsHeights) {
     EXPECT_EQ(back.height, 7);
     EXPECT_EQ(back.values, f.values) << side;
   }
+}
+
+TEST(ScanCommand, TheZBufferMarksOnlyUncoveredPixelsAsNoData) {
+  // A half square at height 0: its pixels hold a real 0, the other half no height.
+  tooltest::TempDir dir;
+  MeshData m;
+  m.vertices = {{0, 0, 0}, {4, 0, 0}, {0, 4, 0}, {4, 4, 7}};
+  m.triangles = {{0, 1, 2}};
+  WriteMesh(dir / "half.ply", m);
+  ASSERT_EQ(RunTool(dir, {"scan", dir / "half.ply", dir / "h.pfm", "--nodata-out", "nan"}).status, 0);
+  HeightFieldReadOptions keep;
+  keep.noValue = std::numeric_limits<float>::quiet_NaN();
+  const HeightField h = ReadHeightField(dir / "h.pfm", keep);
+  ASSERT_EQ(h.width, 5);
+  EXPECT_EQ(h.noDataPixels, 10u);  // x + y > 4
+  EXPECT_EQ(h.At(2, 2), 0.0f);
+  EXPECT_TRUE(std::isnan(h.At(3, 2)));
 }
 
 TEST(ScanCommand, FlatSquareFillsItsGridPointsAndARequestedSizeIsKept) {

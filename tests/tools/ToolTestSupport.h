@@ -1,73 +1,20 @@
 #pragma once
-#include <sys/wait.h>
-#include <unistd.h>
-
-#include <cstdio>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
-#include <random>
 #include <string>
 #include <vector>
 
-// Shared helpers of the tools tests: a private temporary directory, whole-file access and running the
-// built program with its output captured.
+#include "io/IoTestSupport.h"
+
+// Helpers of the program tests: those of the I/O tests, and running the built program with its output
+// captured.
 namespace tooltest {
 
-class TempDir {
- public:
-  TempDir() {
-    std::mt19937_64 rng(std::random_device{}());
-    path_ = std::filesystem::temp_directory_path() /
-            ("qssse-tools-" + std::to_string(::getpid()) + "-" + std::to_string(rng() % 1000000000));
-    std::filesystem::create_directories(path_);
-  }
-  ~TempDir() {
-    std::error_code ec;
-    std::filesystem::remove_all(path_, ec);
-  }
-  std::string operator/(const std::string& name) const { return (path_ / name).string(); }
-
- private:
-  std::filesystem::path path_;
-};
-
-inline std::vector<unsigned char> ReadAll(const std::string& path) {
-  std::ifstream f(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(f), std::istreambuf_iterator<char>()};
-}
-
-inline std::string ReadText(const std::string& path) {
-  const auto b = ReadAll(path);
-  return {b.begin(), b.end()};
-}
-
-inline void WriteAll(const std::string& path, const std::vector<unsigned char>& bytes, std::size_t n) {
-  std::ofstream f(path, std::ios::binary | std::ios::trunc);
-  f.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(n));
-}
-
-inline void WriteText(const std::string& path, const std::string& text) {
-  std::ofstream f(path, std::ios::binary | std::ios::trunc);
-  f << text;
-}
-
-struct RunResult {
-  int status = -1;
-  std::string out;
-  std::string err;
-};
-
-// Runs a shell command line with stdout and stderr captured in files of `dir`.
-inline RunResult RunShell(const TempDir& dir, const std::string& command) {
-  const std::string out = dir / "run.stdout", err = dir / "run.stderr";
-  const int rc = std::system((command + " >'" + out + "' 2>'" + err + "' </dev/null").c_str());
-  RunResult r;
-  r.status = WIFEXITED(rc) ? WEXITSTATUS(rc) : 128 + (WIFSIGNALED(rc) ? WTERMSIG(rc) : 0);
-  r.out = ReadText(out);
-  r.err = ReadText(err);
-  return r;
-}
+using iotest::ReadAll;
+using iotest::ReadText;
+using iotest::RunResult;
+using iotest::RunShell;
+using iotest::TempDir;
+using iotest::WriteAll;
+using iotest::WriteText;
 
 // Runs the built qssse program with the arguments (each quoted for the shell).
 inline RunResult RunTool(const TempDir& dir, const std::vector<std::string>& args) {

@@ -22,12 +22,14 @@ struct RasterInputOptions {
   bool haveHeightScale = false;
   double heightOffset = 0.0;
   bool haveHeightOffset = false;
+  bool haveNoData = false;  // pixels of this height carry none, as NaN pixels
+  float noData = 0.0f;
 };
 
 struct MeshOptions {
   std::string input, output, outline;
   RasterInputOptions raster;
-  float threshold = 0.0f;
+  std::string threshold = "auto";  // a height, or "auto": just below the lowest height (above the highest)
   bool below = false;
   int stepX = 1, stepY = 1;
   float scaleX = 1.0f, scaleY = 1.0f, scaleZ = 1.0f;
@@ -41,6 +43,7 @@ struct ScanOptions {
   bool minimum = false;
   bool threads = false;
   std::string method = "zbuffer";  // zbuffer | stamp | stamp-refined
+  bool noDataNaN = false;  // pixels no triangle covers written as NaN (transparent in a PNG)
   int bits = 16;
 };
 
@@ -58,7 +61,10 @@ struct MorphOptions {
   float radius = 2.0f;
   float threshold = 0.5f;
   int median = 3;
-  bool inside = false;  // chamfer: distances of the region's pixels to the background instead
+  bool inside = false;           // chamfer: distances of the region's pixels to the background instead
+  std::string units = "pixels";  // chamfer: "pixels" or "chamfer" (the raw 3-4 values)
+  bool binary = false;           // erode/dilate: the binary forms on the region above binaryThreshold
+  float binaryThreshold = 0.0f;
   int width = 0, height = 0;
   int bits = 16;
 };

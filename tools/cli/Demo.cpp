@@ -7,14 +7,12 @@
 #include <string>
 #include <vector>
 
-#include "cli/Bytes.h"
 #include "cli/Commands.h"
+#include "cli/DemoRestoration.h"
 #include "cli/Error.h"
-#include "cli/HeightField.h"
+#include "cli/Formats.h"
 #include "cli/MeshConvert.h"
-#include "cli/MeshFile.h"
 #include "cli/Morphology.h"
-#include "cli/Outline.h"
 #include "cli/Render.h"
 #include "cli/Summary.h"
 #include "cli/Synthetic.h"
@@ -237,7 +235,7 @@ int RunDemo(const DemoOptions& o) {
   const std::function<std::string(const std::string&)> out = [&](const std::string& name) {
     return (std::filesystem::path(o.outDir) / name).string();
   };
-  Summary s(11);
+  Summary s(11 + kRestorationDemoSteps);
   std::printf("qssse demo: a synthetic crown of %d x %d pixels, into %s/\n", o.size, o.size,
               o.outDir.c_str());
 
@@ -302,6 +300,7 @@ int RunDemo(const DemoOptions& o) {
 
   // 6. morphology on the mask
   RunMorphology(mask, s, out);
+  RunRestorationDemo(*mesh, s, out);
 
   WriteFileBytes(out("outlines.svg"), EncodeSvg(rings, o.size, o.size));
   s.File("outlines.svg");

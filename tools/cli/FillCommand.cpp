@@ -5,9 +5,8 @@
 
 #include "cli/Commands.h"
 #include "cli/Error.h"
-#include "cli/HeightField.h"
+#include "cli/Formats.h"
 #include "cli/MeshConvert.h"
-#include "cli/Outline.h"
 #include "cli/Progress.h"
 #include "cli/Summary.h"
 #include "qssse/polygon/SSE3dPolygon.h"
@@ -38,7 +37,7 @@ long long InterpolateInside(const CSSE3dPolygon& outline, CSSEMatrix& m, const c
 int RunFill(const FillOptions& o) {
   if (!std::isfinite(o.value)) throw ToolError("--value must be a number");
   const OutlinePoints points = ReadOutline(o.input);
-  RasterFormatFromName(o.output);  // a bad output name fails before the work
+  HeightFieldKindFromName(o.output);  // a bad output name fails before the work
   float maxX = 0.0f, maxY = 0.0f;
   for (const Vertex& p : points) maxX = std::max(maxX, p.x), maxY = std::max(maxY, p.y);
   // Default: the raster from pixel 0 to one pixel past the outline's extent.
@@ -62,9 +61,9 @@ int RunFill(const FillOptions& o) {
     m.ReplaceValueWithValue(1.0f, o.value, 0.5f);
   }
   const double ms = t.Ms();
-  PngScale s;
-  s.bits = o.bits;
-  WriteHeightField(o.output, FromMatrix(m), s);
+  HeightFieldWriteOptions out;
+  out.png.bits = o.bits;
+  WriteHeightField(o.output, FromMatrix(m), out);
   std::printf("%s: %d x %d, %lld pixels inside the outline of %zu points from %s%s, %.1f ms\n",
               o.output.c_str(), m.GetSizeX(), m.GetSizeY(), inside, points.size(), o.input.c_str(),
               o.heights ? ", heights interpolated from its points" : "", ms);

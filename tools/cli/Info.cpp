@@ -2,67 +2,53 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
-#include <filesystem>
 #include <limits>
 
-#include "cli/Bytes.h"
 #include "cli/Commands.h"
 #include "cli/Error.h"
-#include "cli/HeightField.h"
-#include "cli/MeshFile.h"
-#include "cli/Outline.h"
-#include "cli/Png.h"
+#include "cli/Formats.h"
 
 namespace qssse::tool {
 namespace {
 
-std::string Extension(const std::string& path) {
-  std::string e = std::filesystem::path(path).extension().string();
-  for (char& c : e) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-  return e;
-}
-
-void DescribeRaster(const std::string& path, RasterFormat f, const std::vector<unsigned char>& bytes,
+void DescribeRaster(const std::string& path, FileKind kind, const std::vector<unsigned char>& bytes,
                     const RasterInputOptions& r) {
-  PngScale scale;
-  scale.haveScale = r.haveHeightScale;
-  scale.scale = r.heightScale;
-  scale.haveOffset = r.haveHeightOffset;
-  scale.offset = r.heightOffset;
-  HeightField h;
-  switch (f) {
-    case RasterFormat::Pfm:
-      h = ParsePfm(bytes, path);
-      break;
-    case RasterFormat::Npy:
-      h = ParseNpy(bytes, path);
-      break;
-    case RasterFormat::Png:
-      std::printf("%s: %s\n", path.c_str(), DescribePng(bytes, path).c_str());
-      // Colour type of the header (valid once DescribePng succeeded): colour images are pictures.
-      if (bytes[25] != 0 && bytes[25] != 4) return;
-      h = ParsePngHeights(bytes, path, scale);
-      break;
-    case RasterFormat::Matrix:
-      h = LoadMatrixFile(path);
-      break;
+  if (kind == FileKind::Png) {
+    std::printf("%s: %s\n", path.c_str(), DescribePng(bytes, path).c_str());
+    if (!IsGreyPng(bytes, path)) return;  // colour images are pictures, not height fields
   }
+  HeightFieldReadOptions o;
+  o.png.haveScale = r.haveHeightScale;
+  o.png.scale = r.heightScale;
+  o.png.haveOffset = r.haveHeightOffset;
+  o.png.offset = r.heightOffset;
+  o.haveNoData = r.haveNoData;
+  o.noData = r.noData;
+  o.noValue = std::numeric_limits<float>::quiet_NaN();  // left out of the statistics
+  const HeightField h = ParseHeightField(bytes, kind, path, o);
   double sum = 0.0;
   float lo = std::numeric_limits<float>::max(), hi = std::numeric_limits<float>::lowest();
-  std::size_t zeros = 0;
+  std::size_t zeros = 0, valid = 0;
   for (float v : h.values) {
+    if (std::isnan(v)) continue;
     lo = std::min(lo, v);
     hi = std::max(hi, v);
     sum += v;
     zeros += v == 0.0f;
+    ++valid;
   }
-  std::printf("%s: %s height field %d x %d, heights %.6g .. %.6g, mean %.6g, %zu of %zu pixels are 0\n",
-              path.c_str(), RasterFormatName(f), h.width, h.height, lo, hi, sum / h.values.size(), zeros,
-              h.values.size());
+  if (valid == 0) lo = hi = 0.0f;
+  std::printf("%s: %s height field %d x %d, heights %.6g .. %.6g, mean %.6g, %zu of %zu pixels are 0",
+              path.c_str(), FileKindName(kind), h.width, h.height, lo, hi,
+              valid > 0 ? sum / static_cast<double>(valid) : 0.0, zeros, h.values.size());
+  if (h.noDataPixels > 0) std::printf(", %zu carry no height (read as 0)", h.noDataPixels);
+  std::printf("\n");
 }
 
-void DescribeMesh(const std::string& path, MeshFormat f, const std::vector<unsigned char>& bytes) {
-  const MeshData m = ParseMesh(bytes, f, path);
+void DescribeMesh(const std::string& path, FileKind kind, const std::vector<unsigned char>& bytes) {
+  MeshReadOptions o;
+  o.acceptPointCloud = true;
+  const MeshData m = ParseMesh(bytes, kind, path, o);
   const MeshData welded = WeldVertices(m);
   Vertex lo{}, hi{};
   if (!m.vertices.empty()) lo = hi = m.vertices.front();
@@ -71,10 +57,13 @@ void DescribeMesh(const std::string& path, MeshFormat f, const std::vector<unsig
     hi = {std::max(hi.x, v.x), std::max(hi.y, v.y), std::max(hi.z, v.z)};
   }
   std::printf(
-      "%s: %s mesh, %zu triangles, %zu vertices (%zu distinct), box (%.6g, %.6g, %.6g) .. (%.6g, %.6g, "
-      "%.6g)\n",
-      path.c_str(), MeshFormatName(f), m.triangles.size(), m.vertices.size(), welded.vertices.size(), lo.x,
-      lo.y, lo.z, hi.x, hi.y, hi.z);
+      "%s: %s %s, %zu triangles, %zu vertices (%zu distinct), box (%.6g, %.6g, %.6g) .. (%.6g, %.6g, %.6g)",
+      path.c_str(), FileKindName(kind), m.triangles.empty() ? "point cloud (no faces)" : "mesh",
+      m.triangles.size(), m.vertices.size(), welded.vertices.size(), lo.x, lo.y, lo.z, hi.x, hi.y, hi.z);
+  if (m.splitPolygons > 0)
+    std::printf(", %zu %s of more than three corners split into triangles", m.splitPolygons,
+                m.splitPolygons == 1 ? "polygon" : "polygons");
+  std::printf("\n");
 }
 
 void DescribeOutline(const std::string& path) {
@@ -98,26 +87,25 @@ void DescribeOutline(const std::string& path) {
 int RunInfo(const InfoOptions& o) {
   for (const std::string& path : o.files) {
     const std::vector<unsigned char> bytes = ReadFileBytes(path);
-    const std::string e = Extension(path);
-    RasterFormat rf;
-    bool isRaster = true;
-    try {
-      rf = DetectRasterFormat(bytes, path);
-    } catch (const ToolError&) {
-      isRaster = false;
-    }
-    if (isRaster) {
-      DescribeRaster(path, rf, bytes, o.raster);
-    } else if (e == ".stl" || e == ".ply" || e == ".obj" ||
-               (bytes.size() >= 4 && std::equal(bytes.begin(), bytes.begin() + 4, "ply\n"))) {
-      DescribeMesh(path, DetectMeshFormat(bytes, path), bytes);
-    } else if (e == ".svg") {
-      std::printf("%s: SVG picture, %zu bytes (written by this program, not read)\n", path.c_str(),
-                  bytes.size());
-    } else if (e == ".json") {
-      std::printf("%s: JSON text, %zu bytes\n", path.c_str(), bytes.size());
-    } else {
-      DescribeOutline(path);
+    const FileKind kind = DetectFileKind(bytes, path);
+    switch (RoleOf(kind)) {
+      case FileRole::HeightField:
+        DescribeRaster(path, kind, bytes, o.raster);
+        break;
+      case FileRole::Mesh:
+        DescribeMesh(path, kind, bytes);
+        break;
+      case FileRole::Outline:
+        DescribeOutline(path);
+        break;
+      case FileRole::Other:
+        std::printf("%s: %s, %zu bytes (written by this program, not read)\n", path.c_str(),
+                    FileKindName(kind), bytes.size());
+        break;
+      case FileRole::None:
+        throw ToolError(path,
+                        "not a file this program reads (height fields: PFM, PNG, NPY, .qsm; meshes: STL, "
+                        "PLY, OBJ, OFF; outlines: text)");
     }
   }
   return 0;

@@ -68,24 +68,7 @@ std::unique_ptr<CHTriangulation> BuildHeightMesh(CSSEMatrix& heights, const Heig
   return mesh;
 }
 
-MeshData ToMeshData(const CHTriangulation& mesh) {
-  MeshData soup;
-  const int n = mesh.GetNumTriangles();
-  soup.vertices.reserve(static_cast<std::size_t>(n) * 3);
-  soup.triangles.reserve(static_cast<std::size_t>(n));
-  for (int i = 0; i < n; ++i) {
-    const t_htriangle* t = mesh.GetTriangle(i);
-    for (const SSEPoint* p : t->point) {
-      if (!std::isfinite(p->x) || !std::isfinite(p->y) || !std::isfinite(p->z)) {
-        throw ToolError("triangle " + std::to_string(i) + " has a corner that is not a finite number");
-      }
-      soup.vertices.push_back({p->x, p->y, p->z});
-    }
-    const auto first = static_cast<std::uint32_t>(3 * i);
-    soup.triangles.push_back({first, first + 1, first + 2});
-  }
-  return WeldVertices(soup);
-}
+MeshData ToMeshData(const CHTriangulation& mesh) { return MeshDataFromTriangulation(mesh); }
 
 std::unique_ptr<CHTriangulation> ToTriangulation(const MeshData& data, const std::string& source) {
   if (data.triangles.size() > static_cast<std::size_t>(std::numeric_limits<int>::max() / 3)) {
@@ -94,20 +77,7 @@ std::unique_ptr<CHTriangulation> ToTriangulation(const MeshData& data, const std
   }
   CheckMeshFits(data.triangles.size(), source);
   auto mesh = std::make_unique<CHTriangulation>();
-  mesh->BaseInitialization(1.0f, 1.0f, 1.0f);
-  const int n = static_cast<int>(data.triangles.size());
-  mesh->CreateTriangulation(n);
-  for (int i = 0; i < n; ++i) {
-    const t_htriangle* t = mesh->GetTriangle(i);
-    for (int k = 0; k < 3; ++k) {
-      const Vertex& v = data.vertices[data.triangles[static_cast<std::size_t>(i)][k]];
-      *t->point[k] = qssse::MakeSSEPoint(v.x, v.y, v.z);
-    }
-  }
-  if (n > 0) {
-    mesh->CalcSTV();
-    mesh->CalcBoundingBox();
-  }
+  CopyToTriangulation(data, *mesh);
   return mesh;
 }
 

@@ -4,8 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "cli/MeshFile.h"
-#include "cli/Outline.h"
+#include "cli/Formats.h"
 
 class CHTriangulation;
 class CSSE3dPolygon;
@@ -42,11 +41,11 @@ std::unique_ptr<CHTriangulation> BuildHeightMesh(CSSEMatrix& heights, const Heig
 // outline point), so the pixels left are the corners it may use.
 long long ClipToOutline(CSSEMatrix& m, CSSE3dPolygon& outline, float value);
 
-// The mesh's triangles with their corners welded into shared vertices (bit-identical coordinates).
-// Throws ToolError when a corner is not finite (an overflowing scale).
+// The mesh's triangles with their corners welded into shared vertices (MeshDataFromTriangulation).
+// Throws when a corner is not finite (an overflowing scale).
 MeshData ToMeshData(const CHTriangulation& mesh);
 
-// A library mesh of the triangles (corners copied, w = 0) with unit scales, edge vectors and box computed.
+// A library mesh of the triangles (CopyToTriangulation: unit scales, edge vectors and box computed).
 // Throws ToolError naming `source` when the mesh has more triangles than the library can count or the
 // machine can hold.
 std::unique_ptr<CHTriangulation> ToTriangulation(const MeshData& data, const std::string& source);

@@ -3,8 +3,9 @@
 
 #include "cli/Commands.h"
 #include "cli/Error.h"
-#include "cli/HeightField.h"
+#include "cli/Formats.h"
 #include "cli/Morphology.h"
+#include "cli/Progress.h"
 #include "qssse/raster/Filters.h"
 #include "qssse/raster/SSEMatrix.h"
 
@@ -14,6 +15,12 @@ void BinariseMask(CSSEMatrix& m, bool invert) {
   for (int y = 0; y < m.GetSizeY(); ++y) {
     for (int x = 0; x < m.GetSizeX(); ++x)
       m.SetPoint(x, y, (m.GetPoint(x, y) != 0.0f) != invert ? 1.0f : 0.0f);
+  }
+}
+
+void BinariseAbove(CSSEMatrix& m, float threshold) {
+  for (int y = 0; y < m.GetSizeY(); ++y) {
+    for (int x = 0; x < m.GetSizeX(); ++x) m.SetPoint(x, y, m.GetPoint(x, y) > threshold ? 1.0f : 0.0f);
   }
 }
 
@@ -34,24 +41,66 @@ void DilateMask(CSSEMatrix& m, float radius) {
   m.Dilate(radius, 0.0f, 1.0f, 0, m.GetSizeX() - 1, 0, m.GetSizeY() - 1);
 }
 
+int ThinUntilStable(CSSEMatrix& m, float threshold) {
+  Progress progress("thinning");
+  const long long region = m.NumValuesAbove(threshold);
+  m.ZhangSuen(threshold);
+  int runs = 1;
+  // The result is a 0/1 skeleton, so every further run thins at 0.5 and can only delete pixels:
+  // an unchanged count means an unchanged skeleton.
+  for (long long left = m.NumValuesAbove(0.5f);;) {
+    progress.Update(region - left, region);
+    m.ZhangSuen(0.5f);
+    ++runs;
+    const long long now = m.NumValuesAbove(0.5f);
+    if (now == left) break;
+    left = now;
+  }
+  return runs;
+}
+
+namespace {
+
+void CheckOptionsFitTheOperation(const MorphOptions& o) {
+  if (o.binary && o.op != "erode" && o.op != "dilate")
+    throw ToolError("--binary applies to erode and dilate, not to " + o.op);
+  if (o.units != "pixels" && o.op != "chamfer") throw ToolError("--units applies to chamfer, not to " + o.op);
+}
+
+void Chamfer(CSSEMatrix& m, const MorphOptions& o) {
+  ChamferDistance(m, o.inside);
+  if (o.units == "chamfer") return;
+  // 3 chamfer units per axial step: a diagonal step becomes 4/3.
+  for (int y = 0; y < m.GetSizeY(); ++y) {
+    for (int x = 0; x < m.GetSizeX(); ++x) m.SetPoint(x, y, m.GetPoint(x, y) / 3.0f);
+  }
+}
+
+void ErodeOrDilate(CSSEMatrix& m, const MorphOptions& o) {
+  const bool erode = o.op == "erode";
+  if (!o.binary) {
+    erode ? m.MinimumFilterDisc(o.radius) : m.MaximumFilterDisc(o.radius);
+    return;
+  }
+  BinariseAbove(m, o.binaryThreshold);
+  const int x1 = m.GetSizeX() - 1, y1 = m.GetSizeY() - 1;
+  erode ? m.Errode(o.radius, 0.0f, 1.0f, 0, x1, 0, y1) : m.Dilate(o.radius, 0.0f, 1.0f, 0, x1, 0, y1);
+}
+
+}  // namespace
+
 int RunMorph(const MorphOptions& o) {
-  PngScale in;
-  in.haveScale = o.raster.haveHeightScale;
-  in.scale = o.raster.heightScale;
-  in.haveOffset = o.raster.haveHeightOffset;
-  in.offset = o.raster.heightOffset;
-  const HeightField h = ReadHeightField(o.input, in);
-  RasterFormatFromName(o.output);  // a bad output name fails before the work
+  CheckOptionsFitTheOperation(o);
+  const HeightField h = ReadRasterInput(o.input, o.raster);
+  HeightFieldKindFromName(o.output);  // a bad output name fails before the work
   CSSEMatrix m;
   ToMatrix(h, m);
   if (o.op == "chamfer") {
-    ChamferDistance(m, o.inside);
-  } else if (o.op == "erode") {
-    ErodeMask(m, o.radius);
-  } else if (o.op == "dilate") {
-    DilateMask(m, o.radius);
+    Chamfer(m, o);
+  } else if (o.op == "erode" || o.op == "dilate") {
+    ErodeOrDilate(m, o);
   } else if (o.op == "thin") {
-    m.ZhangSuen(o.threshold);
+    ThinUntilStable(m, o.threshold);
   } else if (o.op == "median") {
     CSSEMatrix filtered;
     if (o.median == 5)
@@ -66,9 +115,9 @@ int RunMorph(const MorphOptions& o) {
     throw ToolError("unknown operation '" + o.op + "'");
   }
   const HeightField out = FromMatrix(m);
-  PngScale s;
-  s.bits = o.bits;
-  WriteHeightField(o.output, out, s);
+  HeightFieldWriteOptions written;
+  written.png.bits = o.bits;
+  WriteHeightField(o.output, out, written);
   std::printf("%s: %s of %s, %d x %d\n", o.output.c_str(), o.op.c_str(), o.input.c_str(), out.width,
               out.height);
   return 0;

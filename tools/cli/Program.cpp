@@ -20,6 +20,10 @@ void AddRasterInput(CLI::App* c, RasterInputOptions& r) {
   c->add_option_function<double>(
       "--height-offset", [&r](double v) { r.heightOffset = v, r.haveHeightOffset = true; },
       "height of grey level 0 of a PNG input (default: the file's HeightOffset text, else 0)");
+  c->add_option_function<double>(
+      "--nodata", [&r](double v) { r.noData = static_cast<float>(v), r.haveNoData = true; },
+      "height that marks pixels without one (e.g. -9999 or --nodata=-inf); such pixels, NaN pixels and "
+      "transparent PNG pixels are read as 0, the library's \"no value\", and counted");
 }
 
 void AddBits(CLI::App* c, int& bits) {
@@ -48,7 +52,10 @@ int RunProgram(int argc, char** argv) {
   CLI::App* cMesh = app.add_subcommand("mesh", "turn a height field into a triangle mesh");
   cMesh->add_option("input", mesh.input, "height field (.pfm, .png, .npy, .qsm)")->required();
   cMesh->add_option("output", mesh.output, "mesh (.stl, .ply, .obj)")->required();
-  cMesh->add_option("--threshold", mesh.threshold, "height a cell corner must pass to be meshed")
+  cMesh
+      ->add_option("--threshold", mesh.threshold,
+                   "height a cell corner must pass to be meshed; auto: just below the lowest height (above the "
+                   "highest with --below), so the whole field is meshed")
       ->capture_default_str();
   cMesh->add_flag("--below", mesh.below, "keep corners below the threshold instead of above");
   cMesh
@@ -92,6 +99,11 @@ int RunProgram(int argc, char** argv) {
       ->check(CLI::IsMember({"zbuffer", "stamp", "stamp-refined"}))
       ->capture_default_str();
   cScan->add_flag("--threads", scan.threads, "stamp methods: convert on ten worker threads (the same result)");
+  cScan
+      ->add_option_function<std::string>(
+          "--nodata-out", [&scan](const std::string& v) { scan.noDataNaN = v == "nan"; },
+          "value of the pixels no triangle covers: 0 (default) or nan (transparent in a PNG)")
+      ->check(CLI::IsMember({"0", "nan"}));
   AddBits(cScan, scan.bits);
   cScan->footer(
       "Methods:\n"
@@ -118,24 +130,47 @@ int RunProgram(int argc, char** argv) {
   AddBits(cFill, fill.bits);
 
   MorphOptions morph;
-  CLI::App* cMorph =
-      app.add_subcommand("morph", "chamfer, erode, dilate, thin, median-filter or rescale a raster");
+  CLI::App* cMorph = app.add_subcommand("morph",
+                                        "chamfer distances, erosion and dilation over a disc, thinning, "
+                                        "median filter or rescaling of a raster");
   cMorph->add_option("op", morph.op, "chamfer | erode | dilate | thin | median | scale")
       ->required()
       ->check(CLI::IsMember({"chamfer", "erode", "dilate", "thin", "median", "scale"}));
   cMorph->add_option("input", morph.input, "raster (.pfm, .png, .npy, .qsm)")->required();
   cMorph->add_option("output", morph.output, "raster (.pfm, .png, .npy, .qsm)")->required();
-  cMorph->add_option("--radius", morph.radius, "erode/dilate radius in pixels")
+  cMorph
+      ->add_option(
+          "--radius", morph.radius,
+          "erode/dilate: radius of the disc in pixels (dx^2 + dy^2 <= radius^2; below 1 changes nothing)")
       ->check(CLI::PositiveNumber)
       ->capture_default_str();
-  cMorph->add_option("--threshold", morph.threshold, "thin: pixels above it are foreground")
+  cMorph
+      ->add_option_function<float>(
+          "--binary", [&morph](float t) { morph.binary = true, morph.binaryThreshold = t; },
+          "erode/dilate: the binary forms on the region of the pixels above THRESHOLD (result 1 and 0)")
+      ->type_name("THRESHOLD");
+  cMorph
+      ->add_option("--threshold", morph.threshold,
+                   "thin: pixels above it are foreground; thinning repeats until no pixel changes")
       ->capture_default_str();
   cMorph->add_flag("--inside", morph.inside, "chamfer: distance of each region pixel to the background");
+  cMorph
+      ->add_option("--units", morph.units,
+                   "chamfer: pixels (1 per step, 4/3 per diagonal) or chamfer (3 and 4)")
+      ->check(CLI::IsMember({"pixels", "chamfer"}))
+      ->capture_default_str();
   cMorph->add_option("--median", morph.median, "median window, 3 or 5")
       ->check(CLI::IsMember({3, 5}))
       ->capture_default_str();
   cMorph->add_option("--width", morph.width, "scale: new width")->check(CLI::Range(1, 32000));
   cMorph->add_option("--height", morph.height, "scale: new height")->check(CLI::Range(1, 31999));
+  cMorph->footer(
+      "erode and dilate give every pixel the minimum, respectively maximum, of the disc around it "
+      "(clipped at the border; NaN pixels are skipped).\nchamfer gives every pixel its distance to the "
+      "nearest non-zero pixel (--inside: every non-zero pixel its distance to the nearest zero one). It "
+      "clears a frame to 0: the 4 left and 5 right columns, the top 4 rows and the bottom 4 to 7 rows (4 "
+      "plus the height mod 4). Without any pixel to measure to, the inside keeps 33333.3 (99999.9 in "
+      "chamfer units).");
   AddRasterInput(cMorph, morph.raster);
   AddBits(cMorph, morph.bits);
 
@@ -146,6 +181,10 @@ int RunProgram(int argc, char** argv) {
 
   // Commands that live in files of their own.
   std::vector<Subcommand> more;
+  more.push_back(AddHull(app));
+  more.push_back(AddDelaunay(app));
+  more.push_back(AddOffset(app));
+  more.push_back(AddLoft(app));
 
   try {
     app.parse(argc, argv);

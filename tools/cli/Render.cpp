@@ -2,9 +2,9 @@
 
 #include <algorithm>
 #include <cmath>
+#include <utility>
 
-#include "cli/Bytes.h"
-#include "cli/Png.h"
+#include "cli/Formats.h"
 
 namespace qssse::tool {
 namespace {
@@ -21,6 +21,18 @@ void Put(RgbImage& img, std::size_t i, double r, double g, double b) {
 
 double Lerp(double a, double b, double t) { return a + (b - a) * t; }
 
+// The pictures are drawn in the raster's row order and then turned upside down, so that the largest
+// y is at the top, as on a plotted surface.
+RgbImage YUp(RgbImage img) {
+  const std::size_t row = static_cast<std::size_t>(img.width) * 3;
+  for (int top = 0, bottom = img.height - 1; top < bottom; ++top, --bottom) {
+    std::swap_ranges(img.rgb.begin() + static_cast<std::ptrdiff_t>(top * row),
+                     img.rgb.begin() + static_cast<std::ptrdiff_t>((top + 1) * row),
+                     img.rgb.begin() + static_cast<std::ptrdiff_t>(bottom * row));
+  }
+  return img;
+}
+
 }  // namespace
 
 RgbImage RenderRelief(const HeightField& h, double pixelSize, float background) {
@@ -34,8 +46,9 @@ RgbImage RenderRelief(const HeightField& h, double pixelSize, float background) 
     any = true;
   }
   const double range = hi > lo ? hi - lo : 1.0;
-  // Light from the upper left and a little above, as a person expects a relief to be lit.
-  const double lx = -0.5, ly = -0.5, lz = 0.707;
+  // Light from the upper left of the picture (low x, high y) and a little above, as a person expects a
+  // relief to be lit.
+  const double lx = -0.5, ly = 0.5, lz = 0.707;
   for (int y = 0; y < h.height; ++y) {
     for (int x = 0; x < h.width; ++x) {
       const std::size_t i = static_cast<std::size_t>(y) * h.width + x;
@@ -57,7 +70,7 @@ RgbImage RenderRelief(const HeightField& h, double pixelSize, float background) 
       Put(img, i, light * Lerp(0.55, 1.00, t), light * Lerp(0.45, 0.96, t), light * Lerp(0.40, 0.86, t));
     }
   }
-  return img;
+  return YUp(std::move(img));
 }
 
 RgbImage RenderMask(const HeightField& h) {
@@ -66,7 +79,7 @@ RgbImage RenderMask(const HeightField& h) {
     const double g = h.values[i] != 0.0f ? 1.0 : 0.0;
     Put(img, i, g, g, g);
   }
-  return img;
+  return YUp(std::move(img));
 }
 
 RgbImage RenderDistance(const HeightField& h) {
@@ -88,7 +101,7 @@ RgbImage RenderDistance(const HeightField& h) {
     else
       Put(img, i, Lerp(0.13, 0.99, 2 * t - 1), Lerp(0.57, 0.91, 2 * t - 1), Lerp(0.55, 0.14, 2 * t - 1));
   }
-  return img;
+  return YUp(std::move(img));
 }
 
 RgbImage RenderSkeleton(const HeightField& mask, const HeightField& skeleton) {
@@ -101,7 +114,7 @@ RgbImage RenderSkeleton(const HeightField& mask, const HeightField& skeleton) {
     else
       Put(img, i, 0.08, 0.08, 0.09);
   }
-  return img;
+  return YUp(std::move(img));
 }
 
 RgbImage RenderDifference(const HeightField& diff, float bound, const HeightField* valid) {
@@ -118,7 +131,7 @@ RgbImage RenderDifference(const HeightField& diff, float bound, const HeightFiel
     else
       Put(img, i, 1.0 + 0.8 * t, 1.0 + 0.8 * t, 1.0);
   }
-  return img;
+  return YUp(std::move(img));
 }
 
 void WritePng(const std::string& path, const RgbImage& image) {

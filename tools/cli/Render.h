@@ -2,15 +2,17 @@
 #include <string>
 #include <vector>
 
-#include "cli/HeightField.h"
+#include "cli/Formats.h"
 
 // Pictures of rasters for a person: shaded relief, masks, distance maps, skeletons and differences.
+// Every picture puts the raster's largest y at the top, as on a plotted surface (so a model with y
+// pointing up is not shown upside down): picture row 0 shows raster row height - 1.
 namespace qssse::tool {
 
 struct RgbImage {
   int width = 0;
   int height = 0;
-  std::vector<unsigned char> rgb;  // 3 bytes per pixel, rows from the top
+  std::vector<unsigned char> rgb;  // 3 bytes per pixel, rows from the top of the picture
 };
 
 // Hill-shaded relief lit from the upper left, tinted from dark (low) to ivory (high); pixels at exactly

@@ -2,13 +2,13 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
+#include <limits>
 #include <string>
 
 #include "cli/Commands.h"
 #include "cli/Error.h"
-#include "cli/HeightField.h"
+#include "cli/Formats.h"
 #include "cli/MeshConvert.h"
-#include "cli/MeshFile.h"
 #include "cli/Progress.h"
 #include "cli/Summary.h"
 #include "qssse/mesh/HTriangulation.h"
@@ -111,8 +111,8 @@ int RunScan(const ScanOptions& o) {
     throw ToolError("--threads applies to --method stamp and stamp-refined (the z-buffer runs on one thread)");
   }
   const bool stamped = method != Method::kZBuffer;
-  const MeshData data = ReadMesh(o.input);
-  RasterFormatFromName(o.output);  // a bad output name fails before the work
+  const MeshData data = ReadMeshInput(o.input);
+  HeightFieldKindFromName(o.output);  // a bad output name fails before the work
   if (data.triangles.empty()) throw ToolError(o.input, "the mesh has no triangles");
   const std::unique_ptr<CHTriangulation> mesh = ToTriangulation(data, o.input);
   mesh->SetScanConvResolution(o.resolution, o.resolution, 1.0f);
@@ -151,7 +151,8 @@ int RunScan(const ScanOptions& o) {
   try {
     SlowStepProgress progress("scan conversion");
     if (method == Method::kZBuffer) {
-      mesh->ScanConvertTriangulationZBuffer_MinMaxPoint(&m, keepMax, 0.0f, o.zOffset, lo, top,
+      const float noData = o.noDataNaN ? std::numeric_limits<float>::quiet_NaN() : 0.0f;
+      mesh->ScanConvertTriangulationZBuffer_MinMaxPoint(&m, keepMax, noData, o.zOffset, lo, top,
                                                         [&](int done, int total) { progress(done, total); });
     } else {
       const double seconds = StampSamples(*mesh) / kSamplesPerSecond;
@@ -171,10 +172,13 @@ int RunScan(const ScanOptions& o) {
   if (!m.HasPixels()) throw ToolError(o.input, "the mesh gives an empty raster at this resolution");
   const HeightField out = FromMatrix(m);
   std::size_t covered = 0;
-  for (float v : out.values) covered += v != 0.0f;
-  PngScale s;
-  s.bits = o.bits;
-  WriteHeightField(o.output, out, s);
+  for (float v : out.values) covered += v != 0.0f && v == v;
+  HeightFieldWriteOptions written;
+  written.png.bits = o.bits;
+  // The z-buffer marks uncovered pixels itself (NaN when asked), so that a height of 0 stays a height;
+  // the stamped forms have only 0 for them.
+  written.zeroAsNaN = o.noDataNaN && stamped;
+  WriteHeightField(o.output, out, written);
   char heights[64] = "heights as in the mesh";
   if (stamped) std::snprintf(heights, sizeof heights, "heights above z %.6g", lo.z);
   std::printf("%s: %d x %d pixels, %zu covered by the %zu triangles of %s, pixel (0, 0) at x %.6g, y %.6g, "

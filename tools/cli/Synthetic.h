@@ -1,6 +1,5 @@
 #pragma once
-#include "cli/HeightField.h"
-#include "cli/Outline.h"
+#include "cli/Formats.h"
 
 // A synthetic restoration for the demo and the tests: a crown-like height field with a smooth
 // occlusal surface, four cusps and a central fissure over a steep side wall, and its margin outline.

@@ -1,0 +1,222 @@
+// Graham's scan: the lowest point becomes the anchor, the others are sorted by angle about it (the
+// comparison also flags every point that is hidden behind another on the same ray), the flagged points
+// are squashed out, and one pass over the sorted points keeps the strict left turns on a stack.
+#include "qssse/geometry/HConvexHull2D.h"
+
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <utility>
+
+#include "qssse/platform/MemoryException.h"
+#include "qssse/polygon/SSE2dPolygon.h"
+#include "qssse/polygon/SSE3dPolygon.h"
+
+namespace {
+
+constexpr float kAreaTolerance = 0.0005f;
+constexpr unsigned kMaxRecordSize = 64;
+
+// Doubled signed area of (a, b, c) in single precision, positive for a left turn.
+float Area2(const tPointStruc& a, const tPointStruc& b, const tPointStruc& c) {
+  return (c.y - a.y) * (b.x - a.x) - (b.y - a.y) * (c.x - a.x);
+}
+
+}  // namespace
+
+CHConvexHull2D::CHConvexHull2D(CSSE3dPolygon* polygon) : n(0), nDelete(0), P(nullptr), top(nullptr) {
+  const int count = polygon != nullptr ? polygon->GetNumPoints() : 0;
+  if (count <= 0) return;
+  // 1. the points, numbered by their place in the polygon
+  P = static_cast<tPointStruc*>(std::calloc(static_cast<std::size_t>(count), sizeof(tPointStruc)));
+  if (P == nullptr) AfxThrowMemoryException();
+  n = count;
+  for (int i = 0; i < n; ++i) {
+    P[i].vnum = i;
+    polygon->GetPoint(i, P[i].x, P[i].y, P[i].z);
+  }
+  try {
+    // 2. the anchor, 3. the angular order, 4. the squash, 5. the scan
+    FindLowest();
+    QuickSort(&P[1], static_cast<unsigned>(n - 1), sizeof(tPointStruc));
+    CompareSurvivors();
+    if (nDelete >= 1) Squash();
+    top = Graham();
+  } catch (...) {
+    Release();
+    throw;
+  }
+}
+
+CHConvexHull2D::~CHConvexHull2D() { Release(); }
+
+void CHConvexHull2D::Release() {
+  while (top != nullptr) top = Pop(top);
+  std::free(P);
+  P = nullptr;
+}
+
+void CHConvexHull2D::ObtainConvexHull3D(CSSE3dPolygon* out) {
+  if (out == nullptr) return;
+  int h = 0;
+  for (const tStackCell* c = top; c != nullptr; c = c->next) ++h;
+  out->Create(h);
+  int i = h - 1;
+  for (const tStackCell* c = top; c != nullptr; c = c->next, --i) out->SetPoint(i, c->p->x, c->p->y, c->p->z);
+}
+
+void CHConvexHull2D::ObtainConvexHull2D(CSSE2dPolygon* out) {
+  if (out == nullptr) return;
+  int h = 0;
+  for (const tStackCell* c = top; c != nullptr; c = c->next) ++h;
+  out->Create(h);
+  int i = h - 1;
+  for (const tStackCell* c = top; c != nullptr; c = c->next, --i) out->SetPoint(i, c->p->x, c->p->y);
+}
+
+void CHConvexHull2D::FindLowest() {
+  int m = 0;
+  for (int i = 1; i < n; ++i) {
+    if (P[i].y < P[m].y || (P[i].y == P[m].y && P[i].x < P[m].x)) m = i;
+  }
+  Swap(0, m);
+}
+
+int CHConvexHull2D::Compare(const void* a, const void* b) {
+  tPointStruc* pi = static_cast<tPointStruc*>(const_cast<void*>(a));
+  tPointStruc* pj = static_cast<tPointStruc*>(const_cast<void*>(b));
+  const float area = Area2(P[0], *pi, *pj);
+  if (area > kAreaTolerance) return -1;
+  if (area < -kAreaTolerance) return 1;
+  // On one ray from the anchor: the nearer point can never be a hull vertex.
+  ++nDelete;
+  const float dx = std::abs(pi->x - P[0].x) - std::abs(pj->x - P[0].x);
+  const float dy = std::abs(pi->y - P[0].y) - std::abs(pj->y - P[0].y);
+  if (dx < 0.0f || dy < 0.0f) {
+    pi->deleted = true;
+    return -1;
+  }
+  if (dx > 0.0f || dy > 0.0f) {
+    pj->deleted = true;
+    return 1;
+  }
+  if (pi->vnum <= pj->vnum) {
+    pi->deleted = true;
+  } else {
+    pj->deleted = true;
+  }
+  return 0;
+}
+
+void CHConvexHull2D::QuickSort(void* base, unsigned int count, unsigned int size) {
+  if (size > kMaxRecordSize) return;
+  unsigned char* records = static_cast<unsigned char*>(base);
+  // The exchange buffer lives in this call: nothing is shared between hulls or threads.
+  unsigned char buffer[kMaxRecordSize];
+  const auto at = [&](unsigned k) { return records + static_cast<std::size_t>(k) * size; };
+  const auto exchange = [&](unsigned i, unsigned j) {
+    std::memcpy(buffer, at(i), size);
+    std::memcpy(at(i), at(j), size);
+    std::memcpy(at(j), buffer, size);
+  };
+  while (count >= 2) {
+    // Partition about the middle record, followed by index when it moves. i <= pivot <= j throughout,
+    // and the pivot is never compared with itself (that comparison would flag it as its own duplicate).
+    unsigned pivot = (count - 1) / 2;
+    unsigned i = 0;
+    unsigned j = count - 1;
+    for (;;) {
+      while (i < pivot && Compare(at(i), at(pivot)) < 0) ++i;
+      while (j > pivot && Compare(at(j), at(pivot)) > 0) --j;
+      if (i == j) break;
+      if (Compare(at(i), at(j)) != 0) {
+        exchange(i, j);
+        if (pivot == i) {
+          pivot = j;
+        } else if (pivot == j) {
+          pivot = i;
+        }
+      }
+      if (i != pivot) ++i;
+      if (j != pivot) --j;
+    }
+    // Recurse into the smaller side and loop on the larger, so the depth stays logarithmic. The two
+    // sides share no record, so the comparisons made (and their flags) do not depend on the order.
+    const unsigned left = pivot;
+    const unsigned right = count - pivot - 1;
+    if (left < right) {
+      QuickSort(records, left, size);
+      records = at(pivot + 1);
+      count = right;
+    } else {
+      QuickSort(at(pivot + 1), right, size);
+      count = left;
+    }
+  }
+}
+
+void CHConvexHull2D::CompareSurvivors() {
+  // A sort compares two points only where their paths meet: two copies of a point can end on either
+  // side of a third copy that is flagged by both, and never meet. Comparing each unflagged point with
+  // the next one in angular order leaves exactly one point (the farthest) on every ray.
+  int s = -1;
+  for (int k = 1; k < n; ++k) {
+    if (P[k].deleted) continue;
+    if (s >= 0) Compare(&P[s], &P[k]);
+    if (!P[k].deleted) s = k;
+  }
+}
+
+void CHConvexHull2D::Squash() {
+  int j = 0;
+  for (int i = 0; i < n; ++i) {
+    if (!P[i].deleted) Copy(i, j++);
+  }
+  n = j;
+}
+
+tStackCell* CHConvexHull2D::Graham() {
+  tStackCell* s = nullptr;
+  try {
+    if (n >= 1) s = Push(&P[0], s);
+    if (n >= 2) s = Push(&P[1], s);
+    int i = 2;
+    while (i < n) {
+      if (s->next == nullptr) {
+        // The stack ran down to the anchor: the points are too close to one line for the tolerance.
+        std::printf("Error\n");
+        Pop(s);
+        return nullptr;
+      }
+      if (Area2(*s->next->p, *s->p, P[i]) > kAreaTolerance) {
+        s = Push(&P[i], s);
+        ++i;
+      } else {
+        s = Pop(s);
+      }
+    }
+  } catch (...) {
+    while (s != nullptr) s = Pop(s);
+    throw;
+  }
+  return s;
+}
+
+tStackCell* CHConvexHull2D::Push(tPointStruc* p, tStackCell* below) {
+  auto* cell = static_cast<tStackCell*>(std::malloc(sizeof(tStackCell)));
+  if (cell == nullptr) AfxThrowMemoryException();
+  cell->p = p;
+  cell->next = below;
+  return cell;
+}
+
+tStackCell* CHConvexHull2D::Pop(tStackCell* cell) {
+  tStackCell* below = cell->next;
+  std::free(cell);
+  return below;
+}
+
+void CHConvexHull2D::Copy(int from, int to) { P[to] = P[from]; }
+
+void CHConvexHull2D::Swap(int i, int j) { std::swap(P[i], P[j]); }

@@ -1,0 +1,155 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <array>
+#include <cstdint>
+#include <random>
+#include <vector>
+
+#include "qssse/geometry/HConvexHull2D.h"
+#include "qssse/polygon/SSE2dPolygon.h"
+#include "qssse/polygon/SSE3dPolygon.h"
+
+namespace {
+
+using P3 = std::array<float, 3>;
+
+CSSE3dPolygon Make(const std::vector<P3>& pts) {
+  CSSE3dPolygon p;
+  p.Create(static_cast<int>(pts.size()));
+  for (int i = 0; i < static_cast<int>(pts.size()); ++i) p.SetPoint(i, pts[i][0], pts[i][1], pts[i][2]);
+  return p;
+}
+
+std::vector<P3> Hull(const std::vector<P3>& pts) {
+  CSSE3dPolygon in = Make(pts);
+  CHConvexHull2D hull(&in);
+  CSSE3dPolygon out;
+  hull.ObtainConvexHull3D(&out);
+  std::vector<P3> r(static_cast<std::size_t>(out.GetNumPoints()));
+  for (int i = 0; i < out.GetNumPoints(); ++i) out.GetPoint(i, r[i][0], r[i][1], r[i][2]);
+  return r;
+}
+
+// Oracle: Andrew's monotone chain on integer points with strict turns, rotated to start at the lowest
+// (then leftmost) point, counter-clockwise.
+using I2 = std::array<std::int64_t, 2>;
+std::int64_t Cross(const I2& o, const I2& a, const I2& b) {
+  return (a[0] - o[0]) * (b[1] - o[1]) - (a[1] - o[1]) * (b[0] - o[0]);
+}
+std::vector<I2> MonotoneChain(std::vector<I2> p) {
+  std::sort(p.begin(), p.end());
+  p.erase(std::unique(p.begin(), p.end()), p.end());
+  if (p.size() < 3) return p;
+  std::vector<I2> h(2 * p.size());
+  std::size_t k = 0;
+  for (std::size_t i = 0; i < p.size(); ++i) {
+    while (k >= 2 && Cross(h[k - 2], h[k - 1], p[i]) <= 0) --k;
+    h[k++] = p[i];
+  }
+  for (std::size_t i = p.size() - 1, t = k + 1; i-- > 0;) {
+    while (k >= t && Cross(h[k - 2], h[k - 1], p[i]) <= 0) --k;
+    h[k++] = p[i];
+  }
+  h.resize(k - 1);
+  const auto low = std::min_element(h.begin(), h.end(), [](const I2& a, const I2& b) {
+    return a[1] != b[1] ? a[1] < b[1] : a[0] < b[0];
+  });
+  std::rotate(h.begin(), low, h.end());
+  return h;
+}
+
+}  // namespace
+
+TEST(ConvexHull2D, SquareInAnyOrderGivesItsCornersCounterClockwiseFromLowerLeft) {
+  const std::vector<P3> expected = {{0, 0, 1}, {4, 0, 2}, {4, 4, 3}, {0, 4, 4}};
+  std::vector<P3> pts = {{4, 4, 3}, {2, 2, 9}, {0, 4, 4}, {4, 0, 2}, {1, 3, 9}, {0, 0, 1}};
+  std::mt19937 rng(42);
+  for (int round = 0; round < 10; ++round) {
+    std::shuffle(pts.begin(), pts.end(), rng);
+    EXPECT_EQ(Hull(pts), expected);  // z travels with its point
+  }
+}
+
+TEST(ConvexHull2D, PointsOnEdgesAndWithinTheToleranceAreDropped) {
+  // (2, 0) lies on the bottom edge, (4, 2.00005) bulges out by a doubled area of 0.0002 < 0.0005.
+  EXPECT_EQ(Hull({{0, 0, 0}, {2, 0, 0}, {4, 0, 0}, {4, 2.00005f, 0}, {4, 4, 0}, {0, 4, 0}}),
+            (std::vector<P3>{{0, 0, 0}, {4, 0, 0}, {4, 4, 0}, {0, 4, 0}}));
+}
+
+TEST(ConvexHull2D, LeftmostOfTheLowestPointsIsTheAnchor) {
+  const std::vector<P3> h = Hull({{5, 1, 0}, {3, 1, 0}, {4, 5, 0}, {7, 1, 0}});
+  ASSERT_EQ(h.size(), 3u);
+  EXPECT_EQ(h[0], (P3{3, 1, 0}));
+  EXPECT_EQ(h[1], (P3{7, 1, 0}));
+}
+
+TEST(ConvexHull2D, OfEqualPointsTheHigherIndexSurvives) {
+  CSSE3dPolygon in = Make({{0, 0, 0}, {3, 3, 7}, {6, 0, 0}, {3, 3, 8}});
+  CHConvexHull2D hull(&in);
+  EXPECT_EQ(hull.GetNumPoints(), 3);
+  ASSERT_NE(hull.GetStackTop(), nullptr);
+  EXPECT_EQ(hull.GetStackTop()->p->vnum, 3);  // the top is the last hull point, (3, 3)
+  EXPECT_EQ(hull.GetStackTop()->p->z, 8.0f);
+}
+
+TEST(ConvexHull2D, CollinearAndTinyInputsKeepTheAnchorAndTheFarthestPoint) {
+  CSSE3dPolygon line = Make({{1, 1, 0}, {0, 0, 0}, {2, 2, 0}});
+  CHConvexHull2D hull(&line);
+  EXPECT_EQ(hull.GetNumDeleted(), 1);  // the one comparison of (1, 1) with (2, 2)
+  EXPECT_EQ(hull.GetNumPoints(), 2);
+  CSSE2dPolygon flat;
+  hull.ObtainConvexHull2D(&flat);
+  ASSERT_EQ(flat.GetNumPoints(), 2);
+  float x = -1, y = -1;
+  flat.GetPoint(1, x, y);
+  EXPECT_EQ(x, 2.0f);
+  EXPECT_EQ(y, 2.0f);
+
+  EXPECT_EQ(Hull({{5, 6, 7}}), (std::vector<P3>{{5, 6, 7}}));
+  EXPECT_EQ(Hull({{5, 6, 7}, {1, 9, 2}}), (std::vector<P3>{{5, 6, 7}, {1, 9, 2}}));
+  EXPECT_TRUE(Hull({}).empty());
+  CHConvexHull2D none(nullptr);
+  CSSE3dPolygon out = Make({{1, 1, 1}});
+  none.ObtainConvexHull3D(&out);
+  EXPECT_EQ(out.GetNumPoints(), 0);
+}
+
+TEST(ConvexHull2D, MatchesMonotoneChainOnRandomCoarseGrids) {
+  std::mt19937 rng(42);
+  for (int round = 0; round < 400; ++round) {
+    const int count = 3 + static_cast<int>(rng() % 40);
+    std::vector<P3> pts;
+    std::vector<I2> ints;
+    for (int i = 0; i < count; ++i) {
+      const int x = static_cast<int>(rng() % 10), y = static_cast<int>(rng() % 10);
+      pts.push_back({static_cast<float>(x), static_cast<float>(y), static_cast<float>(i)});
+      ints.push_back({x, y});
+    }
+    const std::vector<I2> expected = MonotoneChain(ints);
+    if (expected.size() < 3) continue;  // collinear sets are covered above
+    const std::vector<P3> got = Hull(pts);
+    ASSERT_EQ(got.size(), expected.size()) << "round " << round;
+    for (std::size_t k = 0; k < got.size(); ++k) {
+      EXPECT_EQ(got[k][0], static_cast<float>(expected[k][0])) << "round " << round << " vertex " << k;
+      EXPECT_EQ(got[k][1], static_cast<float>(expected[k][1])) << "round " << round << " vertex " << k;
+    }
+  }
+}
+
+TEST(ConvexHull2D, AFailedScanPrintsErrorAndLeavesAnEmptyHull) {
+  // All three points lie within the area tolerance of the line through the anchor, but not of each
+  // other's rays: the scan pops back to the anchor.
+  CSSE3dPolygon in = Make({{0, 0, 0}, {4, 0.0006f, 0}, {1, 0.0002f, 0}, {-1, 0.0002f, 0}});
+  testing::internal::CaptureStdout();
+  CHConvexHull2D hull(&in);
+  EXPECT_EQ(testing::internal::GetCapturedStdout(), "Error\n");
+  EXPECT_EQ(hull.GetStackTop(), nullptr);
+  CSSE3dPolygon out = Make({{1, 1, 1}});
+  hull.ObtainConvexHull3D(&out);
+  EXPECT_EQ(out.GetNumPoints(), 0);
+  CSSE2dPolygon flat;
+  flat.Create(3);
+  hull.ObtainConvexHull2D(&flat);
+  EXPECT_EQ(flat.GetNumPoints(), 0);
+}

@@ -1,0 +1,290 @@
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+
+#include "qssse/geometry/HPolygonTriangulator.h"
+#include "qssse/geometry/HSimpleBasisFcns.h"
+
+namespace {
+
+using F = CHSimpleBasisFcns;
+
+constexpr float kNaN = std::numeric_limits<float>::quiet_NaN();
+
+t_h2dpoint Pt(float x, float y) { return t_h2dpoint{x, y}; }
+SSEPoint P(float x, float y, float z = 0.0f, float w = 0.0f) { return qssse::MakeSSEPoint(x, y, z, w); }
+
+// Links the vertices into a ring in the given order.
+void LinkRing(t_hvertex* v, int n) {
+  for (int i = 0; i < n; ++i) {
+    v[i].vnum = i;
+    v[i].next = &v[(i + 1) % n];
+    v[i].prev = &v[(i + n - 1) % n];
+  }
+}
+
+TEST(HSimpleBasisFcns, DefaultPlanarPointMeansNoValue) {
+  const t_h2dpoint p;
+  EXPECT_EQ(p.x, 3.4028235e38f);
+  EXPECT_EQ(p.y, std::numeric_limits<float>::max());
+  const t_vector v;
+  EXPECT_EQ(v.x, 0.0f);
+  EXPECT_EQ(v.z, 0.0f);
+}
+
+TEST(HSimpleBasisFcns, AreaToleranceIsAbsoluteAndExcludesItsOwnValue) {
+  const t_h2dpoint a = Pt(0, 0), b = Pt(1, 0);
+  const t_h2dpoint up = Pt(0, 0.0005f), down = Pt(0, -0.0005f), above = Pt(0, 0.001f), below = Pt(0, -0.001f);
+  // Doubled area exactly +0.0005: not left, still on and collinear.
+  EXPECT_FALSE(F::Left(&a, &b, &up));
+  EXPECT_TRUE(F::LeftOn(&a, &b, &up));
+  EXPECT_TRUE(F::Collinear(&a, &b, &up));
+  EXPECT_EQ(F::AreaSign(&a, &b, &up), 0.0f);
+  // Exactly -0.0005: LeftOn and Collinear still hold.
+  EXPECT_TRUE(F::LeftOn(&a, &b, &down));
+  EXPECT_TRUE(F::Collinear(&a, &b, &down));
+  EXPECT_EQ(F::AreaSign(&a, &b, &down), 0.0f);
+  EXPECT_TRUE(F::Left(&a, &b, &above));
+  EXPECT_EQ(F::AreaSign(&a, &b, &above), 1.0f);
+  EXPECT_FALSE(F::LeftOn(&a, &b, &below));
+  EXPECT_FALSE(F::Collinear(&a, &b, &below));
+  EXPECT_EQ(F::AreaSign(&a, &b, &below), -1.0f);
+  // Not scaled by the data: a long base turns a tiny offset into a clear turn.
+  const t_h2dpoint far = Pt(1000, 0), tiny = Pt(500, 0.000001f);
+  EXPECT_TRUE(F::Left(&a, &far, &tiny));
+}
+
+TEST(HSimpleBasisFcns, NaNCoordinateCountsAsCollinear) {
+  const t_h2dpoint a = Pt(0, 0), b = Pt(1, 0), c = Pt(kNaN, 1);
+  EXPECT_FALSE(F::Left(&a, &b, &c));
+  EXPECT_TRUE(F::LeftOn(&a, &b, &c));
+  EXPECT_TRUE(F::Collinear(&a, &b, &c));
+  EXPECT_EQ(F::AreaSign(&a, &b, &c), 0.0f);
+}
+
+TEST(HSimpleBasisFcns, BetweenIsClosedAndUsesYForVerticalAndDegenerateSegments) {
+  const t_h2dpoint a = Pt(0, 0), b = Pt(4, 0);
+  const t_h2dpoint mid = Pt(2, 0), end = Pt(4, 0), past = Pt(5, 0), off = Pt(2, 1);
+  EXPECT_TRUE(F::Between(&a, &b, &mid));
+  EXPECT_TRUE(F::Between(&a, &b, &end));
+  EXPECT_TRUE(F::Between(&b, &a, &mid));
+  EXPECT_FALSE(F::Between(&a, &b, &past));
+  EXPECT_FALSE(F::Between(&a, &b, &off));
+  const t_h2dpoint v0 = Pt(1, 0), v1 = Pt(1, 3), onV = Pt(1, 3), pastV = Pt(1, 4);
+  EXPECT_TRUE(F::Between(&v0, &v1, &onV));
+  EXPECT_FALSE(F::Between(&v0, &v1, &pastV));
+  // a = b: the vertical branch, so only y must agree (any c is collinear with a point).
+  const t_h2dpoint p = Pt(1, 1), sameY = Pt(5, 1), otherY = Pt(1, 2);
+  EXPECT_TRUE(F::Between(&p, &p, &p));
+  EXPECT_TRUE(F::Between(&p, &p, &sameY));
+  EXPECT_FALSE(F::Between(&p, &p, &otherY));
+}
+
+TEST(HSimpleBasisFcns, SharedEndpointIntersectsButNotProperly) {
+  const t_h2dpoint a = Pt(0, 0), b = Pt(2, 2), c = Pt(0, 2), d = Pt(2, 0);
+  EXPECT_TRUE(F::IntersectProp(&a, &b, &c, &d));
+  EXPECT_TRUE(F::Intersect(&a, &b, &c, &d));
+  const t_h2dpoint e = Pt(4, 0);
+  EXPECT_FALSE(F::IntersectProp(&a, &b, &b, &e));  // shared endpoint b
+  EXPECT_TRUE(F::Intersect(&a, &b, &b, &e));
+  const t_h2dpoint t0 = Pt(1, 1), t1 = Pt(3, -1);  // T-junction: t0 lies on ab
+  EXPECT_FALSE(F::IntersectProp(&a, &b, &t0, &t1));
+  EXPECT_TRUE(F::Intersect(&a, &b, &t0, &t1));
+  const t_h2dpoint f0 = Pt(3, 0), f1 = Pt(4, 1);
+  EXPECT_FALSE(F::Intersect(&a, &b, &f0, &f1));
+  const t_h2dpoint c0 = Pt(1, 1), c1 = Pt(5, 5);  // collinear overlap
+  EXPECT_FALSE(F::IntersectProp(&a, &b, &c0, &c1));
+  EXPECT_TRUE(F::Intersect(&a, &b, &c0, &c1));
+}
+
+TEST(HSimpleBasisFcns, InConeAtConvexAndReflexCorners) {
+  // Counter-clockwise L: vertex 3 at (1, 1) is the reflex corner.
+  t_hvertex v[6];
+  const float xy[6][2] = {{0, 0}, {2, 0}, {2, 1}, {1, 1}, {1, 2}, {0, 2}};
+  for (int i = 0; i < 6; ++i) v[i].x = xy[i][0], v[i].y = xy[i][1];
+  LinkRing(v, 6);
+  EXPECT_TRUE(F::InCone(&v[0], &v[2]));   // convex corner, diagonal inside
+  EXPECT_TRUE(F::InCone(&v[0], &v[3]));
+  EXPECT_FALSE(F::InCone(&v[2], &v[4]));  // from (2, 1) towards (1, 2): outside the corner's angle
+  EXPECT_TRUE(F::InCone(&v[3], &v[0]));   // reflex corner: anything but the notch
+  EXPECT_TRUE(F::InCone(&v[3], &v[1]));
+  t_hvertex notch;
+  notch.x = 2, notch.y = 2;
+  EXPECT_FALSE(F::InCone(&v[3], &notch));
+  // Along a side of the corner is not inside.
+  EXPECT_FALSE(F::InCone(&v[0], &v[1]));
+}
+
+TEST(HSimpleBasisFcns, GetIntersectionWritesTheLineCrossingAndTheParallelEndpointRule) {
+  t_h2dpoint p;
+  const t_h2dpoint a = Pt(0, 0), b = Pt(2, 2), c = Pt(0, 2), d = Pt(2, 0);
+  EXPECT_TRUE(F::GetIntersection(&a, &b, &c, &d, &p));
+  EXPECT_EQ(p.x, 1.0f);
+  EXPECT_EQ(p.y, 1.0f);
+  const t_h2dpoint e = Pt(2, 2), f = Pt(4, 0);  // meet at an end: both ranges are inclusive
+  EXPECT_TRUE(F::GetIntersection(&a, &b, &e, &f, &p));
+  EXPECT_EQ(p.x, 2.0f);
+  // Disjoint, not parallel: false, but p is the crossing of the supporting lines.
+  const t_h2dpoint g = Pt(3, 0), h = Pt(3, 1);
+  EXPECT_FALSE(F::GetIntersection(&a, &b, &g, &h, &p));
+  EXPECT_EQ(p.x, 3.0f);
+  EXPECT_EQ(p.y, 3.0f);
+
+  // Parallel, first segment longer: c, or d when c is one of a, b. Overlap changes nothing.
+  const t_h2dpoint l0 = Pt(0, 0), l1 = Pt(4, 0), s0 = Pt(1, 1), s1 = Pt(2, 1), o0 = Pt(1, 0), o1 = Pt(2, 0);
+  EXPECT_FALSE(F::GetIntersection(&l0, &l1, &s0, &s1, &p));
+  EXPECT_EQ(p.x, 1.0f);
+  EXPECT_EQ(p.y, 1.0f);
+  EXPECT_FALSE(F::GetIntersection(&l0, &l1, &o0, &o1, &p));
+  EXPECT_EQ(p.x, 1.0f);
+  EXPECT_EQ(p.y, 0.0f);
+  EXPECT_FALSE(F::GetIntersection(&l0, &l1, &l1, &o1, &p));
+  EXPECT_EQ(p.x, 2.0f);  // c equals b: d
+  // Second segment at least as long: b when a.x = c.x with a.y and c.y both non-zero, else a.
+  const t_h2dpoint a1 = Pt(1, 1), b1 = Pt(2, 1), c1 = Pt(1, 5), d1 = Pt(9, 5);
+  EXPECT_FALSE(F::GetIntersection(&a1, &b1, &c1, &d1, &p));
+  EXPECT_EQ(p.x, 2.0f);
+  const t_h2dpoint a0 = Pt(1, 0), b0 = Pt(2, 0);  // a.y = 0: the zero test, not a.y = c.y, decides
+  EXPECT_FALSE(F::GetIntersection(&a0, &b0, &c1, &d1, &p));
+  EXPECT_EQ(p.x, 1.0f);
+  const t_h2dpoint a2 = Pt(9, 5), b2 = Pt(10, 5), c2 = Pt(0, 5), d2 = Pt(9, 5);  // a equals d
+  EXPECT_FALSE(F::GetIntersection(&a2, &b2, &c2, &d2, &p));
+  EXPECT_EQ(p.x, 10.0f);
+
+  // The SSEPoint form: z becomes 0, w is kept.
+  SSEPoint q = P(7, 7, 7, 3);
+  EXPECT_TRUE(F::GetIntersection(P(0, 0, 9), P(2, 2, 9), P(0, 2), P(2, 0), q));
+  EXPECT_EQ(q.x, 1.0f);
+  EXPECT_EQ(q.y, 1.0f);
+  EXPECT_EQ(q.z, 0.0f);
+  EXPECT_EQ(q.w, 3.0f);
+}
+
+TEST(HSimpleBasisFcns, GetIntersectionFormsItsProductsInDouble) {
+  // Large coordinates with a crossing that float products would misplace by several units.
+  const t_h2dpoint a = Pt(100000, 100001), b = Pt(300001, 300000), c = Pt(100000, 300000),
+                   d = Pt(300000, 100003);
+  t_h2dpoint p;
+  EXPECT_TRUE(F::GetIntersection(&a, &b, &c, &d, &p));
+  const double denom = 300001.0 * (300000.0 - 100003.0) + 100000.0 * (100003.0 - 300000.0) +
+                       300000.0 * (300000.0 - 100001.0) + 100000.0 * (100001.0 - 300000.0);
+  const double s = (100000.0 * (100001.0 - 100003.0) + 100000.0 * (100003.0 - 300000.0) +
+                    300000.0 * (300000.0 - 100001.0)) / denom;
+  EXPECT_EQ(p.x, static_cast<float>(200001.0 * s + 100000.0));
+  EXPECT_EQ(p.y, static_cast<float>(199999.0 * s + 100001.0));
+}
+
+class ParallelIntProbe : public CHSimpleBasisFcns {
+ public:
+  using CHSimpleBasisFcns::ParallelInt;
+};
+
+TEST(HSimpleBasisFcns, ParallelIntReportsTheFirstContainedEndpoint) {
+  const t_h2dpoint a = Pt(0, 0), b = Pt(4, 0), c = Pt(6, 0), d = Pt(3, 0), off = Pt(1, 1), far = Pt(9, 0);
+  t_h2dpoint p;
+  EXPECT_TRUE(ParallelIntProbe::ParallelInt(&a, &b, &c, &d, &p));  // c beyond b, d inside
+  EXPECT_EQ(p.x, 3.0f);
+  EXPECT_TRUE(ParallelIntProbe::ParallelInt(&d, &c, &a, &b, &p));  // only b of the second lies on the first
+  EXPECT_EQ(p.x, 4.0f);
+  EXPECT_FALSE(ParallelIntProbe::ParallelInt(&a, &b, &off, &d, &p));
+  EXPECT_FALSE(ParallelIntProbe::ParallelInt(&a, &d, &c, &far, &p));  // collinear, no overlap
+}
+
+TEST(HSimpleBasisFcns, VertexAlreadyThereComparesAllFourLanesStrictly) {
+  alignas(16) SSEPoint pts[3] = {P(0, 0, 0), P(1, 2, 3, 0), P(1, 2, 3, 0)};
+  EXPECT_EQ(F::VertexAlreadyThereInArray(pts, pts[1], 0), -1);
+  EXPECT_EQ(F::VertexAlreadyThereInArray(pts, P(1.00005f, 2, 3), 3), 1);  // first of the equal ones
+  EXPECT_EQ(F::VertexAlreadyThereInArray(pts, P(1, 2, 3, 0.001f), 3), -1);  // w counts
+  EXPECT_EQ(F::VertexAlreadyThereInArray(pts, P(1, 2, 3.001f), 3), -1);     // z counts
+  EXPECT_EQ(F::VertexAlreadyThereInArray(pts, P(kNaN, 0, 0), 3), -1);
+  EXPECT_EQ(F::VertexAlreadyThereInArray(pts, P(1, 2, 3), 1), -1);  // only the first count points
+  EXPECT_EQ(static_cast<unsigned int>(F::VertexAlreadyThereInArray(pts, P(5, 5, 5), 3)), 0xFFFFFFFFu);
+}
+
+TEST(HSimpleBasisFcns, LineDirectionsAndNormals) {
+  t_vector dir{9, 9, 9};
+  F::FindLine(Pt(3, 4), Pt(0, 0), dir);
+  EXPECT_FLOAT_EQ(dir.x, 0.6f);
+  EXPECT_FLOAT_EQ(dir.y, 0.8f);
+  EXPECT_EQ(dir.z, 0.0f);
+  F::FindLine(Pt(2, 2), Pt(2, 2), dir);
+  EXPECT_EQ(dir.x, 0.0f);
+  EXPECT_EQ(dir.y, 0.0f);
+
+  t_vector n;
+  F::FindOrthogonal(t_vector{5, 0, 0}, n);
+  EXPECT_EQ(n.x, 0.0f);
+  EXPECT_EQ(n.y, 1.0f);
+  F::FindOrthogonal(t_vector{0, 0, 0}, n);
+  EXPECT_EQ(n.y, 1.0f);
+  F::FindOrthogonal(t_vector{1, 1, 0}, n);
+  EXPECT_FLOAT_EQ(n.x, 0.70710677f);
+  EXPECT_FLOAT_EQ(n.y, -0.70710677f);
+  F::FindOrthogonal(t_vector{0, 1, 0}, n);
+  EXPECT_EQ(n.x, 1.0f);
+  EXPECT_EQ(n.y, 0.0f);
+  F::FindOrthogonal(t_vector{-2, 1, 0}, n);  // no turning sense: x stays positive
+  EXPECT_FLOAT_EQ(n.x, 1.0f / std::sqrt(5.0f));
+  EXPECT_FLOAT_EQ(n.y, 2.0f / std::sqrt(5.0f));
+}
+
+TEST(HSimpleBasisFcns, FootPointAndLineParameters) {
+  SSEPoint foot = P(0, 0, 5, 7);
+  F::FindFoodPoint(t_vector{2, 0, 0}, P(1, 1, 4), P(3, 5, 4), foot);
+  EXPECT_EQ(foot.x, 3.0f);
+  EXPECT_EQ(foot.y, 1.0f);
+  EXPECT_EQ(foot.z, 0.0f);
+  EXPECT_EQ(foot.w, 7.0f);
+  F::FindFoodPoint(t_vector{0, 0, 1}, P(1, 1), P(3, 5), foot);  // no planar direction: all four zero
+  EXPECT_EQ(foot.x, 0.0f);
+  EXPECT_EQ(foot.w, 0.0f);
+
+  SSEPoint q = P(0, 0, 5, 7);
+  F::FindPointOnLine(t_vector{0.6f, 0.8f, 0}, P(1, 1), 5.0f, q);
+  EXPECT_FLOAT_EQ(q.x, 4.0f);
+  EXPECT_FLOAT_EQ(q.y, 5.0f);
+  EXPECT_EQ(q.z, 0.0f);
+  EXPECT_EQ(q.w, 7.0f);
+
+  float t = 9;
+  F::FindParameterOfPoint(t_vector{0.6f, 0.8f, 0}, P(1, 1), P(1, 1), t);
+  EXPECT_EQ(t, 0.0f);
+  F::FindParameterOfPoint(t_vector{0.6f, 0.8f, 0}, P(1, 1), P(4, 5), t);
+  EXPECT_FLOAT_EQ(t, 5.0f);
+  F::FindParameterOfPoint(t_vector{0, 1, 0}, P(1, 1), P(1.00005f, 5), t);  // x offset within 0.0001: y
+  EXPECT_EQ(t, 4.0f);
+  F::FindParameterOfPoint(t_vector{0, 1, 0}, P(1, 1), P(2, 5), t);  // chosen by the offset, not by dir
+  EXPECT_TRUE(std::isinf(t));
+}
+
+TEST(HSimpleBasisFcns, HalfPlaneFlagChoosesSideAndBoundary) {
+  // x + y against 2.
+  EXPECT_TRUE(F::IsPointInHalfeplain(1, 1, 2, true, P(1, 1)));
+  EXPECT_FALSE(F::IsPointInHalfeplain(1, 1, 2, false, P(1, 1)));
+  EXPECT_TRUE(F::IsPointInHalfeplain(1, 1, 2, true, P(3, 0)));
+  EXPECT_FALSE(F::IsPointInHalfeplain(1, 1, 2, false, P(3, 0)));
+  EXPECT_TRUE(F::IsPointInHalfeplain(1, 1, 2, false, P(0, 0)));
+  EXPECT_FLOAT_EQ(F::GetDistance(P(0, 0, 100), P(3, 4, -100)), 5.0f);
+}
+
+TEST(HSimpleBasisFcns, RealAngleFoldsIntoOneTurnAroundZero) {
+  const float pi = 3.1415927f;
+  EXPECT_FLOAT_EQ(F::GetRealAngle(1.5f * pi), -0.5f * pi);
+  EXPECT_EQ(F::GetRealAngle(-pi), -pi);
+  EXPECT_EQ(F::GetRealAngle(pi), -pi);
+  EXPECT_EQ(F::GetRealAngle(pi - 0.00005f), pi - 0.00005f - 6.2831855f);  // within 0.0001 of π
+  EXPECT_EQ(F::GetRealAngle(0.0f), 0.0f);
+  EXPECT_EQ(F::GetRealAngle(7.0f), 7.0f - 6.2831855f);
+  EXPECT_FLOAT_EQ(F::GetRealAngle(-7.0f), -7.0f + 6.2831855f);  // two turns up, one down
+  // Huge and non-finite input ends quickly: reduced first, or NaN.
+  for (const float big : {3.0e6f, -3.0e6f, 1.0e30f, -std::numeric_limits<float>::max()}) {
+    const float r = F::GetRealAngle(big);
+    EXPECT_GE(r, -pi) << big;
+    EXPECT_LT(r, pi) << big;
+  }
+  EXPECT_TRUE(std::isnan(F::GetRealAngle(std::numeric_limits<float>::infinity())));
+  EXPECT_TRUE(std::isnan(F::GetRealAngle(kNaN)));
+}
+
+}  // namespace

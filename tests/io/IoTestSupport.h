@@ -1,0 +1,96 @@
+#pragma once
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "qssse/io/IoException.h"
+
+// Shared helpers of the I/O and program tests: a private temporary directory, whole-file access and
+// running a shell command with its output captured.
+namespace iotest {
+
+class TempDir {
+ public:
+  TempDir() {
+    std::mt19937_64 rng(std::random_device{}());
+    path_ = std::filesystem::temp_directory_path() /
+            ("qssse-tests-" + std::to_string(::getpid()) + "-" + std::to_string(rng() % 1000000000));
+    std::filesystem::create_directories(path_);
+  }
+  ~TempDir() {
+    std::error_code ec;
+    std::filesystem::remove_all(path_, ec);
+  }
+  std::string operator/(const std::string& name) const { return (path_ / name).string(); }
+
+ private:
+  std::filesystem::path path_;
+};
+
+inline std::vector<unsigned char> ReadAll(const std::string& path) {
+  std::ifstream f(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(f), std::istreambuf_iterator<char>()};
+}
+
+inline std::string ReadText(const std::string& path) {
+  const auto b = ReadAll(path);
+  return {b.begin(), b.end()};
+}
+
+inline void WriteAll(const std::string& path, const std::vector<unsigned char>& bytes, std::size_t n) {
+  std::ofstream f(path, std::ios::binary | std::ios::trunc);
+  f.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(n));
+}
+
+inline void WriteText(const std::string& path, const std::string& text) {
+  std::ofstream f(path, std::ios::binary | std::ios::trunc);
+  f << text;
+}
+
+inline std::vector<unsigned char> Bytes(const std::string& s) { return {s.begin(), s.end()}; }
+
+// Cuts the file at every length from 0 to size-1 and expects each prefix to fail with a CIoException
+// whose message is one line naming the file.
+template <class Parse>
+inline void ExpectEveryPrefixFails(const std::vector<unsigned char>& bytes, Parse parse) {
+  for (std::size_t n = 0; n < bytes.size(); ++n) {
+    const std::vector<unsigned char> prefix(bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(n));
+    try {
+      parse(prefix);
+      ADD_FAILURE() << "a prefix of " << n << " of " << bytes.size() << " bytes was accepted";
+      return;
+    } catch (const CIoException& e) {
+      const std::string what = e.what();
+      ASSERT_EQ(what.find('\n'), std::string::npos) << what;
+      ASSERT_EQ(what.rfind("f.bin: ", 0), 0u) << what;
+    }
+  }
+}
+
+struct RunResult {
+  int status = -1;
+  std::string out;
+  std::string err;
+};
+
+// Runs a shell command line with stdout and stderr captured in files of `dir`.
+inline RunResult RunShell(const TempDir& dir, const std::string& command) {
+  const std::string out = dir / "run.stdout", err = dir / "run.stderr";
+  const int rc = std::system((command + " >'" + out + "' 2>'" + err + "' </dev/null").c_str());
+  RunResult r;
+  r.status = WIFEXITED(rc) ? WEXITSTATUS(rc) : 128 + (WIFSIGNALED(rc) ? WTERMSIG(rc) : 0);
+  r.out = ReadText(out);
+  r.err = ReadText(err);
+  return r;
+}
+
+}  // namespace iotest

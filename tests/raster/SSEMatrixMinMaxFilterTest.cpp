@@ -1,0 +1,205 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <cstring>
+#include <limits>
+#include <random>
+#include <vector>
+
+#include "qssse/raster/SSEMatrix.h"
+
+namespace {
+
+constexpr float kInf = std::numeric_limits<float>::infinity();
+
+std::uint32_t Bits(float v) {
+  std::uint32_t b;
+  std::memcpy(&b, &v, 4);
+  return b;
+}
+
+// The filter as it reads: the extreme of the disc's pixels inside the image, -0 below +0 (above for
+// the maximum), NaN pixels kept and skipped.
+void PlainDiscFilter(CSSEMatrix& m, float radius, bool maximum) {
+  if (!(radius >= 1.0f)) return;
+  const CSSEMatrix t(m);
+  const int sx = m.GetSizeX(), sy = m.GetSizeY();
+  const double r = std::min<double>(radius, sx + sy);
+  const auto r2 = static_cast<long long>(std::floor(r * r));
+  const auto reach = static_cast<int>(std::floor(std::sqrt(static_cast<double>(r2))));
+  auto better = [maximum](float v, float best) {
+    if (v == best) return v == 0.0f && std::signbit(v) != std::signbit(best) && std::signbit(v) != maximum;
+    return maximum ? v > best : v < best;
+  };
+  for (int y = 0; y < sy; ++y) {
+    for (int x = 0; x < sx; ++x) {
+      float best = t.GetPoint(x, y);
+      if (std::isnan(best)) continue;
+      for (int j = std::max(0, y - reach); j <= std::min(sy - 1, y + reach); ++j) {
+        for (int i = std::max(0, x - reach); i <= std::min(sx - 1, x + reach); ++i) {
+          const long long dx = i - x, dy = j - y;
+          const float v = t.GetPoint(i, j);
+          if (dx * dx + dy * dy <= r2 && !std::isnan(v) && better(v, best)) best = v;
+        }
+      }
+      m.SetPoint(x, y, best);
+    }
+  }
+}
+
+// Every float of the storage, padding included.
+std::vector<std::uint32_t> Storage(const CSSEMatrix& m) {
+  std::vector<std::uint32_t> out;
+  for (int g = 0; g < m.GetSSESizeY(); ++g) {
+    const float* f = reinterpret_cast<const float*>(m.GetMatrixDataDirectly()[g]);
+    for (int i = 0; i < 4 * m.GetSSESizeX(); ++i) out.push_back(Bits(f[i]));
+  }
+  return out;
+}
+
+// Values from a small set, so that ties, both zeros, infinities and NaN meet in most discs; padding
+// holds a marker the filters must leave alone.
+CSSEMatrix RandomRaster(std::mt19937& rng, int sx, int sy, bool negativeZeros) {
+  const float values[] = {-3.0f, -1.0f, 0.0f, 0.5f, 1.0f, 2.0f, 7.0f, kInf, -kInf, std::nanf("")};
+  CSSEMatrix m;
+  m.Create(sx, sy);
+  for (int g = 0; g < m.GetSSESizeY(); ++g) {
+    float* f = reinterpret_cast<float*>(m.GetMatrixDataDirectly()[g]);
+    for (int i = 0; i < 4 * sx; ++i) f[i] = 42.0f;
+  }
+  for (int y = 0; y < sy; ++y) {
+    for (int x = 0; x < sx; ++x) {
+      const unsigned k = rng() % 12;
+      m.SetPoint(x, y, k < 10 ? values[k] : (negativeZeros ? -0.0f : 0.0f));
+    }
+  }
+  return m;
+}
+
+void ExpectSameAsPlain(const CSSEMatrix& input, float radius) {
+  for (const bool maximum : {false, true}) {
+    CSSEMatrix fast(input), plain(input);
+    maximum ? fast.MaximumFilterDisc(radius) : fast.MinimumFilterDisc(radius);
+    PlainDiscFilter(plain, radius, maximum);
+    ASSERT_EQ(Storage(fast), Storage(plain)) << input.GetSizeX() << " x " << input.GetSizeY() << ", radius "
+                                             << radius << (maximum ? ", maximum" : ", minimum");
+  }
+}
+
+CSSEMatrix FromRows(const std::vector<std::vector<float>>& rows) {
+  CSSEMatrix m;
+  m.Create(static_cast<int>(rows[0].size()), static_cast<int>(rows.size()));
+  for (int y = 0; y < m.GetSizeY(); ++y)
+    for (int x = 0; x < m.GetSizeX(); ++x) m.SetPoint(x, y, rows[y][x]);
+  return m;
+}
+
+std::vector<std::vector<float>> ToRows(const CSSEMatrix& m) {
+  std::vector<std::vector<float>> rows(m.GetSizeY(), std::vector<float>(m.GetSizeX()));
+  for (int y = 0; y < m.GetSizeY(); ++y)
+    for (int x = 0; x < m.GetSizeX(); ++x) rows[y][x] = m.GetPoint(x, y);
+  return rows;
+}
+
+}  // namespace
+
+TEST(SSEMatrixMinMaxFilter, DiscHoldsTheOffsetsWithinTheRadius) {
+  // One peak dilated: radius 1 gives the plus of five pixels, 1.5 the 3x3 box (2 <= 2.25), 2 the
+  // thirteen pixels with dx^2 + dy^2 <= 4.
+  const std::vector<std::vector<float>> plus = {
+      {0, 0, 0, 0, 0}, {0, 0, 5, 0, 0}, {0, 5, 5, 5, 0}, {0, 0, 5, 0, 0}, {0, 0, 0, 0, 0}};
+  const std::vector<std::vector<float>> box = {
+      {0, 0, 0, 0, 0}, {0, 5, 5, 5, 0}, {0, 5, 5, 5, 0}, {0, 5, 5, 5, 0}, {0, 0, 0, 0, 0}};
+  const std::vector<std::vector<float>> disc = {
+      {0, 0, 5, 0, 0}, {0, 5, 5, 5, 0}, {5, 5, 5, 5, 5}, {0, 5, 5, 5, 0}, {0, 0, 5, 0, 0}};
+  const std::vector<std::vector<float>> peak = {
+      {0, 0, 0, 0, 0}, {0, 0, 0, 0, 0}, {0, 0, 5, 0, 0}, {0, 0, 0, 0, 0}, {0, 0, 0, 0, 0}};
+  for (const auto& [radius, expected] :
+       {std::pair{1.0f, plus}, std::pair{1.5f, box}, std::pair{2.0f, disc}}) {
+    CSSEMatrix m = FromRows(peak);
+    m.MaximumFilterDisc(radius);
+    EXPECT_EQ(ToRows(m), expected) << radius;
+  }
+}
+
+TEST(SSEMatrixMinMaxFilter, WindowIsClippedAtTheBorderNotClamped) {
+  // Clamping would repeat the border pixel; clipping only drops the missing neighbours.
+  CSSEMatrix m = FromRows({{5, 1, 7, 3, 9}});
+  m.MinimumFilterDisc(1.0f);
+  EXPECT_EQ(ToRows(m), (std::vector<std::vector<float>>{{1, 1, 1, 3, 3}}));
+  CSSEMatrix column = FromRows({{4}, {2}, {6}, {8}, {3}, {9}});
+  column.MaximumFilterDisc(2.0f);
+  EXPECT_EQ(ToRows(column), (std::vector<std::vector<float>>{{6}, {8}, {8}, {9}, {9}, {9}}));
+}
+
+TEST(SSEMatrixMinMaxFilter, NanPixelsKeepTheirBitsAndAreSkippedAsNeighbours) {
+  const float nan = std::nanf("7");
+  CSSEMatrix m = FromRows({{3, nan, 1}, {nan, 4, nan}});
+  m.MinimumFilterDisc(1.0f);
+  EXPECT_EQ(m.GetPoint(0, 0), 3.0f);  // both neighbours NaN: the pixel itself
+  EXPECT_EQ(Bits(m.GetPoint(1, 0)), Bits(nan));
+  EXPECT_EQ(m.GetPoint(1, 1), 4.0f);
+  EXPECT_EQ(m.GetPoint(2, 0), 1.0f);
+}
+
+TEST(SSEMatrixMinMaxFilter, NegativeZeroCountsBelowPositiveZero) {
+  CSSEMatrix lo = FromRows({{0.0f, -0.0f, 0.0f, 0.0f, 0.0f}});
+  lo.MinimumFilterDisc(1.0f);
+  EXPECT_EQ(Bits(lo.GetPoint(0, 0)), Bits(-0.0f));
+  EXPECT_EQ(Bits(lo.GetPoint(2, 0)), Bits(-0.0f));
+  EXPECT_EQ(Bits(lo.GetPoint(3, 0)), Bits(0.0f));
+  CSSEMatrix hi = FromRows({{-0.0f, 0.0f, -0.0f, -0.0f}});
+  hi.MaximumFilterDisc(1.0f);
+  EXPECT_EQ(Bits(hi.GetPoint(0, 0)), Bits(0.0f));
+  EXPECT_EQ(Bits(hi.GetPoint(3, 0)), Bits(-0.0f));
+}
+
+TEST(SSEMatrixMinMaxFilter, RadiusBelowOneOrNanLeavesTheMatrixUnchanged) {
+  std::mt19937 rng(42);
+  const CSSEMatrix input = RandomRaster(rng, 7, 6, true);
+  for (const float radius : {0.99f, 0.0f, -3.0f, std::nanf(""), -kInf}) {
+    CSSEMatrix m(input);
+    m.MinimumFilterDisc(radius);
+    m.MaximumFilterDisc(radius);
+    EXPECT_EQ(Storage(m), Storage(input)) << radius;
+  }
+  CSSEMatrix empty;
+  empty.MinimumFilterDisc(3.0f);  // no storage: nothing to do
+  EXPECT_FALSE(empty.HasPixels());
+}
+
+TEST(SSEMatrixMinMaxFilter, HugeRadiusGivesTheExtremeOfTheWholeImage) {
+  CSSEMatrix m = FromRows({{4, 2, 9}, {7, 5, 3}});
+  CSSEMatrix n(m);
+  m.MinimumFilterDisc(kInf);
+  n.MaximumFilterDisc(1.0e30f);
+  EXPECT_EQ(ToRows(m), (std::vector<std::vector<float>>{{2, 2, 2}, {2, 2, 2}}));
+  EXPECT_EQ(ToRows(n), (std::vector<std::vector<float>>{{9, 9, 9}, {9, 9, 9}}));
+}
+
+TEST(SSEMatrixMinMaxFilter, EqualsThePlainFilterOnEverySmallSize) {
+  std::mt19937 rng(42);
+  for (int sy = 1; sy <= 9; ++sy) {
+    for (int sx = 1; sx <= 9; ++sx) {
+      const CSSEMatrix input = RandomRaster(rng, sx, sy, (sx + sy) % 2 == 0);
+      for (int r = 1; r <= 12; ++r) ExpectSameAsPlain(input, static_cast<float>(r));
+      ExpectSameAsPlain(input, 2.9f);
+    }
+  }
+}
+
+TEST(SSEMatrixMinMaxFilter, EqualsThePlainFilterOnLargerRasters) {
+  std::mt19937 rng(42);
+  const int sizes[][2] = {{37, 23}, {16, 61}, {70, 9}, {33, 33}};
+  for (const auto& s : sizes) {
+    // Without -0 the plain instructions run; one -0 switches the rows that reach it to the exact form.
+    CSSEMatrix input = RandomRaster(rng, s[0], s[1], false);
+    for (int r = 1; r <= 12; ++r) ExpectSameAsPlain(input, static_cast<float>(r));
+    input.SetPoint(s[0] / 2, s[1] / 2, -0.0f);
+    for (const float r : {1.0f, 3.5f, 7.2f, 12.0f, 40.0f}) ExpectSameAsPlain(input, r);
+    const CSSEMatrix zeros = RandomRaster(rng, s[0], s[1], true);
+    for (const float r : {2.0f, 5.0f, 10.0f}) ExpectSameAsPlain(zeros, r);
+  }
+}

@@ -1,0 +1,82 @@
+// Point sets into hulls and Delaunay meshes: the `hull` and `delaunay` subcommands end to end.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <string>
+#include <vector>
+
+#include "ToolTestSupport.h"
+#include "cli/Formats.h"
+
+using namespace qssse::tool;
+using tooltest::RunTool;
+
+namespace {
+
+OutlinePoints Ring(int n, float r, float z) {
+  OutlinePoints ring;
+  for (int i = 0; i < n; ++i) {
+    const double a = 6.283185307179586 * i / n;
+    ring.push_back({static_cast<float>(20 + r * std::cos(a)), static_cast<float>(20 + r * std::sin(a)), z});
+  }
+  return ring;
+}
+
+}  // namespace
+
+TEST(HullCommand, CubeCornersAndInnerPointsGiveTheTwelveTrianglesOfTheCube) {
+  tooltest::TempDir dir;
+  OutlinePoints pts;
+  for (int k = 0; k < 8; ++k) pts.push_back({(k & 1) ? 2.5f : 0.0f, (k & 2) ? 2.5f : 0.0f, (k & 4) ? 2.5f : 0.0f});
+  pts.push_back({1.0f, 1.25f, 2.0f});
+  pts.push_back({2.5f, 1.0f, 1.0f});  // on a face: not a corner
+  WriteFileBytes(dir / "p.txt", EncodeOutlineText(pts));
+  const auto r = RunTool(dir, {"hull", dir / "p.txt", dir / "h.ply", "--svg", dir / "h.svg"});
+  ASSERT_EQ(r.status, 0) << r.err;
+  EXPECT_NE(r.out.find("12 faces, 18 edges, 8 vertices"), std::string::npos) << r.out;
+  const MeshData m = ReadMesh(dir / "h.ply");
+  EXPECT_EQ(m.triangles.size(), 12u);
+  EXPECT_EQ(m.vertices.size(), 8u);
+  EXPECT_NE(tooltest::ReadText(dir / "h.svg").find("<svg"), std::string::npos);
+}
+
+TEST(HullCommand, FlatInputIsReportedInOneLine) {
+  tooltest::TempDir dir;
+  WriteFileBytes(dir / "flat.txt", "0 0 0\n1 0 0\n0 1 0\n1 1 0\n");
+  const auto r = RunTool(dir, {"hull", dir / "flat.txt", dir / "h.stl"});
+  EXPECT_EQ(r.status, 1);
+  EXPECT_NE(r.err.find("qssse hull: " + (dir / "flat.txt") + ": CalcConvexHull: all points lie in one plane"),
+            std::string::npos)
+      << r.err;
+}
+
+TEST(DelaunayCommand, PointsKeepTheirHeightsAndTrianglesFaceUp) {
+  tooltest::TempDir dir;
+  // A 4 x 4 grid with one point moved, heights 0.5 x.
+  OutlinePoints pts;
+  for (int y = 0; y < 4; ++y)
+    for (int x = 0; x < 4; ++x) pts.push_back({static_cast<float>(x), static_cast<float>(y) + (x == 1 && y == 1 ? 0.3f : 0.0f), 0.5f * x});
+  WriteFileBytes(dir / "p.txt", EncodeOutlineText(pts));
+  const auto r = RunTool(dir, {"delaunay", dir / "p.txt", dir / "t.obj"});
+  ASSERT_EQ(r.status, 0) << r.err;
+  const MeshData m = ReadMesh(dir / "t.obj");
+  EXPECT_EQ(m.triangles.size(), 18u);  // 2n - 2 - h with 16 points, 12 on the boundary
+  EXPECT_EQ(m.vertices.size(), 16u);
+  for (const auto& t : m.triangles) {
+    const Vertex &a = m.vertices[t[0]], &b = m.vertices[t[1]], &c = m.vertices[t[2]];
+    EXPECT_GT((b.x - a.x) * (c.y - a.y) - (b.y - a.y) * (c.x - a.x), 0.0f);  // counter-clockwise in x-y
+    for (const Vertex* v : {&a, &b, &c}) EXPECT_EQ(v->z, 0.5f * v->x);
+  }
+}
+
+TEST(DelaunayCommand, WallStripJoinsTwoOutlines) {
+  tooltest::TempDir dir;
+  WriteFileBytes(dir / "lo.txt", EncodeOutlineText(Ring(24, 8.0f, 0.0f)));
+  WriteFileBytes(dir / "up.txt", EncodeOutlineText(Ring(24, 6.0f, 5.0f)));
+  const auto r = RunTool(dir, {"delaunay", dir / "lo.txt", dir / "w.stl", "--upper", dir / "up.txt", "--svg", dir / "w.svg"});
+  ASSERT_EQ(r.status, 0) << r.err;
+  EXPECT_NE(r.out.find("48 triangles"), std::string::npos) << r.out;
+  const MeshData m = ReadMesh(dir / "w.stl");
+  EXPECT_EQ(m.triangles.size(), 48u);
+  for (const Vertex& v : m.vertices) EXPECT_TRUE(v.z == 0.0f || v.z == 5.0f);
+}
