@@ -56,16 +56,18 @@ struct BandRows {
 template <int kImm>
 void GatherPaired(const BandRows& r, std::size_t begin, std::size_t end, float* out) {
   const __m128 *a = r.src[0], *b = r.src[2];
-  for (std::size_t c = begin; c < end; ++c) qssse::simd::store(out + 4 * c, _mm_shuffle_ps(a[c], b[c], kImm));
+  constexpr int k0 = kImm & 3, k1 = (kImm >> 2) & 3, k2 = (kImm >> 4) & 3, k3 = (kImm >> 6) & 3;
+  for (std::size_t c = begin; c < end; ++c) qssse::simd::store(out + 4 * c, qssse::simd::shuffle<k0, k1, k2, k3>(a[c], b[c]));
 }
 
 template <int kImm>
 void GatherSpread(const BandRows& r, std::size_t begin, std::size_t end, float* out) {
   constexpr int k0 = kImm & 3, k1 = (kImm >> 2) & 3, k2 = (kImm >> 4) & 3, k3 = (kImm >> 6) & 3;
   for (std::size_t c = begin; c < end; ++c) {
-    const f4 p = _mm_shuffle_ps(r.src[0][c], r.src[1][c], _MM_SHUFFLE(k1, k1, k0, k0));
-    const f4 q = _mm_shuffle_ps(r.src[2][c], r.src[3][c], _MM_SHUFFLE(k3, k3, k2, k2));
-    qssse::simd::store(out + 4 * c, _mm_shuffle_ps(p, q, _MM_SHUFFLE(2, 0, 2, 0)));
+    using qssse::simd::shuffle;
+    const f4 p = shuffle<k0, k0, k1, k1>(r.src[0][c], r.src[1][c]);
+    const f4 q = shuffle<k2, k2, k3, k3>(r.src[2][c], r.src[3][c]);
+    qssse::simd::store(out + 4 * c, shuffle<0, 2, 0, 2>(p, q));
   }
 }
 
