@@ -2,9 +2,10 @@
 #include <gtest/gtest.h>
 
 #include <cstddef>
-#include <cstring>
+#include <random>
 
 #include "qssse/mesh/HTriangulation.h"
+#include "raster/RasterTestSupport.h"
 #include "qssse/raster/SSEMatrix.h"
 
 namespace meshtest {
@@ -32,25 +33,24 @@ inline bool SamePoint(const SSEPoint& a, const SSEPoint& b) {
     EXPECT_FLOAT_EQ(q_.w, W);       \
   } while (0)
 
-// Bit-for-bit equality of two matrices, padding included.
-inline ::testing::AssertionResult SameBits(const CSSEMatrix& a, const CSSEMatrix& b) {
-  if (a.GetSizeX() != b.GetSizeX() || a.GetSizeY() != b.GetSizeY())
-    return ::testing::AssertionFailure() << "sizes " << a.GetSizeX() << "x" << a.GetSizeY() << " vs "
-                                         << b.GetSizeX() << "x" << b.GetSizeY();
-  for (int g = 0; g < a.GetSSESizeY(); ++g) {
-    for (int x = 0; x < a.GetSSESizeX(); ++x) {
-      if (std::memcmp(&a.GetMatrixDataDirectly()[g][x], &b.GetMatrixDataDirectly()[g][x], 16) != 0)
-        return ::testing::AssertionFailure() << "differs at column " << x << ", rows " << 4 * g << "..";
-    }
-  }
-  return ::testing::AssertionSuccess();
-}
+using rastertest::SameBits;
 
 // A mesh's derived data for the scan conversions, at scan resolution (res, res).
 inline void PrepareScan(CHTriangulation& t, float res) {
   t.CalcSTV();
   t.CalcBoundingBox();
   t.SetScanConvResolution(res, res, 1.0f);
+}
+
+// n triangles with corners on the integer grid 0 .. extent-1 (ties, duplicates, slivers, zero-length
+// edges), heights -5 .. 4.
+inline void RandomSoup(CHTriangulation& t, std::mt19937& rng, int n, int extent) {
+  t.CreateTriangulation(n);
+  const auto c = [&](int range) { return static_cast<float>(static_cast<int>(rng() % range)); };
+  for (int i = 0; i < n; ++i) {
+    const auto corner = [&] { return P(c(extent), c(extent), c(10) - 5.0f); };
+    SetTriangle(t, i, corner(), corner(), corner());
+  }
 }
 
 // A field from rows of values, row y = rows[y].

@@ -6,6 +6,7 @@
 #include "MeshTestSupport.h"
 
 using meshtest::P;
+using meshtest::RandomSoup;
 using meshtest::SameBits;
 using meshtest::SetTriangle;
 
@@ -53,16 +54,6 @@ void PlainConvert(const CHTriangulation& t, CSSEMatrix& m, float zOffset, const 
     }
   }
   m.ReplaceValueWithValue(sentinel, 0.0f, 1.0f);
-}
-
-// n triangles with corners on a coarse integer grid (ties, duplicates, slivers, zero-length edges).
-void RandomSoup(CHTriangulation& t, std::mt19937& rng, int n, int extent) {
-  t.CreateTriangulation(n);
-  const auto c = [&](int range) { return static_cast<float>(static_cast<int>(rng() % range)); };
-  for (int i = 0; i < n; ++i) {
-    const auto corner = [&] { return P(c(extent), c(extent), c(10) - 5.0f); };
-    SetTriangle(t, i, corner(), corner(), corner());
-  }
 }
 
 float At(const CSSEMatrix& m, int x, int y) { return m.GetPoint(x, y); }

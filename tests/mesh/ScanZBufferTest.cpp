@@ -11,6 +11,7 @@
 #include "MeshTestSupport.h"
 
 using meshtest::P;
+using meshtest::RandomSoup;
 using meshtest::PrepareScan;
 using meshtest::SetTriangle;
 
@@ -63,16 +64,6 @@ std::vector<double> Oracle(const CHTriangulation& t, bool keepMax, int w, int h)
   return r;
 }
 
-// n triangles with corners on the integer grid 0..extent-1, heights -5..4.
-void RandomSoup(CHTriangulation& t, std::mt19937& rng, int n, int extent) {
-  t.CreateTriangulation(n);
-  const auto c = [&](int range) { return static_cast<float>(static_cast<int>(rng() % range)); };
-  for (int i = 0; i < n; ++i) {
-    const auto corner = [&] { return P(c(extent), c(extent), c(10) - 5.0f); };
-    SetTriangle(t, i, corner(), corner(), corner());
-  }
-}
-
 // Heights that are not integers and change sign, so that exactness is not an accident of small values.
 void Field(CSSEMatrix& f, int w, int h, std::mt19937& rng) {
   f.Create(w, h);
@@ -119,50 +110,48 @@ TEST(ScanZBuffer, EqualsThePerPixelOracleOnRandomMeshes) {
   }
 }
 
-TEST(ScanZBuffer, FieldsOfEverySizeComeBackExactlyAndAtTheirOwnSize) {
+// The field meshed whole at scale s and converted back at resolution s: its size and every height.
+::testing::AssertionResult RoundTrip(const CSSEMatrix& f, float s, bool keepMax) {
+  CSSEMatrix copy(f);
+  CHTriangulation t(&copy, Min(f) - 1.0f, true, s, s, 1.0f, 1, 1);
+  t.SetScanConvResolution(s, s, 1.0f);
+  CSSEMatrix r;
+  t.ScanConvertTriangulationZBuffer(&r, keepMax, NAN, 0.0f);
+  if (r.GetSizeX() != f.GetSizeX() || r.GetSizeY() != f.GetSizeY())
+    return ::testing::AssertionFailure() << "size " << r.GetSizeX() << " x " << r.GetSizeY();
+  int differing = 0;
+  for (int y = 0; y < f.GetSizeY(); ++y) {
+    for (int x = 0; x < f.GetSizeX(); ++x) differing += r.GetPoint(x, y) != f.GetPoint(x, y);
+  }
+  if (differing == 0) return ::testing::AssertionSuccess();
+  return ::testing::AssertionFailure() << differing << " heights differ";
+}
+
+TEST(ScanZBuffer, FieldsComeBackExactlyAtTheirOwnSize) {
   std::mt19937 rng(42);
   for (int w = 1; w <= 9; ++w) {
     for (int h = 1; h <= 9; ++h) {
       CSSEMatrix f;
       Field(f, w, h, rng);
-      CHTriangulation t(&f, Min(f) - 1.0f, true, 1.0f, 1.0f, 1.0f, 1, 1);
-      t.SetScanConvResolution(1.0f, 1.0f, 1.0f);
-      CSSEMatrix r;
-      t.ScanConvertTriangulationZBuffer(&r, true, NAN, 0.0f);
-      if (w == 1 || h == 1) {
-        EXPECT_EQ(t.GetNumTriangles(), 0);  // no cell, no triangle, nothing converted
-        EXPECT_FALSE(r.HasPixels());
+      if (w > 1 && h > 1) {
+        EXPECT_TRUE(RoundTrip(f, 1.0f, true)) << w << " x " << h;
         continue;
       }
-      ASSERT_EQ(r.GetSizeX(), w);
-      ASSERT_EQ(r.GetSizeY(), h);
-      for (int y = 0; y < h; ++y) {
-        for (int x = 0; x < w; ++x) EXPECT_EQ(r.GetPoint(x, y), f.GetPoint(x, y)) << w << "x" << h;
-      }
+      // A field one pixel wide has no cell: no triangle, nothing converted.
+      CHTriangulation t(&f, Min(f) - 1.0f, true, 1.0f, 1.0f, 1.0f, 1, 1);
+      CSSEMatrix r;
+      t.ScanConvertTriangulationZBuffer(&r, true, NAN, 0.0f);
+      EXPECT_EQ(t.GetNumTriangles(), 0);
+      EXPECT_FALSE(r.HasPixels());
     }
   }
-}
-
-TEST(ScanZBuffer, ALargeFieldComesBackExactlyAtUnitScaleAndAtAScaleWithRoundedCorners) {
-  // At scale 0.1 the builder's corner x * s + s can differ from (x + 1) * s by a float step: the 1/256
-  // pixel grid puts both on the same centre.
-  std::mt19937 rng(5);
+  // A 403 x 344 field, also at scale 0.1, where the builder's corner x * s + s can differ from (x + 1) * s
+  // by a float step: the 1/256 pixel grid puts both on the same centre.
   CSSEMatrix f;
   Field(f, 403, 344, rng);
   for (float s : {1.0f, 0.1f}) {
-    CHTriangulation t(&f, Min(f) - 1.0f, true, s, s, 1.0f, 1, 1);
-    t.SetScanConvResolution(s, s, 1.0f);
-    for (bool keepMax : {true, false}) {
-      CSSEMatrix r;
-      t.ScanConvertTriangulationZBuffer(&r, keepMax, NAN, 0.0f);
-      ASSERT_EQ(r.GetSizeX(), 403);
-      ASSERT_EQ(r.GetSizeY(), 344);
-      int differing = 0;
-      for (int y = 0; y < 344; ++y) {
-        for (int x = 0; x < 403; ++x) differing += r.GetPoint(x, y) != f.GetPoint(x, y);
-      }
-      EXPECT_EQ(differing, 0) << "scale " << s << " max " << keepMax;
-    }
+    EXPECT_TRUE(RoundTrip(f, s, true)) << s;
+    EXPECT_TRUE(RoundTrip(f, s, false)) << s;
   }
 }
 

@@ -3,6 +3,7 @@
 
 #include <cstring>
 #include <random>
+#include <vector>
 
 #include "qssse/raster/SSEMatrix.h"
 
@@ -30,6 +31,24 @@ inline CSSEMatrix RandomMatrix(std::mt19937& rng, int sx, int sy, int levels, fl
   for (int y = 0; y < sy; ++y)
     for (int x = 0; x < sx; ++x) m.SetPoint(x, y, static_cast<float>(rng() % levels) * step + offset);
   return m;
+}
+
+// Pixel rows y = 0, 1, ... as vectors: hand-written inputs and expected results.
+using Rows = std::vector<std::vector<float>>;
+
+inline CSSEMatrix FromRows(const Rows& rows) {
+  CSSEMatrix m;
+  m.Create(static_cast<int>(rows[0].size()), static_cast<int>(rows.size()));
+  for (int y = 0; y < m.GetSizeY(); ++y)
+    for (int x = 0; x < m.GetSizeX(); ++x) m.SetPoint(x, y, rows[y][x]);
+  return m;
+}
+
+inline Rows ToRows(const CSSEMatrix& m) {
+  Rows rows(m.GetSizeY(), std::vector<float>(m.GetSizeX()));
+  for (int y = 0; y < m.GetSizeY(); ++y)
+    for (int x = 0; x < m.GetSizeX(); ++x) rows[y][x] = m.GetPoint(x, y);
+  return rows;
 }
 
 }  // namespace rastertest
