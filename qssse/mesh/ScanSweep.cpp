@@ -57,33 +57,35 @@ bool StartSampledConversion(const CHTriangulation& t, CSSEMatrix* m, const SSEPo
 
 bool StampBox(const Job& job, int& x0, int& x1, int& y0, int& y1) {
   if (job.width < 3 || job.height < 3 || job.last < job.first) return false;
-  double lo[2] = {INFINITY, INFINITY}, hi[2] = {-INFINITY, -INFINITY};
-  double magnitude = 0.0;  // largest |coordinate| and edge length met, for the rounding bound
-  for (int i = job.first; i <= job.last; ++i) {
-    for (int k = 0; k < 3; ++k) {
-      const SSEPoint& c = job.corners[3 * i + k];
-      const double v[2] = {c.x, c.y};
-      for (int a = 0; a < 2; ++a) {
-        if (!std::isfinite(v[a])) continue;  // such samples are NaN or off every raster and dropped
-        lo[a] = std::min(lo[a], v[a]);
-        hi[a] = std::max(hi[a], v[a]);
-        magnitude = std::max(magnitude, std::fabs(v[a]));
-      }
-    }
+  // The corners' lanes: accumulators second, so NaN lanes (whose samples are dropped) are ignored;
+  // infinities make the box the whole raster.
+  using namespace simd;
+  f4 lo = splat(INFINITY), hi = splat(-INFINITY), magnitude = zero();
+  for (int k = 3 * job.first; k < 3 * (job.last + 1); ++k) {
+    const f4 c = job.corners[k].m;
+    lo = min(c, lo);
+    hi = max(c, hi);
+    magnitude = max(abs(c), magnitude);
   }
-  if (!(lo[0] <= hi[0]) || !(lo[1] <= hi[1])) return false;
-  SSEPoint origin;
+  SSEPoint l, h, mag, origin;
+  l.m = lo;
+  h.m = hi;
+  mag.m = magnitude;
   origin.m = job.origin;
+  const double low[2] = {l.x, l.y}, high[2] = {h.x, h.y};
+  if (!(low[0] <= high[0]) || !(low[1] <= high[1])) return false;
   const double o[2] = {origin.x, origin.y}, res[2] = {job.resX, job.resY};
   const int size[2] = {job.width, job.height};
+  const double largest = std::max<double>(mag.x, mag.y);
   int from[2], to[2];
   for (int a = 0; a < 2; ++a) {
     // A sample is P0 + a S + b T - origin in float and its pixel a float quotient: its rounding stays far
     // below 16 ulps of the largest magnitude involved (edges are at most twice it); plus the rounding to
     // the nearest pixel and the cross's arm.
-    const double span = std::max(magnitude, std::fabs(o[a])) + (hi[a] - lo[a]);
+    const double span = std::max(largest, std::fabs(o[a])) + (high[a] - low[a]);
     const double slack = 16.0 * span * 0x1p-24 / res[a] + 2.0;
-    const double f = std::floor((lo[a] - o[a]) / res[a] - slack), t = std::ceil((hi[a] - o[a]) / res[a] + slack);
+    const double f = std::floor((low[a] - o[a]) / res[a] - slack);
+    const double t = std::ceil((high[a] - o[a]) / res[a] + slack);
     if (!(t >= 0.0) || !(f <= size[a] - 1.0)) return false;
     from[a] = f <= 0.0 ? 0 : static_cast<int>(f);
     to[a] = t >= size[a] - 1.0 ? size[a] - 1 : static_cast<int>(t);
