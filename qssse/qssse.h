@@ -40,6 +40,8 @@
 #include "qssse/platform/Vector2f.h"
 #include "qssse/platform/Vector3f.h"
 #include "qssse/platform/WinThread.h"
+#include "qssse/platform/WorkBudget.h"
+#include "qssse/platform/WorkBudgetException.h"
 #include "qssse/platform/WorkerPool.h"
 
 #include "qssse/vector/SSEFns.h"
