@@ -53,7 +53,10 @@ TEST(ScanCommand, TheZBufferMarksOnlyUncoveredPixelsAsNoData) {
   m.vertices = {{0, 0, 0}, {4, 0, 0}, {0, 4, 0}, {4, 4, 7}};
   m.triangles = {{0, 1, 2}};
   WriteMesh(dir / "half.ply", m);
-  ASSERT_EQ(RunTool(dir, {"scan", dir / "half.ply", dir / "h.pfm", "--nodata-out", "nan"}).status, 0);
+  const auto r = RunTool(dir, {"scan", dir / "half.ply", dir / "h.pfm", "--nodata-out", "nan"});
+  ASSERT_EQ(r.status, 0);
+  // Covered pixels at height 0 are counted as covered (they used to be taken for no value).
+  EXPECT_NE(r.out.find("5 x 5 pixels, 15 covered by the 1 triangles"), std::string::npos) << r.out;
   HeightFieldReadOptions keep;
   keep.noValue = std::numeric_limits<float>::quiet_NaN();
   const HeightField h = ReadHeightField(dir / "h.pfm", keep);

@@ -148,8 +148,9 @@ int RunScan(const ScanOptions& o) {
   try {
     SlowStepProgress progress("scan conversion");
     if (method == Method::kZBuffer) {
-      const float noData = o.noDataNaN ? std::numeric_limits<float>::quiet_NaN() : 0.0f;
-      mesh->ScanConvertTriangulationZBuffer_MinMaxPoint(&m, keepMax, noData, o.zOffset, lo, top,
+      // Uncovered pixels are NaN here whatever is written, so that covered pixels at height 0 count.
+      mesh->ScanConvertTriangulationZBuffer_MinMaxPoint(&m, keepMax, std::numeric_limits<float>::quiet_NaN(),
+                                                        o.zOffset, lo, top,
                                                         [&](int done, int total) { progress(done, total); });
     } else {
       const double seconds = StampSamples(*mesh) / kSamplesPerSecond;
@@ -167,9 +168,17 @@ int RunScan(const ScanOptions& o) {
   }
   const double ms = t.Ms();
   if (!m.HasPixels()) throw ToolError(o.input, "the mesh gives an empty raster at this resolution");
-  const HeightField out = FromMatrix(m);
+  HeightField out = FromMatrix(m);
   std::size_t covered = 0;
-  for (float v : out.values) covered += v != 0.0f && v == v;
+  for (float& v : out.values) {
+    if (stamped) {
+      covered += v != 0.0f;
+    } else if (v == v) {
+      ++covered;
+    } else if (!o.noDataNaN) {
+      v = 0.0f;
+    }
+  }
   HeightFieldWriteOptions written;
   written.png.bits = o.bits;
   // The z-buffer marks uncovered pixels itself (NaN when asked), so that a height of 0 stays a height;
