@@ -24,6 +24,7 @@
 #include "qssse/platform/Matrix4Rf.h"
 #include "qssse/platform/MemFile.h"
 #include "qssse/platform/MemoryException.h"
+#include "qssse/platform/MemoryLimit.h"
 #include "qssse/platform/QsTriangulationStatic.h"
 #include "qssse/platform/ReferenceCounted.h"
 #include "qssse/platform/ScratchVector.h"

@@ -108,8 +108,8 @@ QSSSE_IO_API std::size_t ResolveNoData(HeightField& h, const HeightFieldReadOpti
 QSSSE_IO_API void CheckRasterSize(std::uint64_t width, std::uint64_t height, const std::string& file);
 
 // ---- the library's raster ----------------------------------------------------------------------------
-// Copies into a new matrix of the same size (pixel (x, y) to (x, y)). Sizes outside [1, kMaxSide]
-// throw CIoException.
+// Copies into a new matrix of the same size (pixel (x, y) to (x, y)). Sizes outside [1, kMaxSide], or a
+// count of values other than width x height, throw CIoException.
 QSSSE_IO_API void ToMatrix(const HeightField& h, CSSEMatrix& m);
 // The matrix's pixels (padding left out); a matrix without pixels gives an empty field.
 QSSSE_IO_API HeightField FromMatrix(const CSSEMatrix& m);
