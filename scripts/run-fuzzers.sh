@@ -1,6 +1,7 @@
 #!/bin/sh
 # Runs every libFuzzer target of a build directory for SECONDS each, JOBS targets at a time:
 #   scripts/run-fuzzers.sh BUILD SECONDS [JOBS] [TARGET...]
+# With FUZZ_RUNS=N in the environment a target also stops after N executions.
 # Each target starts from its committed seeds (fuzz/seeds/<target>/) and regression inputs
 # (fuzz/regressions/<target>/) plus whatever it found in earlier runs (BUILD/fuzz-corpus/<target>/).
 # An input that runs longer than 1 s or takes more than 2 GB is a finding like a crash. Findings land
@@ -30,7 +31,7 @@ run_one() {
   log="$build/fuzz-logs/$name.log"
   mkdir -p "$corpus" "$artifacts"
   started=$(date +%s)
-  if "$exe" -max_total_time="$seconds" -max_len=16384 -timeout=1 -rss_limit_mb=2048 -print_final_stats=1 \
+  if "$exe" -max_total_time="$seconds" ${FUZZ_RUNS:+-runs=$FUZZ_RUNS} -max_len=16384 -timeout=1 -rss_limit_mb=2048 -print_final_stats=1 \
       -artifact_prefix="$artifacts/" "$corpus" "$root/fuzz/seeds/$name" \
       $( [ -d "$root/fuzz/regressions/$name" ] && echo "$root/fuzz/regressions/$name" ) >"$log" 2>&1; then
     status=PASS

@@ -4,6 +4,8 @@
 #include <cstring>
 #include <string>
 
+#include "qssse/platform/StreamReadBinaryMemory.h"
+#include "qssse/platform/StreamReadAhead.h"
 #include "qssse/platform/Archive.h"
 #include "qssse/platform/ArchiveException.h"
 #include "qssse/platform/CoreException.h"
@@ -107,12 +109,12 @@ void CSSE3dPolygon::Serialize(CbStreamWriteBinary& stream) const {
 void CSSE3dPolygon::Serialize(CbStreamReadBinary& stream) {
   const int version = stream.ReadAndCompareVersion(kStreamVersion);
   std::int32_t count = 0;
+  std::uint64_t need = 0;
   if (version >= 1) {
     count = stream.ReadInt32();
     if (count < 0) throw CbException("polygon stream: negative point count " + std::to_string(count));
     // Version 1 holds the points; version 2 adds their normalized copies, the centre and the flag.
-    const std::uint64_t need = version == 1 ? 12ull * static_cast<std::uint64_t>(count)
-                                            : 24ull * static_cast<std::uint64_t>(count) + 13u;
+    need = version == 1 ? 12ull * static_cast<std::uint64_t>(count) : 24ull * static_cast<std::uint64_t>(count) + 13u;
     if (need > stream.BytesRemaining()) {
       throw CbException("polygon stream: " + std::to_string(count) +
                         " points need more data than the stream holds");
@@ -120,13 +122,16 @@ void CSSE3dPolygon::Serialize(CbStreamReadBinary& stream) {
   }
   // Everything goes to a temporary first and is taken over only when the record is complete: a stream
   // failing part way (a set box flag without the box, say) leaves this polygon as it was.
+  // The fixed part of the record is read ahead of the allocation, so a stream that cannot tell its
+  // length pays for the points it holds, not for the count it claims.
+  CbStreamReadBinaryMemory data(qssse::ReadAhead(stream, need, "a polygon"));
   CSSE3dPolygon loaded;
   loaded.Create(count);
   // Corners the record does not hold keep this polygon's values, as they always have.
   std::memcpy(static_cast<void*>(loaded.m_stored), m_stored, kStoredBytes);
   loaded.m_stored[kCenter] = qssse::ZeroSSEPoint();
   for (int i = 0; i < count; ++i) {
-    const SSEPoint p = ReadXYZ(stream);
+    const SSEPoint p = ReadXYZ(data);
     loaded.SetPointSSE(i, p);
   }
   if (version < 2) {
@@ -136,11 +141,11 @@ void CSSE3dPolygon::Serialize(CbStreamReadBinary& stream) {
     return;
   }
   for (int i = 0; i < count; ++i) {
-    const SSEPoint p = ReadXYZ(stream);
+    const SSEPoint p = ReadXYZ(data);
     loaded.SetPointNormalizedSSE(i, p);
   }
-  loaded.m_stored[kCenter] = ReadXYZ(stream);
-  loaded.m_boxCalculated = stream.ReadBool();
+  loaded.m_stored[kCenter] = ReadXYZ(data);
+  loaded.m_boxCalculated = data.ReadBool();
   if (loaded.m_boxCalculated) {
     loaded.m_stored[kMin] = ReadXYZ(stream);
     loaded.m_stored[kMax] = ReadXYZ(stream);

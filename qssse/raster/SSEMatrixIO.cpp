@@ -3,6 +3,8 @@
 #include <cstdint>
 #include <string>
 
+#include "qssse/platform/StreamReadBinaryMemory.h"
+#include "qssse/platform/StreamReadAhead.h"
 #include "qssse/platform/Archive.h"
 #include "qssse/platform/ArchiveException.h"
 #include "qssse/platform/CoreException.h"
@@ -112,13 +114,17 @@ void CSSEMatrix::Serialize(CbStreamReadBinary& stream) {
   }
   // Always re-created, even at equal size; an unknown version leaves a 0 x 0 matrix. The elements go to
   // a temporary first, so a stream failing part way leaves the matrix as it was.
+  // The elements are read ahead of the allocation, so a stream that cannot tell its length pays for
+  // the data it holds, not for the size its header claims.
+  CbStreamReadBinaryMemory data(versionOk ? qssse::ReadAhead(stream, DataBytes(newSizeX, newSizeY), "a float matrix")
+                                          : std::vector<unsigned char>());
   CSSEMatrix loaded;
   loaded.Create(newSizeX, newSizeY);
   if (versionOk) {
     for (int x = 0; x < loaded.sseSizeX; ++x) {
       for (int g = 0; g < loaded.sseSizeY; ++g) {
         float* lanes = reinterpret_cast<float*>(&loaded.rows[g][x]);
-        for (int l = 0; l < 4; ++l) lanes[l] = stream.ReadFloat();
+        for (int l = 0; l < 4; ++l) lanes[l] = data.ReadFloat();
       }
     }
   }
