@@ -498,7 +498,9 @@ class QSSSE_API CSSE3dPolygon : public CbReferenceCounted {
   // minimum, maximum, 2-D maximum and 2-D minimum corners.
   void Serialize(CbStreamWriteBinary& stream) const;
   // Reads versions 1 (points only) and 2; an unknown version gives an empty polygon. A negative count
-  // or one the stream cannot hold throws CbException before anything is allocated.
+  // or one the stream cannot hold throws CbException before anything is allocated. Both loaders read
+  // into a temporary: on any exception (a short record, a set flag without its box) the polygon is
+  // unchanged, stored box, centre and flag included.
   void Serialize(CbStreamReadBinary& stream);
 
  private:
