@@ -1,8 +1,8 @@
 // Fuzzed outlines through the fill rule and the rasterisers. The fill rule (a pass over the ring) takes
 // any coordinates, raw floats included; the fills and outline drawings take outlines on a grid of at most
-// 128 cells into matrices of up to 64 x 64, with NaN and infinities mixed in (a box far larger than the
+// 128 cells into matrices of up to 64 x 64, with NaN mixed in (a box far larger than the
 // matrix makes the box-scanning fills walk the whole box, by design of the fills, so huge finite
-// coordinates are left to the fill rule).
+// coordinates and infinities are left to the fill rule).
 #include <cstddef>
 #include <cstdint>
 #include <vector>
@@ -44,6 +44,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     p.ClosestPointXY(in.Coordinate(1.0f), in.Coordinate(1.0f), step);
     return 0;
   }
+  in.FiniteOnly();
   const float unit = in.Bool() ? 8.0f : 1.0f;
   CSSE3dPolygon p;
   Ring(p, fuzz::Points(in, 48, unit, false), 32.0f);

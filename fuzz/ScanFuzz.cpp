@@ -1,6 +1,6 @@
 // Fuzzed triangle soups through the scan conversions (maximum, minimum, the threaded form, the
 // conversions into a matrix as it stands, through a line, and the refinement). Corners lie on a grid of
-// at most 16 x 16 scan pixels, with NaN and infinities mixed in: a corner far away makes the sampling
+// at most 16 x 16 scan pixels, with NaN mixed in: a corner far away makes the sampling
 // walk grow with the square of its distance in pixels, by design of the samplers, so huge finite
 // coordinates are left to the targets that do not sample.
 #include <cstddef>
@@ -18,6 +18,7 @@
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   qssse::SetMemoryLimit(std::uint64_t{256} << 20);
   fuzz::Input in(data, size);
+  in.FiniteOnly();
   const int op = in.Int(0, 7);
   const float resolution = in.Bool() ? 1.0f : 0.5f;
   const std::vector<fuzz::Point3> corners = fuzz::Points(in, 3 * 24, resolution, false);

@@ -256,7 +256,8 @@ class QSSSE_API CSSE3dPolygon : public CbReferenceCounted {
   void ReParametrizeXYZ(float step);
   // Keeps points 0, k, 2k, ... (m = (count - k + 1) / k of them) plus, when closed, the midpoint of the
   // first and last kept points, or else, when the last kept point is not the last point, the last
-  // point. Box and centre become zero. k < 1, or closed with no point kept, leaves the polygon as it is.
+  // point. Box and centre become zero. k < 1, an empty polygon, or closed with no point kept, leaves the
+  // polygon as it is.
   void Subsample(int k, bool closed);
   // Drops a point that lies within Manhattan distance 1 of any earlier input point, unless the point
   // before it was dropped. Box and centre become zero.
