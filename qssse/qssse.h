@@ -29,6 +29,7 @@
 #include "qssse/platform/ReferenceCounted.h"
 #include "qssse/platform/ScratchVector.h"
 #include "qssse/platform/StreamRead.h"
+#include "qssse/platform/StreamReadAhead.h"
 #include "qssse/platform/StreamReadBinary.h"
 #include "qssse/platform/StreamReadBinaryFile.h"
 #include "qssse/platform/StreamReadBinaryMemory.h"

@@ -21,6 +21,8 @@
 #include "qssse/geometry/HConvexHull2D.h"
 #include "qssse/geometry/HConvexHull3D.h"
 #include "qssse/geometry/HOctree.h"
+#include "qssse/geometry/HPolygonTriangulationRefinement.h"
+#include "qssse/geometry/HPolygonTriangulator.h"
 #include "qssse/geometry/HullException.h"
 #include "qssse/mesh/HTriangulation.h"
 #include "qssse/platform/Exception.h"
@@ -342,6 +344,22 @@ void RasterOps(const Case& c) {
   work.RemoveThinAreas(c.points.empty() ? 1.0f : c.points.front().y, 0.5f, 0.0f);
 }
 
+void EarClipping(const Case& c) {
+  CSSE3dPolygon p = Ring(c);
+  CHPolygonTriangulator t(&p, 1, 1.0f, 1.0f, 1.0f, false);
+  const int n = static_cast<int>(c.points.size());
+  EXPECT_LE(t.GetNumTriangles(), n >= 3 ? n - 2 : 0);
+  if (n < 3) {
+    EXPECT_EQ(t.GetNumTriangles(), 0) << "below three points there is nothing to triangulate";
+  }
+  if (std::string(c.name) == "Cocircular") {
+    EXPECT_EQ(t.GetNumTriangles(), 10) << "a convex ring of twelve points";
+  }
+  CHPolygonTriangulationRefinement r(&t, 0.5f, 2);
+  CSSE3dPolygon border;
+  r.GetBorderLinePolygon(&border);
+}
+
 struct Algorithm {
   const char* name;
   void (*run)(const Case&);
@@ -353,6 +371,7 @@ const Algorithm kAlgorithms[] = {
     {"Fills", Fills},             {"PolygonOps", PolygonOps},
     {"MeshFromField", MeshFromField}, {"ScanConversion", ScanConversion},
     {"NeighboursAndOctree", NeighboursAndOctree}, {"RasterOps", RasterOps},
+    {"EarClipping", EarClipping},
 };
 
 class DegenerateGeometry : public ::testing::TestWithParam<std::tuple<std::size_t, std::size_t>> {};
