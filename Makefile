@@ -42,11 +42,12 @@ sanitize:
 	cd build-tsan && ctest --output-on-failure --no-tests=error -j $(JOBS) -L threads
 
 FUZZ_SECONDS ?= 60
+FUZZ_JOBS    ?= 2
 fuzz:
 	@sh scripts/bootstrap.sh fuzz
 	CXX=clang++ cmake -S . -B build-fuzz -DCMAKE_BUILD_TYPE=RelWithDebInfo -DQSSSE_BUILD_FUZZ=ON -DQSSSE_BUILD_TESTS=OFF -DQSSSE_BUILD_TOOLS=OFF $(CMAKE_FLAGS)
 	cmake --build build-fuzz -j $(JOBS)
-	sh scripts/run-fuzzers.sh build-fuzz $(FUZZ_SECONDS)
+	sh scripts/run-fuzzers.sh build-fuzz $(FUZZ_SECONDS) $(FUZZ_JOBS)
 
 # Not part of CI: clones this repository into a minimal Debian 12 chroot and runs make demo and
 # make test there, as a newcomer would.

@@ -31,8 +31,9 @@ class QSSSE_API CH2DDelaunay : public CHConvexHull3D {
   // Builds the lifted hull, keeps its lower faces and counts faces, edges and vertices (the appended
   // count becomes the vertex count). Then sends "Time for 2D-Delaunay ms: %d\n Vertices: %d" (elapsed
   // milliseconds, vertices) to QsCUserInterfaceManager::ShowMessageBox on every call. Throws the hull's
-  // CHullException before any message: collinear when all points lie on one line, coplanar when all lie
-  // on one circle (the lifted points are then coplanar), range for coordinates beyond the range. A
+  // CHullException before any message: collinear when fewer than three distinct points remain, coplanar
+  // when all lie on one line or on one circle (the lifted points then lie in one plane), range for
+  // coordinates beyond the range. A
   // second call after further appends triangulates all vertices anew. (Do not call the inherited
   // CalcConvexHull afterwards: the lower faces alone are no closed hull to insert points into.)
   void CalcDelaunayTriangulation();

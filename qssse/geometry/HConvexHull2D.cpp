@@ -1,6 +1,7 @@
 // Graham's scan: the lowest point becomes the anchor, the others are sorted by angle about it (the
 // comparison also flags every point that is hidden behind another on the same ray), the flagged points
 // are squashed out, and one pass over the sorted points keeps the strict left turns on a stack.
+#include "qssse/platform/MemoryLimit.h"
 #include "qssse/geometry/HConvexHull2D.h"
 
 #include <cmath>
@@ -29,6 +30,7 @@ CHConvexHull2D::CHConvexHull2D(CSSE3dPolygon* polygon) : n(0), nDelete(0), P(nul
   const int count = polygon != nullptr ? polygon->GetNumPoints() : 0;
   if (count <= 0) return;
   // 1. the points, numbered by their place in the polygon
+  qssse::CheckMemoryRequest(static_cast<std::uint64_t>(count), sizeof(tPointStruc), 0, "the 2-D hull's points");
   P = static_cast<tPointStruc*>(std::calloc(static_cast<std::size_t>(count), sizeof(tPointStruc)));
   if (P == nullptr) AfxThrowMemoryException();
   n = count;

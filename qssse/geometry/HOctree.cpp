@@ -12,11 +12,13 @@
 #include <cstring>
 #include <limits>
 #include <new>
+#include <string>
 #include <unordered_map>
 #include <vector>
 
 #include "qssse/mesh/HTriangulation.h"
 #include "qssse/platform/AlignedMemory.h"
+#include "qssse/platform/MemoryLimit.h"
 #include "qssse/platform/MemoryException.h"
 #include "qssse/platform/UserInterfaceManager.h"
 #include "qssse/vector/SSEFns.h"
@@ -62,14 +64,17 @@ int LevelCount(float extent, float cellSize) {
 // Throws CMemoryException when L complete levels exceed the machine's memory (or the int counts), without
 // computing 8^L itself.
 void CheckTreeFits(int levelCount) {
-  std::uint64_t limit = qssse::physicalMemoryBytes() / sizeof(t_hoctreeelement);
+  std::uint64_t limit = qssse::GetMemoryLimit() / sizeof(t_hoctreeelement);
   if (limit > static_cast<std::uint64_t>(std::numeric_limits<std::int32_t>::max()))
     limit = static_cast<std::uint64_t>(std::numeric_limits<std::int32_t>::max());
   std::uint64_t total = 0, count = 1;
   for (int k = 0; k < levelCount; ++k) {
-    if (count > limit - total) AfxThrowMemoryException();
+    if (count > limit - total || (k + 1 < levelCount && count > limit / 8)) {
+      throw CMemoryException("out of memory: an octree of " + std::to_string(levelCount) +
+                             " levels needs more elements than the limit of " +
+                             std::to_string(qssse::GetMemoryLimit()) + " bytes holds");
+    }
     total += count;
-    if (k + 1 < levelCount && count > limit / 8) AfxThrowMemoryException();
     count *= 8;
   }
 }

@@ -1,3 +1,4 @@
+#include "qssse/platform/MemoryLimit.h"
 #include "qssse/io/HeightField.h"
 
 #include <algorithm>
@@ -72,6 +73,8 @@ void CheckRasterSize(std::uint64_t width, std::uint64_t height, const std::strin
         file, "the raster is empty (" + std::to_string(width) + " x " + std::to_string(height) + ")");
   const std::string problem = RasterSizeError(static_cast<double>(width), static_cast<double>(height));
   if (!problem.empty()) throw CIoException(file, problem);
+  // The floats read and the matrix they become, before either is allocated.
+  CheckMemoryRequest(width * height, 2 * sizeof(float), 0, "a height field");
 }
 
 std::size_t ResolveNoData(HeightField& h, const HeightFieldReadOptions& o, const std::string& file) {
@@ -230,6 +233,10 @@ void WriteHeightField(const std::string& path, const HeightField& h, const Heigh
 void ToMatrix(const HeightField& h, CSSEMatrix& m) {
   CheckRasterSize(static_cast<std::uint64_t>(std::max(h.width, 0)),
                   static_cast<std::uint64_t>(std::max(h.height, 0)), "raster");
+  if (h.values.size() != static_cast<std::size_t>(h.width) * static_cast<std::size_t>(h.height)) {
+    throw CIoException("raster", std::to_string(h.values.size()) + " values for " + std::to_string(h.width) +
+                                     " x " + std::to_string(h.height) + " pixels");
+  }
   m.Create(h.width, h.height);
   for (int y = 0; y < h.height; ++y) {
     for (int x = 0; x < h.width; ++x) m.SetPoint(x, y, h.At(x, y));

@@ -116,7 +116,7 @@ QSSSE_IO_API std::string RasterSizeError(double width, double height);
 
 // ---- the library's raster ----------------------------------------------------------------------------
 // Copies into a new matrix of the same size (pixel (x, y) to (x, y)). Sizes that are 0 or break the
-// size rule throw CIoException.
+// size rule, or a count of values other than width x height, throw CIoException.
 QSSSE_IO_API void ToMatrix(const HeightField& h, CSSEMatrix& m);
 // The matrix's pixels (padding left out); a matrix without pixels gives an empty field.
 QSSSE_IO_API HeightField FromMatrix(const CSSEMatrix& m);

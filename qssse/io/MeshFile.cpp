@@ -1,3 +1,4 @@
+#include "qssse/platform/MemoryLimit.h"
 #include "qssse/io/MeshFile.h"
 
 #include <algorithm>
@@ -100,6 +101,7 @@ MeshData ParseStl(const std::vector<unsigned char>& bytes, const std::string& fi
                                  std::to_string(n * 50) + " bytes) but " + std::to_string(r.Remaining()) +
                                  " bytes follow");
   }
+  CheckMemoryRequest(n, 3 * sizeof(Vertex) + sizeof(std::array<std::uint32_t, 3>), 0, "a mesh");
   MeshData m;
   m.vertices.reserve(n * 3);
   m.triangles.reserve(n);
@@ -239,6 +241,15 @@ void CopyToTriangulation(const MeshData& data, CHTriangulation& mesh) {
   if (data.triangles.size() > static_cast<std::size_t>(std::numeric_limits<int>::max() / 3)) {
     AfxThrowInvalidArgumentException("CopyToTriangulation: " + std::to_string(data.triangles.size()) +
                                      " triangles are more than the library holds");
+  }
+  // Every index checked before the mesh changes, so a bad one leaves it as it was.
+  for (const auto& t : data.triangles) {
+    for (const std::uint32_t v : t) {
+      if (v >= data.vertices.size()) {
+        AfxThrowInvalidArgumentException("CopyToTriangulation: vertex index " + std::to_string(v) + " of " +
+                                         std::to_string(data.vertices.size()) + " vertices");
+      }
+    }
   }
   const int n = static_cast<int>(data.triangles.size());
   // A fresh mesh has no three-point block yet; one that has it keeps it and its scales.

@@ -82,8 +82,8 @@ QSSSE_IO_API MeshData WeldVertices(const MeshData& m);
 // ---- the library's mesh ------------------------------------------------------------------------------
 // Replaces the mesh's triangles by the data's (corners copied with w = 0), then computes the edge vectors
 // and the bounding box. A freshly constructed mesh gets unit scales; a mesh in use keeps its scales. More
-// triangles than the library counts (INT_MAX / 3) throw CInvalidArgumentException with the mesh unchanged; an
-// allocation failure CMemoryException.
+// triangles than the library counts (INT_MAX / 3), or an index past the vertices, throw
+// CInvalidArgumentException with the mesh unchanged; an allocation failure CMemoryException.
 QSSSE_IO_API void CopyToTriangulation(const MeshData& data, CHTriangulation& mesh);
 // The mesh's triangles with their corners welded into shared vertices. A corner that is not finite
 // throws CInvalidArgumentException naming the triangle.

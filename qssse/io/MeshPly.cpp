@@ -4,6 +4,7 @@
 #include <cmath>
 #include <map>
 
+#include "qssse/platform/MemoryLimit.h"
 #include "qssse/io/IoException.h"
 #include "qssse/io/MeshFile.h"
 #include "qssse/io/detail/Bytes.h"
@@ -220,6 +221,7 @@ MeshData ParsePly(const std::vector<unsigned char>& bytes, const std::string& fi
     if (isFace && indexList < 0) throw CIoException(file, "PLY faces lack a vertex_indices list");
     if (isFace && !haveVertices) throw CIoException(file, "PLY faces come before the vertices");
     if (isVertex) {
+      CheckMemoryRequest(e.count, sizeof(Vertex), 0, "a mesh's vertices");
       m.vertices.reserve(e.count);
       haveVertices = true;
     }

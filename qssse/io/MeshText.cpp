@@ -3,6 +3,7 @@
 #include <cmath>
 #include <cstdio>
 
+#include "qssse/platform/MemoryLimit.h"
 #include "qssse/io/IoException.h"
 #include "qssse/io/MeshFile.h"
 #include "qssse/io/detail/Bytes.h"
@@ -90,6 +91,7 @@ MeshData ParseOff(const std::vector<unsigned char>& bytes, const std::string& fi
     throw CIoException(file, "truncated: the OFF header announces " + std::to_string(nv) + " vertices and " +
                                  std::to_string(nf) + " faces, more than " + std::to_string(bytes.size()) +
                                  " bytes hold");
+  CheckMemoryRequest(nv, sizeof(Vertex), 0, "a mesh's vertices");
   MeshData m;
   m.vertices.reserve(nv);
   // 3. Vertices: x y z, then whatever the line adds (colour, normal, texture) is skipped.

@@ -1,3 +1,4 @@
+#include "qssse/platform/MemoryLimit.h"
 #include "qssse/io/Png.h"
 
 #include <spng.h>
@@ -120,6 +121,8 @@ PngGrey DecodePngGrey(const std::vector<unsigned char>& bytes, const std::string
   // decoded pairs are at most twice the stored samples.
   if (outSize / 2064 > bytes.size())
     throw CIoException(file, "image size in the header is impossible for the file size");
+  // The decoded pairs, the levels and alpha taken from them and the heights made of those.
+  CheckMemoryRequest(pixels, 3 * sizeof(std::uint16_t) + 2 * sizeof(float), outSize, "a PNG height field");
   std::vector<unsigned char> raw(outSize);
   Check(spng_decode_image(ctx.get(), raw.data(), raw.size(), fmt, SPNG_DECODE_TRNS), file, "image data");
   uint32_t nText = 0;

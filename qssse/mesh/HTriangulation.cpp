@@ -1,3 +1,4 @@
+#include "qssse/platform/MemoryLimit.h"
 #include "qssse/mesh/HTriangulation.h"
 
 #include <cmath>
@@ -117,6 +118,8 @@ void CHTriangulation::BaseInitialization(float sx, float sy, float sz) {
 }
 
 void CHTriangulation::CreateTriangulation(int n) {
+  // The record and its twelve points per triangle, checked as a whole before the old arrays go.
+  if (n > 0) qssse::CheckMemoryRequest(static_cast<std::uint64_t>(n), sizeof(t_htriangle) + 12 * sizeof(SSEPoint), 0, "a mesh");
   FreeTriangulation();
   if (n <= 0) return;
   const std::size_t count = static_cast<std::size_t>(n);

@@ -6,6 +6,8 @@
 #include <string>
 #include <vector>
 
+#include "qssse/platform/StreamReadBinaryMemory.h"
+#include "qssse/platform/StreamReadAhead.h"
 #include "qssse/mesh/HTriangulation.h"
 #include "qssse/platform/AlignedMemory.h"
 #include "qssse/platform/Archive.h"
@@ -87,11 +89,14 @@ void CHTriangulation::Serialize(CbStreamReadBinary& stream) {
   if (kBytesPerTriangle * static_cast<std::uint64_t>(n) + kBoxBytes > stream.BytesRemaining()) {
     throw CbException("mesh stream: " + std::to_string(n) + " triangles need more data than the stream holds");
   }
+  // The arrays are read ahead of the allocation, so a stream that cannot tell its length pays for the
+  // data it holds, not for the count it claims.
+  CbStreamReadBinaryMemory arrays(qssse::ReadAhead(stream, kBytesPerTriangle * static_cast<std::uint64_t>(n) + kBoxBytes, "a mesh"));
   CHTriangulation loaded;
   // Deliberately scaleX twice: meshes have always been read this way, and callers rely on the result.
   loaded.BaseInitialization(head[0], head[0], head[2]);
   loaded.CreateTriangulation(n);
-  loaded.ForEachRawBlock([&](void* data, std::size_t bytes) { stream.ReadBuffer(data, bytes); });
+  loaded.ForEachRawBlock([&](void* data, std::size_t bytes) { arrays.ReadBuffer(data, bytes); });
   AdoptLoaded(loaded);
 }
 

@@ -1,5 +1,7 @@
 #include "qssse/platform/AlignedMemory.h"
 
+#include "qssse/platform/MemoryLimit.h"
+
 #if defined(__unix__) || defined(__APPLE__)
 #include <unistd.h>
 #endif
@@ -18,6 +20,7 @@ std::uint64_t physicalMemoryBytes() {
 }
 
 void* alignedAlloc(std::size_t bytes) {
+  CheckMemoryRequest(bytes, "a block");
   // std::aligned_alloc wants a whole number of alignment units; zero bytes becomes one unit.
   if (bytes > std::numeric_limits<std::size_t>::max() - (kSimdAlignment - 1)) AfxThrowMemoryException();
   std::size_t rounded = (bytes + kSimdAlignment - 1) & ~(kSimdAlignment - 1);

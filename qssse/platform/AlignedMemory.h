@@ -16,12 +16,11 @@ inline constexpr std::size_t kSimdAlignment = 16;
 
 // Returns an uninitialised block of at least `bytes` bytes aligned to kSimdAlignment. Zero bytes still
 // returns a unique non-null block (never nullptr), so null always means "nothing allocated".
-// A failed allocation throws CMemoryException. Release the block with alignedFree, never free/delete.
+// A failed allocation, or one above the memory ceiling (MemoryLimit.h), throws CMemoryException. Release the block with alignedFree, never free/delete.
 QSSSE_API void* alignedAlloc(std::size_t bytes);
 
-// Bytes of physical memory of this machine; UINT64_MAX where the platform cannot tell. Objects made of
-// many blocks (raster fields) check their total against it, because each block alone may pass the
-// system's overcommit and the process would be killed on first touch instead of seeing an exception.
+// Bytes of physical memory of this machine; UINT64_MAX where the platform cannot tell. The default of the
+// memory ceiling (MemoryLimit.h).
 QSSSE_API std::uint64_t physicalMemoryBytes();
 
 // Releases a block of alignedAlloc. Null is ignored.

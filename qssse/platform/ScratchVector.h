@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "qssse/platform/MemoryException.h"
+#include "qssse/platform/MemoryLimit.h"
 
 namespace qssse {
 
@@ -11,6 +12,7 @@ namespace qssse {
 // CMemoryException rather than std::bad_alloc.
 template <class T>
 std::vector<T> scratchVector(std::size_t n) {
+  CheckMemoryRequest(n, sizeof(T), 0, "working storage");
   try {
     return std::vector<T>(n);
   } catch (const std::bad_alloc&) {

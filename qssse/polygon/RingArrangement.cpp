@@ -143,8 +143,11 @@ void ForEachCandidatePair(const Flat& f, const std::vector<char>& active, Visit 
   const int g = std::clamp(static_cast<int>(std::sqrt(static_cast<double>(count))), 1, 2048);
   const double w = maxX > minX ? (maxX - minX) / g : 1.0;
   const double h = maxY > minY ? (maxY - minY) / g : 1.0;
-  auto column = [&](double x) { return std::clamp(static_cast<int>((x - minX) / w), 0, g - 1); };
-  auto row = [&](double y) { return std::clamp(static_cast<int>((y - minY) / h), 0, g - 1); };
+  // Clamped before the conversion: a span that overflows (coordinates near the float range in a ring
+  // scaled by a tiny distance) gives NaN or infinite cells, which no int can hold.
+  auto toCell = [&](double t) { return t >= static_cast<double>(g - 1) ? g - 1 : t >= 0.0 ? static_cast<int>(t) : 0; };
+  auto column = [&](double x) { return toCell((x - minX) / w); };
+  auto row = [&](double y) { return toCell((y - minY) / h); };
   // the cells of segment k, in column order
   auto cellsOf = [&](int k, auto&& cell) {
     const Vertex& a = f.v[k];

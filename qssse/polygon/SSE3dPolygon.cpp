@@ -1,4 +1,5 @@
 // CSSE3dPolygon: storage, copies, construction from curves and pixel chains, box, centre, ring edits.
+#include "qssse/platform/MemoryLimit.h"
 #include "qssse/polygon/SSE3dPolygon.h"
 #include "qssse/platform/ScratchVector.h"
 
@@ -101,6 +102,7 @@ CSSE3dPolygon::CSSE3dPolygon(DmHermiteSpline* spline, float step, bool reparamet
 }
 
 void CSSE3dPolygon::Create(int n) {
+  if (n > 0) qssse::CheckMemoryRequest(Capacity(n), 6 * sizeof(float), 0, "a polygon");
   Free();
   // Cleared even when nothing is allocated: Free leaves an empty polygon's flag alone, Create never does.
   m_boxCalculated = false;

@@ -262,7 +262,8 @@ class QSSSE_API CSSE3dPolygon : public CbReferenceCounted {
   void ReParametrizeXYZ(float step);
   // Keeps points 0, k, 2k, ... (m = (count - k + 1) / k of them) plus, when closed, the midpoint of the
   // first and last kept points, or else, when the last kept point is not the last point, the last
-  // point. Box and centre become zero. k < 1, or closed with no point kept, leaves the polygon as it is.
+  // point. Box and centre become zero. k < 1, an empty polygon, or closed with no point kept, leaves the
+  // polygon as it is.
   void Subsample(int k, bool closed);
   // Drops a point that lies within Manhattan distance 1 of any earlier input point, unless the point
   // before it was dropped. Box and centre become zero.
@@ -504,7 +505,9 @@ class QSSSE_API CSSE3dPolygon : public CbReferenceCounted {
   // minimum, maximum, 2-D maximum and 2-D minimum corners.
   void Serialize(CbStreamWriteBinary& stream) const;
   // Reads versions 1 (points only) and 2; an unknown version gives an empty polygon. A negative count
-  // or one the stream cannot hold throws CbException before anything is allocated.
+  // or one the stream cannot hold throws CbException before anything is allocated. Both loaders read
+  // into a temporary: on any exception (a short record, a set flag without its box) the polygon is
+  // unchanged, stored box, centre and flag included.
   void Serialize(CbStreamReadBinary& stream);
 
  private:

@@ -87,7 +87,8 @@ void CSSE3dPolygon::ReParametrizeImpl(float step, int* map, bool withZ) {
 }
 
 void CSSE3dPolygon::Subsample(int k, bool closed) {
-  if (k < 1) return;
+  // An empty polygon has no last point to keep.
+  if (k < 1 || m_count <= 0) return;
   const int m = (m_count - k + 1) / k;
   const bool extra = closed || (m - 1) * k != m_count - 1;
   if (closed && m < 1) return;

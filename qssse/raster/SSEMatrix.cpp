@@ -1,5 +1,7 @@
 #include "qssse/raster/SSEMatrix.h"
 
+#include "qssse/platform/MemoryLimit.h"
+
 #include <algorithm>
 #include <cfloat>
 #include <cstring>
@@ -49,11 +51,11 @@ void CSSEMatrix::Allocate(int newSizeX, int newSizeY) {
                                 std::to_string(newSizeY) + " is outside 0..2^31 x 0.." +
                                 std::to_string(kMaxSizeY));
   }
-  // More than the machine holds cannot succeed; the fields might each pass overcommit and the process
-  // would then be killed while zeroing them, so the request fails here with the library's exception.
-  const std::uint64_t total =
-      static_cast<std::uint64_t>(newSizeX) * static_cast<std::uint64_t>((newSizeY >> 2) + 1) * 16u;
-  if (total > qssse::physicalMemoryBytes()) AfxThrowMemoryException();
+  // The fields together against the ceiling: each might pass the system's overcommit alone and the
+  // process would then be killed while zeroing them.
+  qssse::CheckMemoryRequest(static_cast<std::uint64_t>(newSizeX),
+                            static_cast<std::uint64_t>((newSizeY >> 2) + 1) * 16u,
+                            static_cast<std::uint64_t>((newSizeY >> 2) + 1) * sizeof(__m128*), "a float matrix");
   Free();
   sizeX = newSizeX;
   sizeY = newSizeY;

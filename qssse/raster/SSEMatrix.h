@@ -122,6 +122,8 @@ class QSSSE_API CSSEMatrix : public CbReferenceCounted {
   void Serialize(CbStreamWriteBinary& stream) const;
   // Stream: a version other than 1 leaves a 0 x 0 matrix; otherwise the matrix is always re-created and
   // read. Impossible sizes or more data than the stream holds throw CbException before allocating.
+  // Every loader reads into a temporary: on any exception (a short file, the memory ceiling) the matrix
+  // is unchanged.
   void Serialize(CbStreamReadBinary& stream);
   // Writes the archive format to a file (created or truncated); false when it cannot be opened.
   bool Store(const CString& path) const;

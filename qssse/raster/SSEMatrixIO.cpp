@@ -3,6 +3,8 @@
 #include <cstdint>
 #include <string>
 
+#include "qssse/platform/StreamReadBinaryMemory.h"
+#include "qssse/platform/StreamReadAhead.h"
 #include "qssse/platform/Archive.h"
 #include "qssse/platform/ArchiveException.h"
 #include "qssse/platform/CoreException.h"
@@ -61,12 +63,20 @@ void CSSEMatrix::Serialize(CArchive& ar) {
   if (DataBytes(newSizeX, newSizeY) > ar.GetBytesRemaining()) {
     throw CArchiveException(CArchiveException::endOfFile, FileNameOf(ar));
   }
-  if (rows == nullptr || newSizeX != sizeX || newSizeY != sizeY) Create(newSizeX, newSizeY);
-  for (int x = 0; x < sseSizeX; ++x) {
-    for (int g = 0; g < sseSizeY; ++g) {
-      float* lanes = reinterpret_cast<float*>(&rows[g][x]);
+  // Read into a temporary, so that a file failing part way (or an archive that cannot tell its length)
+  // leaves the matrix as it was; a matrix of the same size keeps its storage.
+  CSSEMatrix loaded;
+  loaded.Create(newSizeX, newSizeY);
+  for (int x = 0; x < loaded.sseSizeX; ++x) {
+    for (int g = 0; g < loaded.sseSizeY; ++g) {
+      float* lanes = reinterpret_cast<float*>(&loaded.rows[g][x]);
       ar >> lanes[0] >> lanes[1] >> lanes[2] >> lanes[3];
     }
+  }
+  if (rows != nullptr && newSizeX == sizeX && newSizeY == sizeY) {
+    CopyFromSSEMatrix(loaded);
+  } else {
+    SwapStorage(loaded);
   }
 }
 
@@ -102,15 +112,23 @@ void CSSEMatrix::Serialize(CbStreamReadBinary& stream) {
                          " needs more data than the stream holds").c_str());
     }
   }
-  // Always re-created, even at equal size; an unknown version leaves a 0 x 0 matrix.
-  Create(newSizeX, newSizeY);
-  if (!versionOk) return;
-  for (int x = 0; x < sseSizeX; ++x) {
-    for (int g = 0; g < sseSizeY; ++g) {
-      float* lanes = reinterpret_cast<float*>(&rows[g][x]);
-      for (int l = 0; l < 4; ++l) lanes[l] = stream.ReadFloat();
+  // Always re-created, even at equal size; an unknown version leaves a 0 x 0 matrix. The elements go to
+  // a temporary first, so a stream failing part way leaves the matrix as it was.
+  // The elements are read ahead of the allocation, so a stream that cannot tell its length pays for
+  // the data it holds, not for the size its header claims.
+  CbStreamReadBinaryMemory data(versionOk ? qssse::ReadAhead(stream, DataBytes(newSizeX, newSizeY), "a float matrix")
+                                          : std::vector<unsigned char>());
+  CSSEMatrix loaded;
+  loaded.Create(newSizeX, newSizeY);
+  if (versionOk) {
+    for (int x = 0; x < loaded.sseSizeX; ++x) {
+      for (int g = 0; g < loaded.sseSizeY; ++g) {
+        float* lanes = reinterpret_cast<float*>(&loaded.rows[g][x]);
+        for (int l = 0; l < 4; ++l) lanes[l] = data.ReadFloat();
+      }
     }
   }
+  SwapStorage(loaded);
 }
 
 bool CSSEMatrix::Store(const CString& path) const {

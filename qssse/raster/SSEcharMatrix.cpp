@@ -11,6 +11,7 @@
 #include "qssse/platform/ArchiveException.h"
 #include "qssse/platform/File.h"
 #include "qssse/platform/MemoryException.h"
+#include "qssse/platform/MemoryLimit.h"
 #include "qssse/raster/AlignedBuffer.h"
 #include "qssse/raster/SSEMatrix.h"
 
@@ -52,10 +53,11 @@ void CSSEcharMatrix::Create(int newSizeX, int newSizeY) {
                                 std::to_string(newSizeY) + " is outside 0..2^31 x 0.." +
                                 std::to_string(kMaxSizeY));
   }
-  // Fields may each pass overcommit while the whole cannot be backed: fail with the library's exception.
-  const std::uint64_t total =
-      static_cast<std::uint64_t>(newSizeX) * static_cast<std::uint64_t>((newSizeY >> 4) + 1) * 16u;
-  if (total > qssse::physicalMemoryBytes()) AfxThrowMemoryException();
+  // The real storage, 16 bytes per column for every group of 16 rows (a 0-high matrix has one group),
+  // against the ceiling as a whole: the fields might each pass the system's overcommit alone.
+  qssse::CheckMemoryRequest(static_cast<std::uint64_t>(newSizeX),
+                            static_cast<std::uint64_t>((newSizeY >> 4) + 1) * 16u,
+                            static_cast<std::uint64_t>((newSizeY >> 4) + 1) * sizeof(__m128i*), "a byte matrix");
   Free();
   sizeX = sseSizeX = newSizeX;
   sizeY = newSizeY;
@@ -210,14 +212,31 @@ void CSSEcharMatrix::Serialize(CArchive& ar) {
   if (bytes > ar.GetBytesRemaining()) {
     throw CArchiveException(CArchiveException::endOfFile, file);
   }
-  Free();
-  Create(newSizeX, newSizeY);
-  if (bytes == 0) return;
-  qssse::AlignedBuffer<char> line(static_cast<std::size_t>(sizeX));
-  for (int y = 0; y < sizeY; ++y) {
-    if (ar.Read(line.get(), static_cast<unsigned>(sizeX)) != static_cast<unsigned>(sizeX)) {
-      throw CArchiveException(CArchiveException::endOfFile, file);
-    }
-    for (int x = 0; x < sizeX; ++x) *pixel(x, y) = line[x];
+  // The storage is 16 bytes per column for every group of 16 rows, up to 16 times the pixels a file
+  // holds and unbounded for a matrix 0 rows high: a header asking for more than 16 bytes per byte read
+  // (plus 16 MiB, room for any empty matrix of up to a million columns) is corrupt, whatever the ceiling.
+  const std::uint64_t storage =
+      static_cast<std::uint64_t>(newSizeX) * static_cast<std::uint64_t>((newSizeY >> 4) + 1) * 16u;
+  if (storage > 16u * bytes + (std::uint64_t{16} << 20)) {
+    throw CArchiveException(CArchiveException::badIndex, file);
   }
+  // Read into a temporary and taken over only when complete: a failure (the ceiling, a short file)
+  // leaves the matrix as it was.
+  CSSEcharMatrix loaded(newSizeX, newSizeY);
+  if (bytes > 0) {
+    qssse::AlignedBuffer<char> line(static_cast<std::size_t>(newSizeX));
+    for (int y = 0; y < newSizeY; ++y) {
+      if (ar.Read(line.get(), static_cast<unsigned>(newSizeX)) != static_cast<unsigned>(newSizeX)) {
+        throw CArchiveException(CArchiveException::endOfFile, file);
+      }
+      for (int x = 0; x < newSizeX; ++x) *loaded.pixel(x, y) = line[x];
+    }
+  }
+  std::swap(rows, loaded.rows);
+  std::swap(fields, loaded.fields);
+  std::swap(sizeX, loaded.sizeX);
+  std::swap(sizeY, loaded.sizeY);
+  std::swap(sseSizeX, loaded.sseSizeX);
+  std::swap(sseSizeY, loaded.sseSizeY);
+  std::swap(fieldCount, loaded.fieldCount);
 }

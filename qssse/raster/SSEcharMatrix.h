@@ -58,8 +58,10 @@ class QSSSE_API CSSEcharMatrix {
 
   // Archive: sizeX, sizeY (int32), then sizeY * sizeX bytes row by row (y outer, x inner) without
   // padding: deliberately not the column-major, padded order of CSSEMatrix. Loading rejects negative
-  // sizes, sizeY > kMaxSizeY or more bytes than the file holds with CArchiveException before
-  // allocating (the matrix is then unchanged).
+  // sizes, sizeY > kMaxSizeY, more bytes than the file holds, or storage (16 bytes per column for
+  // every 16 rows) above 16 bytes per byte read plus 16 MiB with CArchiveException before allocating;
+  // storage above the memory ceiling throws CMemoryException. It reads into a temporary: on any
+  // exception the matrix is unchanged.
   void Serialize(CArchive& ar);
 
   int GetSizeX() const { return sizeX; }

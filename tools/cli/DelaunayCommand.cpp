@@ -2,6 +2,7 @@
 // the wall strip between two outlines.
 #include <cmath>
 #include <cstdio>
+#include <limits>
 #include <memory>
 #include <string>
 #include <vector>
@@ -48,6 +49,8 @@ void Triangulate(CH2DDelaunay& d, const std::string& source, void (CH2DDelaunay:
 int RunPoints(const DelaunayOptions& o, CH2DDelaunay& d) {
   const std::vector<Vertex> points = ReadPoints(o.input);
   // Appended at 10 / (10 · resolution) so that the library's 0.1 step is one resolution step.
+  // A scale past the float range would be undefined to convert; such a resolution is no use anyway.
+  if (!(0.1 / o.resolution <= std::numeric_limits<float>::max())) throw ToolError("--resolution is too small");
   const float scale = static_cast<float>(0.1 / o.resolution);
   Stopwatch t;
   try {

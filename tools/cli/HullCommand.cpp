@@ -1,6 +1,7 @@
 // qssse hull: the exact convex hull of a point set as a mesh.
 #include <cmath>
 #include <cstdio>
+#include <limits>
 #include <memory>
 #include <string>
 
@@ -26,6 +27,8 @@ struct HullOptions {
 int RunHull(const HullOptions& o) {
   const std::vector<Vertex> points = ReadPoints(o.input);
   MeshKindFromName(o.output);  // a bad output name fails before the work
+  // A scale past the float range would be undefined to convert; such a resolution is no use anyway.
+  if (!(1.0 / o.resolution <= std::numeric_limits<float>::max())) throw ToolError("--resolution is too small");
   const float scale = static_cast<float>(1.0 / o.resolution);
   Stopwatch t;
   CHConvexHull3D hull;

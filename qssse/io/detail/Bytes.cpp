@@ -1,11 +1,17 @@
 #include "qssse/io/detail/Bytes.h"
 
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <atomic>
 #include <cctype>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
 #include <memory>
+#include <string>
 
 #include "qssse/io/FileBytes.h"
 #include "qssse/io/IoException.h"
@@ -195,12 +201,43 @@ std::vector<unsigned char> ReadFileBytes(const std::string& path) {
 }
 
 void WriteFileBytes(const std::string& path, const void* data, std::size_t size) {
+  // The bytes go to a new file beside the target, which replaces the target only once it is complete:
+  // a full disk, a size limit or an interruption leaves the old file as it was, never a truncated one.
+  const std::string::size_type slash = path.find_last_of('/');
+  const std::string dir = slash == std::string::npos ? std::string() : path.substr(0, slash + 1);
+  const std::string base = slash == std::string::npos ? path : path.substr(slash + 1);
+  if (base.empty()) throw CIoException(path, "cannot create: not a file name");
+  static std::atomic<unsigned> serial{0};
+  int fd = -1;
+  std::string temp;
+  for (int attempt = 0; fd < 0; ++attempt) {
+    temp = dir + "." + base + "." + std::to_string(::getpid()) + "-" + std::to_string(serial++) + ".part";
+    errno = 0;
+    // 0666 and the process's umask, as a plain create would give.
+    fd = ::open(temp.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+    if (fd < 0 && (errno != EEXIST || attempt >= 100)) throw CIoException(path, "cannot create: " + ErrnoText());
+  }
+  const auto fail = [&](const char* what) {
+    const std::string reason = ErrnoText();
+    if (fd >= 0) ::close(fd);
+    ::unlink(temp.c_str());
+    throw CIoException(path, what + reason);
+  };
+  const auto* next = static_cast<const unsigned char*>(data);
+  while (size > 0) {
+    errno = 0;
+    const ssize_t n = ::write(fd, next, std::min<std::size_t>(size, std::size_t{1} << 30));
+    if (n < 0 && errno == EINTR) continue;
+    if (n <= 0) fail("cannot write: ");
+    next += n;
+    size -= static_cast<std::size_t>(n);
+  }
   errno = 0;
-  FilePtr f(std::fopen(path.c_str(), "wb"));
-  if (!f) throw CIoException(path, "cannot create: " + ErrnoText());
-  if (size > 0 && std::fwrite(data, 1, size, f.get()) != size)
-    throw CIoException(path, "cannot write: " + ErrnoText());
-  if (std::fclose(f.release()) != 0) throw CIoException(path, "cannot write: " + ErrnoText());
+  const int closed = ::close(fd);
+  fd = -1;
+  if (closed != 0) fail("cannot write: ");
+  errno = 0;
+  if (::rename(temp.c_str(), path.c_str()) != 0) fail("cannot replace: ");
 }
 
 void WriteFileBytes(const std::string& path, std::string_view text) {

@@ -1,0 +1,100 @@
+// Fuzzed outlines through the fill rule and the rasterisers. The fill rule (a pass over the ring) takes
+// any coordinates, raw floats included; the fills and outline drawings take outlines on a grid of at most
+// 128 cells into matrices of up to 64 x 64, with NaN mixed in (a box far larger than the
+// matrix makes the box-scanning fills walk the whole box, by design of the fills, so huge finite
+// coordinates and infinities are left to the fill rule).
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+#include "FuzzInput.h"
+#include "qssse/platform/InvalidArgumentException.h"
+#include "qssse/platform/MemoryException.h"
+#include "qssse/platform/MemoryLimit.h"
+#include "qssse/polygon/SSE3dPolygon.h"
+#include "qssse/raster/SSEMatrix.h"
+#include "qssse/raster/SSEcharMatrix.h"
+
+namespace {
+
+void Ring(CSSE3dPolygon& p, const std::vector<fuzz::Point3>& points, float shift) {
+  p.Create(static_cast<int>(points.size()));
+  for (std::size_t i = 0; i < points.size(); ++i)
+    p.SetPoint(static_cast<int>(i), points[i].x + shift, points[i].y + shift, points[i].z);
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  qssse::SetMemoryLimit(std::uint64_t{256} << 20);
+  fuzz::Input in(data, size);
+  const int op = in.Int(0, 9);
+  if (op == 0) {
+    // The fill rule on any coordinates, its three forms.
+    CSSE3dPolygon p;
+    Ring(p, fuzz::Points(in, 64, 1.0f), 0.0f);
+    const int step = in.Int(-1, 5);
+    for (int q = 0; q < 8 && !in.Empty(); ++q) {
+      const float x = in.Coordinate(1.0f), y = in.Coordinate(1.0f);
+      p.PointInLineInnerArea(x, y, step);
+      p.PointInLineInnerAreaNormalized(x, y, step);
+      p.PointInLineInnerAreaBoxed(x, y, in.Coordinate(1.0f), in.Coordinate(1.0f), in.Coordinate(1.0f), in.Coordinate(1.0f), step);
+    }
+    p.CalcXYArea();
+    p.ClosestPointXY(in.Coordinate(1.0f), in.Coordinate(1.0f), step);
+    return 0;
+  }
+  in.FiniteOnly();
+  const float unit = in.Bool() ? 8.0f : 1.0f;
+  CSSE3dPolygon p;
+  Ring(p, fuzz::Points(in, 48, unit, false), 32.0f);
+  CSSEMatrix m;
+  m.Create(in.Int(0, 64), in.Int(0, 64));
+  const float value = in.Coordinate(1.0f, false);
+  const bool subsample = in.Bool();
+  const float yFrom = in.Coordinate(8.0f, false), yTo = in.Coordinate(8.0f, false);
+  try {
+    switch (op) {
+      case 1:
+        p.DrawInMatrixAndFill(value, &m);
+        break;
+      case 2:
+        p.DrawInMatrixAndFillFine(value, &m, subsample, yFrom, yTo);
+        p.DrawInMatrixAndFillFineMax(value, &m, subsample, yFrom, yTo);
+        break;
+      case 3:
+        p.DrawInMatrixAndFillCoarse(value, &m, subsample, yFrom, yTo);
+        break;
+      case 4:
+        p.DrawInMatrixAndFillCoarseFast(value, &m, subsample, yFrom, yTo);
+        break;
+      case 5: {
+        CSSEcharMatrix c(m.GetSizeX(), m.GetSizeY());
+        p.DrawInCharMatrixAndFillFine(static_cast<char>(value), &c, subsample, yFrom, yTo);
+        break;
+      }
+      case 6:
+        p.DrawInMatrixFineZ(&m);
+        p.DrawInMatrixFineZMin(&m);
+        break;
+      case 7:
+        p.DrawSubInMatrixAndFill(value, &m, in.Coordinate(1.0f, false), subsample, yFrom, yTo);
+        p.DrawOutsidePixels(m, value);
+        break;
+      case 8:
+        p.DrawInMatrixAndFillToOneSideFront(value, &m, yFrom, yTo, subsample);
+        p.DrawInMatrix(value, &m, in.Bool(), in.Coordinate(1.0f, false), in.Coordinate(1.0f, false), in.Bool());
+        break;
+      default: {
+        CSSEMatrix distances;
+        distances.CreateSimilar(m);
+        t_resolutiondata res{};
+        p.InternalAreaDistanceTransform(value, &m, &distances, res, subsample);
+        break;
+      }
+    }
+  } catch (const CMemoryException&) {
+  } catch (const CInvalidArgumentException&) {
+  }
+  return 0;
+}

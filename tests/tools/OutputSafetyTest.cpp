@@ -1,0 +1,56 @@
+// Outputs are replaced whole or not at all, and arguments at the edge of the float range are refused
+// before any conversion could go wrong (the sanitizer build runs these too).
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <string>
+
+#include "ToolTestSupport.h"
+#include "cli/Formats.h"
+
+using namespace qssse::tool;
+using tooltest::RunTool;
+
+namespace {
+
+void WriteCube(const tooltest::TempDir& dir) {
+  OutlinePoints pts;
+  for (int k = 0; k < 8; ++k) pts.push_back({(k & 1) ? 2.0f : 0.0f, (k & 2) ? 2.0f : 0.0f, (k & 4) ? 2.0f : 0.0f});
+  WriteFileBytes(dir / "p.txt", EncodeOutlineText(pts));
+}
+
+int PartFiles(const tooltest::TempDir& dir) {
+  int n = 0;
+  for (const auto& e : std::filesystem::directory_iterator(std::string(dir / "")))
+    n += e.path().extension() == ".part";
+  return n;
+}
+
+TEST(OutputSafety, TooSmallResolutionIsRefusedInOneLine) {
+  tooltest::TempDir dir;
+  WriteCube(dir);
+  for (const char* command : {"hull", "delaunay"}) {
+    const auto r = RunTool(dir, {command, dir / "p.txt", dir / "out.stl", "--resolution", "1e-300"});
+    EXPECT_EQ(r.status, 1) << command << ": " << r.err;
+    EXPECT_NE(r.err.find("--resolution is too small"), std::string::npos) << r.err;
+    EXPECT_EQ(tooltest::CountLines(r.err), 1) << r.err;
+  }
+}
+
+// A write that fails part way (here the file-size limit of the shell, with its signal ignored so the
+// write reports the error) leaves the previous output as it was and no partial file behind.
+TEST(OutputSafety, FailedWriteLeavesTheOldOutputIntact) {
+  tooltest::TempDir dir;
+  WriteCube(dir);
+  tooltest::WriteText(dir / "hull.stl", "the previous output\n");
+  const auto r = tooltest::RunShell(dir, "trap '' XFSZ; ulimit -f 1; exec '" QSSSE_TOOL_PATH "' hull '" +
+                                             std::string(dir / "p.txt") + "' '" + std::string(dir / "hull.obj") +
+                                             "' --svg '" + std::string(dir / "hull.stl") + "'");
+  // The mesh (small) is written; the picture does not fit in 512 bytes and must fail cleanly.
+  EXPECT_EQ(r.status, 1) << r.err;
+  EXPECT_NE(r.err.find("hull.stl"), std::string::npos) << r.err;
+  EXPECT_EQ(tooltest::ReadText(dir / "hull.stl"), "the previous output\n");
+  EXPECT_EQ(PartFiles(dir), 0);
+}
+
+}  // namespace
