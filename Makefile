@@ -4,24 +4,34 @@
 JOBS     ?= $(shell nproc 2>/dev/null || echo 2)
 BUILD    ?= build
 CMAKE_FLAGS ?=
+# Optional package groups of scripts/bootstrap.sh that a command adds (make test: the Python module's).
+BOOTSTRAP_GROUPS ?=
 
-.PHONY: all build test demo bench sanitize fuzz newcomer-check clean
+.PHONY: all build test demo python bench sanitize fuzz newcomer-check clean
 
 all: build
 
 build:
-	@sh scripts/bootstrap.sh
+	@sh scripts/bootstrap.sh $(BOOTSTRAP_GROUPS)
 	cmake -S . -B $(BUILD) -DCMAKE_BUILD_TYPE=Release -DQSSSE_WERROR=ON $(CMAKE_FLAGS)
 	cmake --build $(BUILD) -j $(JOBS)
 
+# The Python module's pytest suite runs among the ctest tests when pybind11, NumPy and pytest are there.
+test: BOOTSTRAP_GROUPS = python
 test: build
 	cd $(BUILD) && ctest --output-on-failure -j $(JOBS)
 
 demo: build
 	./$(BUILD)/tools/qssse demo --out out
 
+# The Python module qssse alone, into $(BUILD)/python (PYTHONPATH=$(BUILD)/python /usr/bin/python3).
+python:
+	@sh scripts/bootstrap.sh python
+	cmake -S . -B $(BUILD) -DCMAKE_BUILD_TYPE=Release -DQSSSE_WERROR=ON $(CMAKE_FLAGS)
+	cmake --build $(BUILD) -j $(JOBS) --target python
+
 bench:
-	@sh scripts/bootstrap.sh bench
+	@sh scripts/bootstrap.sh bench python
 	cmake -S . -B build-bench -DCMAKE_BUILD_TYPE=Release -DQSSSE_BUILD_BENCH=ON -DQSSSE_BUILD_TESTS=OFF $(CMAKE_FLAGS)
 	cmake --build build-bench -j $(JOBS)
 	sh scripts/run-benchmarks.sh build-bench

@@ -1,0 +1,347 @@
+// The Python module `qssse`: exceptions, the array conversions shared by every binding file, and the
+// module definition.
+#include <algorithm>
+#include <climits>
+#include <cstring>
+#include <unordered_map>
+
+#include "Bindings.h"
+#include "qssse/geometry/HullException.h"
+#include "qssse/io/IoException.h"
+#include "qssse/platform/CoreException.h"
+#include "qssse/platform/InvalidArgumentException.h"
+#include "qssse/platform/MemoryException.h"
+#include "qssse/polygon/SSE3dPolygon.h"
+#include "qssse/raster/SSEMatrix.h"
+#include "qssse/raster/SSEcharMatrix.h"
+
+namespace qssse::python {
+
+namespace {
+
+std::string DtypeName(const py::array& a) { return py::str(a.dtype()).cast<std::string>(); }
+
+// Anything NumPy can make an array of, as an array; TypeError when it cannot.
+py::array AnyArray(const py::handle& obj, const char* what) {
+  if (py::isinstance<py::array>(obj)) return py::reinterpret_borrow<py::array>(obj);
+  py::array a = py::array::ensure(obj);
+  if (!a) {
+    throw py::type_error(std::string(what) + ": expected an array, got " +
+                         py::str(py::type::handle_of(obj).attr("__name__")).cast<std::string>());
+  }
+  return a;
+}
+
+int CheckedInt(py::ssize_t n, const char* what, const char* dimension) {
+  if (n > INT_MAX) {
+    throw py::value_error(std::string(what) + ": " + dimension + " of " + std::to_string(n) +
+                          " is more than the library can count");
+  }
+  return static_cast<int>(n);
+}
+
+// Views handed out per storage key; only touched with the GIL held.
+std::unordered_map<const void*, int>& ViewCounts() {
+  static std::unordered_map<const void*, int> counts;
+  return counts;
+}
+
+struct ViewToken {
+  const void* key;
+  PyObject* owner;
+};
+
+}  // namespace
+
+py::array HeightArray(const py::handle& obj, const char* what) {
+  py::array a = AnyArray(obj, what);
+  if (!a.dtype().equal(py::dtype::of<float>())) {
+    throw py::type_error(std::string(what) + ": expected a float32 array, got " + DtypeName(a) +
+                         " (convert with .astype(numpy.float32))");
+  }
+  if (a.ndim() != 2) {
+    throw py::value_error(std::string(what) + ": expected a 2-D array of shape (size_y, size_x), got " +
+                          std::to_string(a.ndim()) + " dimension(s)");
+  }
+  return a;
+}
+
+py::array ByteArray(const py::handle& obj, const char* what) {
+  py::array a = AnyArray(obj, what);
+  const char kind = a.dtype().kind();
+  if (a.itemsize() != 1 || (kind != 'i' && kind != 'u' && kind != 'b')) {
+    throw py::type_error(std::string(what) + ": expected a uint8, int8 or bool array, got " + DtypeName(a));
+  }
+  if (a.ndim() != 2) {
+    throw py::value_error(std::string(what) + ": expected a 2-D array of shape (size_y, size_x), got " +
+                          std::to_string(a.ndim()) + " dimension(s)");
+  }
+  return a;
+}
+
+py::array_t<float, py::array::c_style> PointArray(const py::handle& obj, const char* what, bool allow2D) {
+  py::array a = AnyArray(obj, what);
+  const char kind = a.dtype().kind();
+  if (kind != 'f' && kind != 'i' && kind != 'u') {
+    throw py::type_error(std::string(what) + ": expected an array of real numbers, got " + DtypeName(a));
+  }
+  const bool shapeOk = a.ndim() == 2 && (a.shape(1) == 3 || (allow2D && a.shape(1) == 2));
+  if (!shapeOk) {
+    std::string shape = "(";
+    for (py::ssize_t i = 0; i < a.ndim(); ++i) shape += (i ? ", " : "") + std::to_string(a.shape(i));
+    shape += a.ndim() == 1 ? ",)" : ")";
+    throw py::value_error(std::string(what) + ": expected points of shape (n, 3)" +
+                          (allow2D ? " or (n, 2)" : "") + ", got " + shape);
+  }
+  CheckedInt(a.shape(0), what, "a point count");
+  using Floats = py::array_t<float, py::array::c_style | py::array::forcecast>;
+  Floats f = Floats::ensure(a);
+  if (!f) throw py::error_already_set();
+  if (a.shape(1) == 3) return f;
+  const py::ssize_t n = a.shape(0);
+  py::array_t<float, py::array::c_style> out({n, py::ssize_t{3}});
+  const float* src = f.data();
+  float* dst = out.mutable_data();
+  for (py::ssize_t i = 0; i < n; ++i) {
+    dst[3 * i] = src[2 * i];
+    dst[3 * i + 1] = src[2 * i + 1];
+    dst[3 * i + 2] = 0.0f;
+  }
+  return out;
+}
+
+py::array_t<std::int64_t, py::array::c_style> FaceArray(const py::handle& obj, const char* what,
+                                                        std::size_t vertexCount) {
+  py::array a = AnyArray(obj, what);
+  const char kind = a.dtype().kind();
+  if (kind != 'i' && kind != 'u') {
+    throw py::type_error(std::string(what) + ": expected an integer array of vertex indices, got " +
+                         DtypeName(a));
+  }
+  if (a.ndim() != 2 || a.shape(1) != 3) {
+    throw py::value_error(std::string(what) + ": expected triangles of shape (m, 3)");
+  }
+  using Indices = py::array_t<std::int64_t, py::array::c_style | py::array::forcecast>;
+  Indices f = Indices::ensure(a);
+  if (!f) throw py::error_already_set();
+  const std::int64_t* p = f.data();
+  for (py::ssize_t i = 0; i < 3 * a.shape(0); ++i) {
+    // uint64 indices beyond int64 arrive negative, so one test catches both ends.
+    if (p[i] < 0 || static_cast<std::uint64_t>(p[i]) >= vertexCount) {
+      throw py::value_error(std::string(what) + ": triangle " + std::to_string(i / 3) + " refers to vertex " +
+                            std::to_string(p[i]) + " of " + std::to_string(vertexCount));
+    }
+  }
+  return f;
+}
+
+void ArrayToMatrix(const py::array& a, CSSEMatrix& m) {
+  const int sizeY = CheckedInt(a.shape(0), "heights", "a height");
+  const int sizeX = CheckedInt(a.shape(1), "heights", "a width");
+  m.Create(sizeX, sizeY);  // too many rows: CInvalidArgumentException, a ValueError here
+  if (!m.HasPixels()) return;
+  const auto* base = static_cast<const char*>(a.data());
+  const py::ssize_t rowStride = a.strides(0), colStride = a.strides(1);
+  py::gil_scoped_release release;
+  __m128** rows = m.GetMatrixDataDirectly();
+  // Four source rows fill one SIMD row: lane l of element x is pixel (x, 4g + l). The padding lanes of
+  // the last SIMD row keep the zeros of Create.
+  for (int g = 0; 4 * g < sizeY; ++g) {
+    float* out = reinterpret_cast<float*>(rows[g]);
+    const int lanes = std::min(4, sizeY - 4 * g);
+    for (int l = 0; l < lanes; ++l) {
+      const char* row = base + static_cast<py::ssize_t>(4 * g + l) * rowStride;
+      if (colStride == static_cast<py::ssize_t>(sizeof(float))) {
+        const auto* src = reinterpret_cast<const float*>(row);
+        for (int x = 0; x < sizeX; ++x) out[4 * x + l] = src[x];
+      } else {
+        for (int x = 0; x < sizeX; ++x) {
+          std::memcpy(&out[4 * x + l], row + static_cast<py::ssize_t>(x) * colStride, sizeof(float));
+        }
+      }
+    }
+  }
+}
+
+py::array_t<float> MatrixToArray(const CSSEMatrix& m) {
+  const int sizeX = std::max(m.GetSizeX(), 0), sizeY = std::max(m.GetSizeY(), 0);
+  py::array_t<float> a({static_cast<py::ssize_t>(sizeY), static_cast<py::ssize_t>(sizeX)});
+  float* dst = a.mutable_data();
+  if (!m.HasPixels()) {  // a freed matrix reads 0 everywhere
+    std::fill_n(dst, static_cast<std::size_t>(sizeX) * sizeY, 0.0f);
+    return a;
+  }
+  py::gil_scoped_release release;
+  __m128** rows = m.GetMatrixDataDirectly();
+  for (int y = 0; y < sizeY; ++y) {
+    const float* in = reinterpret_cast<const float*>(rows[y >> 2]) + (y & 3);
+    float* out = dst + static_cast<std::size_t>(y) * sizeX;
+    for (int x = 0; x < sizeX; ++x) out[x] = in[4 * x];
+  }
+  return a;
+}
+
+void ArrayToCharMatrix(const py::array& a, CSSEcharMatrix& m) {
+  const int sizeY = CheckedInt(a.shape(0), "mask", "a height");
+  const int sizeX = CheckedInt(a.shape(1), "mask", "a width");
+  m.Create(sizeX, sizeY);
+  const auto* base = static_cast<const char*>(a.data());
+  for (int y = 0; y < sizeY; ++y) {
+    for (int x = 0; x < sizeX; ++x) {
+      m.SetPoint(x, y, base[static_cast<py::ssize_t>(y) * a.strides(0) + static_cast<py::ssize_t>(x) * a.strides(1)]);
+    }
+  }
+}
+
+py::array_t<std::uint8_t> CharMatrixToArray(const CSSEcharMatrix& m) {
+  if (!m.HasPixels()) return py::array_t<std::uint8_t>(std::vector<py::ssize_t>{0, 0});
+  const int sizeX = m.GetSizeX(), sizeY = m.GetSizeY();
+  py::array_t<std::uint8_t> a({static_cast<py::ssize_t>(sizeY), static_cast<py::ssize_t>(sizeX)});
+  std::uint8_t* dst = a.mutable_data();
+  for (int y = 0; y < sizeY; ++y) {
+    for (int x = 0; x < sizeX; ++x) {
+      dst[static_cast<std::size_t>(y) * sizeX + x] = static_cast<std::uint8_t>(m.GetPoint(x, y));
+    }
+  }
+  return a;
+}
+
+void ArrayToPolygon(const py::array_t<float, py::array::c_style>& points, CSSE3dPolygon& polygon) {
+  const int n = static_cast<int>(points.shape(0));
+  const float* p = points.data();
+  polygon.Create(n);
+  for (int i = 0; i < n; ++i) polygon.SetPoint(i, p[3 * i], p[3 * i + 1], p[3 * i + 2]);
+}
+
+py::array_t<float> PolygonToArray(const CSSE3dPolygon& polygon) {
+  const int n = polygon.GetNumPoints();
+  py::array_t<float> a({static_cast<py::ssize_t>(n), py::ssize_t{3}});
+  float* p = a.mutable_data();
+  for (int i = 0; i < n; ++i) polygon.GetPoint(i, p[3 * i], p[3 * i + 1], p[3 * i + 2]);
+  return a;
+}
+
+CSSE3dPolygon& PolygonArgument(const py::handle& obj, CSSE3dPolygon& storage, const char* what) {
+  if (py::isinstance<CSSE3dPolygon>(obj)) return obj.cast<CSSE3dPolygon&>();
+  ArrayToPolygon(PointArray(obj, what), storage);
+  return storage;
+}
+
+py::array GuardedView(const py::handle& owner, const void* key, const py::dtype& dtype,
+                      std::vector<py::ssize_t> shape, std::vector<py::ssize_t> strides, const void* data) {
+  auto* token = new ViewToken{key, owner.inc_ref().ptr()};
+  ++ViewCounts()[key];
+  py::capsule base(token, [](void* p) {
+    auto* t = static_cast<ViewToken*>(p);
+    auto it = ViewCounts().find(t->key);
+    if (it != ViewCounts().end() && --it->second == 0) ViewCounts().erase(it);
+    Py_DECREF(t->owner);
+    delete t;
+  });
+  py::array view(dtype, std::move(shape), std::move(strides), data, base);
+  view.attr("setflags")(py::arg("write") = false);
+  return view;
+}
+
+void RequireNoViews(const void* key, const char* operation) {
+  auto it = ViewCounts().find(key);
+  if (it != ViewCounts().end() && it->second > 0) {
+    throw py::buffer_error(std::string(operation) + ": the storage has " + std::to_string(it->second) +
+                           " live NumPy view(s); delete them (or copy them with numpy.array) first");
+  }
+}
+
+}  // namespace qssse::python
+
+namespace {
+
+PyObject* g_error = nullptr;
+PyObject* g_ioError = nullptr;
+PyObject* g_hullError = nullptr;
+
+// Raises `type` with the message and extra attributes (name, value) on the exception object.
+void Raise(PyObject* type, const char* message, std::initializer_list<std::pair<const char*, std::string>> extra) {
+  PyObject* e = PyObject_CallFunction(type, "s", message);
+  if (e == nullptr) return;  // the constructor's own error stands
+  for (const auto& [name, value] : extra) {
+    PyObject* v = PyUnicode_FromString(value.c_str());
+    if (v != nullptr) {
+      PyObject_SetAttrString(e, name, v);
+      Py_DECREF(v);
+    }
+  }
+  PyErr_SetObject(type, e);
+  Py_DECREF(e);
+}
+
+const char* HullCauseName(CHullException::Cause c) {
+  switch (c) {
+    case CHullException::collinear: return "collinear";
+    case CHullException::coplanar: return "coplanar";
+    case CHullException::range: return "range";
+  }
+  return "unknown";
+}
+
+}  // namespace
+
+PYBIND11_MODULE(qssse, m) {
+  using namespace qssse::python;
+  m.doc() = R"(Geometry for the design of restorations: height fields, outlines, meshes and hulls.
+
+The library's classes under Pythonic names, each also reachable under its C++ name (Matrix is
+CSSEMatrix, Polygon3d is CSSE3dPolygon, Mesh is CHTriangulation, ...). Methods are the C++ members in
+snake_case with the library's own spelling (CalcMinMaxValues is calc_min_max_values, Errode is errode).
+
+Arrays: height fields are float32 arrays of shape (size_y, size_x), a[y, x] being pixel (x, y); points
+are (n, 3) arrays (or (n, 2) with z = 0). Every conversion copies (see Matrix for why a raster cannot
+be viewed in place); Mesh.corners is a zero-copy view.
+
+Errors: the library's exceptions arrive with its message as ValueError (invalid arguments),
+MemoryError (allocation failures), IoError (an OSError: files) and Error (a RuntimeError: everything
+else, HullError for hulls). Long calls release the GIL; objects are not locked, so one object must not
+be used from two threads at once.)";
+  m.attr("__version__") = QSSSE_VERSION_STRING;
+
+  g_error = PyErr_NewExceptionWithDoc("qssse.Error", "An error reported by the library (a RuntimeError).",
+                                      PyExc_RuntimeError, nullptr);
+  py::tuple ioBases = py::make_tuple(py::handle(PyExc_OSError), py::handle(g_error));
+  g_ioError = PyErr_NewExceptionWithDoc(
+      "qssse.IoError",
+      "A file that cannot be opened, read or written, or whose contents are not what its format promises "
+      "(an OSError and a qssse.Error). str() is one line, 'FILE: what is wrong'; the attributes file and "
+      "problem hold the two parts.",
+      ioBases.ptr(), nullptr);
+  g_hullError = PyErr_NewExceptionWithDoc(
+      "qssse.HullError",
+      "Input a 3-D hull or a Delaunay triangulation cannot be made of; the attribute cause is 'collinear', "
+      "'coplanar' or 'range'.",
+      g_error, nullptr);
+  m.attr("Error") = py::handle(g_error);
+  m.attr("IoError") = py::handle(g_ioError);
+  m.attr("HullError") = py::handle(g_hullError);
+
+  py::register_local_exception_translator([](std::exception_ptr p) {
+    try {
+      if (p) std::rethrow_exception(p);
+    } catch (const CIoException& e) {
+      Raise(g_ioError, e.what(), {{"file", e.GetFile()}, {"problem", e.GetProblem()}});
+    } catch (const CInvalidArgumentException& e) {
+      PyErr_SetString(PyExc_ValueError, e.what());
+    } catch (const CMemoryException& e) {
+      PyErr_SetString(PyExc_MemoryError, e.what());
+    } catch (const CbExceptionOutOfMemory& e) {
+      PyErr_SetString(PyExc_MemoryError, e.what());
+    } catch (const CHullException& e) {
+      Raise(g_hullError, e.what(), {{"cause", HullCauseName(e.GetCause())}});
+    } catch (const CException& e) {
+      PyErr_SetString(g_error, e.what());
+    }
+  });
+
+  BindRaster(m);
+  BindPolygon(m);
+  BindMesh(m);
+  BindGeometry(m);
+  BindIo(m);
+}
