@@ -31,7 +31,7 @@ void BindPolygon(py::module_& m) {
   py::class_<CSSE3dPolygon> polygon(m, "Polygon3d", kPolygonDoc);
   m.attr("CSSE3dPolygon") = polygon;
 
-  polygon.def(py::init<>())
+  polygon.def(py::init<>(), "An empty polygon.")
       .def(py::init([](const py::object& points) {
              auto r = std::make_unique<CSSE3dPolygon>();
              ArrayToPolygon(PointArray(points, "points"), *r);
@@ -288,7 +288,7 @@ void BindPolygon(py::module_& m) {
                                       "Polygon2d(points) from an (n, 2) array (copied). Several members compute "
                                       "something other than their names promise; they are kept as they are.");
   m.attr("CSSE2dPolygon") = polygon2d;
-  polygon2d.def(py::init<>())
+  polygon2d.def(py::init<>(), "An empty point list.")
       .def(py::init([](const py::object& points) {
              const auto p = PointArray(points, "points");
              auto r = std::make_unique<CSSE2dPolygon>();

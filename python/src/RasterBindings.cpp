@@ -40,7 +40,7 @@ void BindRaster(py::module_& m) {
   py::class_<CSSEMatrix> matrix(m, "Matrix", kMatrixDoc);
   m.attr("CSSEMatrix") = matrix;
 
-  matrix.def(py::init<>())
+  matrix.def(py::init<>(), "An empty matrix without pixels.")
       .def(py::init([](int sizeX, int sizeY) {
              auto r = std::make_unique<CSSEMatrix>();
              r->Create(sizeX, sizeY);
@@ -326,7 +326,7 @@ void BindRaster(py::module_& m) {
                                    "CharMatrix(size_x, size_y) zeroed, or CharMatrix(mask) from a uint8, int8 or "
                                    "bool array of shape (size_y, size_x) (copied).");
   m.attr("CSSEcharMatrix") = chars;
-  chars.def(py::init<>())
+  chars.def(py::init<>(), "An empty byte matrix.")
       .def(py::init<int, int>(), py::arg("size_x"), py::arg("size_y"), "A zeroed byte matrix.")
       .def(py::init([](const py::object& mask) {
              auto r = std::make_unique<CSSEcharMatrix>();
