@@ -56,6 +56,7 @@
 
 #include "qssse/polygon/H2dPoint.h"
 #include "qssse/polygon/ResolutionData.h"
+#include "qssse/polygon/RingArrangement.h"
 #include "qssse/polygon/SSE2dPolygon.h"
 #include "qssse/polygon/SSE3dPolygon.h"
 

@@ -207,6 +207,12 @@ class QSSSE_API CHTriangulation {
   void RemoveTrianglesBelowZ(float z);
   void RemoveTrianglesAboveZ(float z);
   void RemoveTrianglesBetweenZ(float lo, float hi);
+  // Removes the triangles facing the way `direction` points: those whose unit face normal (from the
+  // corners, (P1 - P0) x (P2 - P0)) has a cosine of at least minCos with it (minCos 0.99 and +z: the flat
+  // tops; -1: every triangle). Triangles without area have no orientation and stay. Compacted as the
+  // removals by height (stored maximum = minimum, then CalcNeighbours). A zero or NaN direction, or NaN
+  // minCos, removes nothing.
+  void RemoveTrianglesWithSameOrientation(const SSEPoint& direction, float minCos);
   // This mesh becomes a's triangles followed by b's, in a new allocation, with all their per-triangle data
   // (corners, normals, S/T/V, min, max, mark); index = new position; neighbour pointers into a's or b's
   // own records are re-aimed at the copies, any other neighbour becomes null. Then CalcBoundingBox.
@@ -225,6 +231,22 @@ class QSSSE_API CHTriangulation {
   // As the forms above, about the point p instead of the origin.
   void TransformVerticesAboutPoint(const SSEPoint& p, float ax, float ay, float az);
   void TransformVerticesAboutPoint(const SSEPoint& p, const t_ssematrix3& m);
+
+  // ---- lofted between two outlines (HTriangulationLoft.cpp) ----
+  // BaseInitialization(sx, sy, sz), CreateLoftedTriangulation(lower, upper, points), then, when a
+  // triangle exists, the follow-up calls of the outline builders: ScaleTriangulation, CalcSTV,
+  // CalcNormalsFromVertices, CalcBoundingBox.
+  CHTriangulation(CSSE3dPolygon* lower, CSSE3dPolygon* upper, int points, float sx, float sy, float sz);
+  // A closed band of 2·N triangles joining two outlines, corners in the outlines' units: both are
+  // resampled to N points evenly spaced along their 3-D length (N = points, or the larger of the two
+  // point counts when points < 3; at most 100000), both read counter-clockwise in x-y (a clockwise one
+  // backwards), the upper one's start turned by FindClosedStartPointAndChange to lie nearest the lower
+  // one's first point, and each quad (lower i, i+1, upper i+1, i) cut along its shorter diagonal. With
+  // the upper outline above the lower one every face normal points out of the band. Corner normals and
+  // main normals are the face normal (set again by CalcNormalsFromVertices after scaling); marks -1.
+  // The outlines are not changed. A null outline, or one of zero length or fewer than 2 finite points,
+  // gives an empty mesh.
+  void CreateLoftedTriangulation(CSSE3dPolygon* lower, CSSE3dPolygon* upper, int points);
 
   // ---- border (HTriangulationBorder.cpp) ----
   // mark = 13 on every triangle with a null neighbour (others untouched). Needs CalcNeighbours.
@@ -398,7 +420,7 @@ class QSSSE_API CHTriangulation {
   void ScanConvertThroughLineMin(CSSEMatrix* m, CSSE3dPolygon* line, float zOffset);
 
  protected:
-  // Shared by the three removals: keeps the triangles for which keep(corner z0, z1, z2) is true.
+  // Shared by the removals: keeps the triangles for which keep(pointer to the three corners) is true.
   template <class Keep>
   void RemoveTriangles(Keep keep);
   // Shared by the sub-sampled builders; validOf(x, y) tells whether a corner pixel is valid.

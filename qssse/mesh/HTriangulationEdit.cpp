@@ -61,8 +61,7 @@ void CHTriangulation::RemoveTriangles(Keep keep) {
   std::vector<int> kept;
   kept.reserve(static_cast<std::size_t>(numTriangles));
   for (int i = 0; i < numTriangles; ++i) {
-    const SSEPoint* c = &cornerPoints[3 * i];
-    if (keep(c[0].z, c[1].z, c[2].z)) kept.push_back(i);
+    if (keep(&cornerPoints[3 * i])) kept.push_back(i);
   }
   const int k = static_cast<int>(kept.size());
   CreateTriangulation(k);
@@ -87,16 +86,33 @@ void CHTriangulation::RemoveTriangles(Keep keep) {
 }
 
 void CHTriangulation::RemoveTrianglesBelowZ(float z) {
-  RemoveTriangles([z](float a, float b, float c) { return a > z || b > z || c > z; });
+  RemoveTriangles([z](const SSEPoint* c) { return c[0].z > z || c[1].z > z || c[2].z > z; });
 }
 
 void CHTriangulation::RemoveTrianglesAboveZ(float z) {
-  RemoveTriangles([z](float a, float b, float c) { return a < z || b < z || c < z; });
+  RemoveTriangles([z](const SSEPoint* c) { return c[0].z < z || c[1].z < z || c[2].z < z; });
 }
 
 void CHTriangulation::RemoveTrianglesBetweenZ(float lo, float hi) {
   const auto outside = [lo, hi](float v) { return v > hi || v < lo; };
-  RemoveTriangles([outside](float a, float b, float c) { return outside(a) && outside(b) && outside(c); });
+  RemoveTriangles([outside](const SSEPoint* c) { return outside(c[0].z) && outside(c[1].z) && outside(c[2].z); });
+}
+
+void CHTriangulation::RemoveTrianglesWithSameOrientation(const SSEPoint& direction, float minCos) {
+  const double dx = direction.x, dy = direction.y, dz = direction.z;
+  const double dl = std::sqrt(dx * dx + dy * dy + dz * dz);
+  if (!(dl > 0.0) || std::isnan(minCos)) return;
+  RemoveTriangles([&](const SSEPoint* c) {
+    // the face normal from the corners, in double: (P1 - P0) x (P2 - P0)
+    const double sx = static_cast<double>(c[1].x) - c[0].x, sy = static_cast<double>(c[1].y) - c[0].y,
+                 sz = static_cast<double>(c[1].z) - c[0].z;
+    const double tx = static_cast<double>(c[2].x) - c[0].x, ty = static_cast<double>(c[2].y) - c[0].y,
+                 tz = static_cast<double>(c[2].z) - c[0].z;
+    const double nx = sy * tz - sz * ty, ny = sz * tx - sx * tz, nz = sx * ty - sy * tx;
+    const double nl = std::sqrt(nx * nx + ny * ny + nz * nz);
+    if (!(nl > 0.0)) return true;  // no orientation: kept
+    return !((nx * dx + ny * dy + nz * dz) / (nl * dl) >= minCos);
+  });
 }
 
 // ---- combining ------------------------------------------------------------------------------------------

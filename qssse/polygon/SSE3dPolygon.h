@@ -1,10 +1,13 @@
 #pragma once
+#include <vector>
+
 #include "qssse/platform/Export.h"
 #include "qssse/platform/ReferenceCounted.h"
 #include "qssse/polygon/ResolutionData.h"
 #include "qssse/vector/SSEPoint.h"
 
 class CArchive;
+class CbMatrix4Rf;
 class CbStreamWriteBinary;
 class CbStreamReadBinary;
 class CPixelChain;
@@ -12,6 +15,9 @@ class CSSEMatrix;
 class CSSEcharMatrix;
 class DmPolyLineOld;
 class DmHermiteSpline;
+namespace qssse::rings {
+struct Vertex;
+}
 
 // The library's polygon: a closed ring of 3-D points (the edge from the last point back to the first is
 // implied; the first point is never repeated at the end).
@@ -177,6 +183,64 @@ class QSSSE_API CSSE3dPolygon : public CbReferenceCounted {
   void SwapYandZCoord();
   void SwapXandZCoord();
 
+  // ---- further transforms and height edits (SSE3dPolygonEdit.cpp) ----
+  // TransformVertices(a, b) about the geometric centre (recomputed first; it stays fixed), then the box.
+  void TransformVerticesAboutCenter(float a, float b);
+  // Every point p becomes m·(p, 1) (rows 0-2, column 3 translating; the projective row is ignored);
+  // with aboutCenter, about the geometric centre (recomputed first): c + m·(p - c, 1). Flag cleared.
+  void TransformUseGivenMatrix(const CbMatrix4Rf& m, bool aboutCenter);
+  // Turns the outline upside down: a half turn about the y axis (x and z negated), which mirrors its
+  // orientation seen from +z; with keepOrientation the points are then read backwards (as
+  // InvertPolygonDirection) so the ring keeps its turning sense. Flag cleared.
+  void FlipOrientationZ(bool keepOrientation);
+  // FlipOrientationZ(true), then dz added to every z.
+  void FlipOrientationAndMoveCoordsZ(float dz);
+  // Every z becomes the lowest (highest) z of the polygon; NaN z values are passed over; nothing
+  // happens when no z is a number.
+  void AdaptToLowestZValue();
+  void AdaptToHighestZValue();
+  // Every z becomes the mean of the z values within halfWidth points around the ring (window clipped so
+  // no point counts twice; read from the unfiltered values). halfWidth < 1 or fewer than 3 points: no
+  // change.
+  void FilterZValues(int halfWidth);
+  // InterpolateZ(x, y, step, nearSq), then the same inverse-square average over only the samples whose
+  // z does not exceed that value, so the height leans to the lower side of the outline (a sample within
+  // nearSq still returns its own z). NaN as InterpolateZ.
+  float InterpolateZLow(float x, float y, int step, float nearSq) const;
+  // Adds to x and y of every point a value uniform in [-amplitude, amplitude] from std::mt19937(seed)
+  // (24 bits per value, so the same seed gives the same outline everywhere). Flag cleared.
+  void AddNoiseXY(float amplitude, unsigned int seed = 1);
+  // Quasi Minkowski moves: every point moved by r in x-y along its vertex normal (the normalised sum of
+  // its two edges' outward unit normals, outward by the ring's orientation), inward for the erosion.
+  // Cheap and without joins or loop removal: corners are not kept at the distance and a move wider
+  // than a feature makes the ring cross itself (DilateExact, ErodeExact and RemoveLoopInXYPlane are the
+  // exact forms). Fewer than 3 points: no change. Flag cleared.
+  void DoQuasiMinkowskiDilation(float r);
+  void DoQuasiMinkowskiErosion(float r);
+  // Every point moved by r in x-y away from the geometric centre (recomputed first); a point on the
+  // centre stays. Flag cleared.
+  void DoQuasiMinkowskiDilationCenter(float r);
+  // Clip the ring to the closed half plane y >= v (Upper), y <= v (Lower), x >= v (Right), x <= v
+  // (Left), z >= v, z <= v: the points inside in order, and where an edge crosses the boundary the
+  // crossing point (all coordinates interpolated, the clipped one exactly v). A concave ring cut in
+  // several places comes out as one ring whose pieces are joined along the boundary line. Points with
+  // the clipped coordinate NaN count as outside. Box and centre become zero.
+  void KeepUpperHalfPlaneY(float y);
+  void KeepLowerHalfPlaneY(float y);
+  void KeepRightHalfPlaneX(float x);
+  void KeepLeftHalfPlaneX(float x);
+  void KeepUpperHalfPlaneZ(float z);
+  void KeepLowerHalfPlaneZ(float z);
+  // Keeps, in order and without new points, the points whose z is strictly below z; box and centre
+  // become zero when a point is dropped.
+  void KeepPointsBelow(float z);
+  // Keeps the points inside outline by its fill rule (step 1); a null outline, or this polygon itself,
+  // changes nothing.
+  void KeepPointsInInner(CSSE3dPolygon* outline);
+  // Writes "x y z" per point, one line each (9 significant digits); false when the file cannot be
+  // written or path is null.
+  bool DebugSaveXYZ(const char* path) const;
+
   // ---- resampling and smoothing (SSE3dPolygonResample.cpp) ----
   // All of these rebuild the polygon and clear the flag.
   // Even spacing of every ring edge measured in the maximum norm of x and y: an edge with |dx| or |dy|
@@ -241,6 +305,114 @@ class QSSSE_API CSSE3dPolygon : public CbReferenceCounted {
   int ClosestPointXY(float x, float y, int step) const;
   // The same with the last point included; -1 only when none is near enough or the polygon is empty.
   int ClosestPointXYWithLast(float x, float y, int step) const;
+
+  // ---- distances and nearest points (SSE3dPolygonDistance.cpp) ----
+  // Distances to the polyline through points 0, step, 2·step, ... (closed: and back to point 0), edge
+  // by edge in double; 1000000 for an empty polygon; step < 1 is taken as 1. 3-D:
+  float GetMinEuclDistance(float x, float y, float z, int step, bool closed) const;
+  // In x-y, closed.
+  float GetMinEuclDistanceXY(float x, float y, int step) const;
+  // 3-D, closed, to the normalized coordinates (NormalizeXYZ): the distance in scaled units.
+  float GetMinEuclDistanceSpecial(float x, float y, float z, int step) const;
+  // Index of the vertex nearest to p in 3-D (p.w ignored), first of equals; -1 when empty. No distance
+  // limit, unlike ClosestPointXY.
+  int ClosestPoint(const SSEPoint& p) const;
+  // Index of the vertex whose x (y, z) is nearest; ClosestPointYZ nearest in the y-z plane.
+  int ClosestPointX(float x) const;
+  int ClosestPointY(float y) const;
+  int ClosestPointZ(float z) const;
+  int ClosestPointYZ(float y, float z) const;
+  // ClosestPointX among the points with zMin <= z <= zMax; -1 when there is none.
+  int ClosestPointXWithZLimitation(float x, float zMin, float zMax) const;
+  // Among the points with |x - point x| <= tolerance, the one with the smallest (largest) y, first of
+  // equals: the lower (upper) crossing of a vertical line through a densely sampled outline; -1 when
+  // none is that near.
+  int ClosestPointXWithMinimalY(float x, float tolerance) const;
+  int ClosestPointXWithMaximalY(float x, float tolerance) const;
+  // Index of the first point within tolerance of (x, y, z) in every coordinate; -1 when none.
+  int FindIndexOfPoint(float x, float y, float z, float tolerance) const;
+  // patch becomes the points inside the rectangle (bounds included), in order; returns their number.
+  // patch may be this polygon.
+  int GetPointsInPatch(float minX, float minY, float maxX, float maxY, CSSE3dPolygon& patch) const;
+  // True when other is null, has another count, or some point differs by more than tolerance in a
+  // coordinate (NaN differs); false for two empty polygons.
+  bool IsDifferentFromOtherPolygon(const CSSE3dPolygon* other, float tolerance) const;
+  // The point of the ring nearest to p in x-y (perpendicular feet of every edge, held within it), z
+  // interpolated along that edge; edge receives the index of its first point (first of equals). False
+  // on an empty polygon (outputs untouched).
+  bool FindNearestPointOnLine(const SSEPoint& p, SSEPoint& nearest, int& edge) const;
+
+  // ---- the ring against lines and other rings (SSE3dPolygonIntersect.cpp) ----
+  // crossings becomes the points where the infinite line through a and b (x-y) crosses the ring, sorted
+  // along a -> b, z interpolated along the crossed edges; for a simple ring, the line lies inside between
+  // crossing 0 and 1, 2 and 3, ... An edge is crossed when its ends lie on different sides, a point on
+  // the line counting to its left, so a vertex on the line is one crossing or none. Returns the count; a
+  // ring below 2 points or a and b equal in x-y give none. crossings may be this polygon.
+  int IntersectPolygonAreaWithLine(const SSEPoint& a, const SSEPoint& b, CSSE3dPolygon& crossings) const;
+  // Whether the ring passes within radius (inclusive) of (cx, cy) in x-y: the vertical cylinder meets
+  // the outline. False when empty or radius is negative or NaN.
+  bool IntersectsPolygonWithCylinderXYPlane(float cx, float cy, float radius) const;
+  // The crossing of the segment a -> b (x-y) with the ring nearest to a, by CHSimpleBasisFcns::
+  // GetIntersection (ends included, parallel edges never); hit gets z along the ring's edge, edge the
+  // index of its first point. False when none (outputs untouched).
+  bool FindIntersection(const SSEPoint& a, const SSEPoint& b, SSEPoint& hit, int& edge) const;
+  // Whether every point of other lies inside this ring by the fill rule; false for a null or empty
+  // other and below 3 points.
+  bool PolygonInThisPolygon(CSSE3dPolygon* other);
+  // The same, and every point of other at least delta from this ring (x-y).
+  bool PolygonInThisPolygonWithDeltaDistance(CSSE3dPolygon* other, float delta);
+
+  // ---- offsetting in x-y (SSE3dPolygonOffset.cpp) ----
+  // How an offset turns round a convex corner: an arc of the offset distance, or the two offset edges
+  // extended to their meeting point (cut square at miterLimit times the distance from the corner).
+  enum OffsetJoin { kJoinRound = 0, kJoinMiter = 1 };
+  // Grows the region the ring encloses by `distance` in x-y (a negative distance shrinks it, as
+  // ErodeExact): the result is the simple ring bounding the points within `distance` of the region,
+  // convex corners joined as `join` says, round arcs made of chords that stay within arcTolerance of the
+  // true arc (arcTolerance <= 0 or NaN: 0.002 times the distance; it is kept between 1e-5 times the
+  // distance and the distance). Holes the growth would enclose are filled. z of each result point is
+  // that of the point of the input it was offset from: interpolated along the edge, a corner's own z
+  // on its join. The orientation stays; the start is the result point nearest the old point 0; box
+  // and centre become zero. Works on the finite points, points closer than a tenth of the arc
+  // tolerance (at most a thousandth of the distance) merged; collinear runs, duplicates and spikes are
+  // fine (a spike gets a cap). A single
+  // point grows into a circle, a ring without area into the band around it. Returns false, leaving
+  // the polygon empty, when nothing remains (and on an empty polygon); a distance of 0 changes nothing.
+  // A distance that is not finite throws CInvalidArgumentException; a miterLimit below 1 is taken as 1.
+  // Cost: about n log n for n points plus the crossings of the raw offset.
+  bool DilateExact(float distance, OffsetJoin join = kJoinRound, float miterLimit = 2.0f,
+                   float arcTolerance = 0.0f);
+  // Shrinks the region by `distance` (DilateExact(-distance)): where the region is narrower than twice
+  // the distance it is cut apart and the largest remaining part is kept; when nothing remains the
+  // polygon becomes empty and false is returned.
+  bool ErodeExact(float distance, OffsetJoin join = kJoinRound, float miterLimit = 2.0f,
+                  float arcTolerance = 0.0f);
+  // Cuts the loops a self-crossing ring makes in x-y and keeps the part with the larger signed area
+  // (taken in the orientation of the whole ring): the outer boundary of the largest region the ring
+  // winds around in its own sense. Crossings are decided exactly; crossing points get z interpolated
+  // along the arriving edge. Returns false and changes nothing when the ring does not cross itself
+  // (touching is not crossing), has fewer than 3 points, or encloses nothing in its own sense.
+  bool RemoveLoopInXYPlane();
+
+  // ---- cutting and merging in x-y (SSE3dPolygonCut.cpp) ----
+  // This polygon becomes the part of `outline` inside `cutter` (keepInside) or outside it, in the
+  // orientation of `outline`, starting at the point nearest outline's first point; box and centre
+  // become zero. Crossings are decided exactly; a crossing point gets z interpolated along the edge the
+  // result arrives on (the outline's or the cutter's), other points keep theirs. Where the cut leaves several parts, the largest
+  // is kept. A cutter wholly inside the outline (keepInside false) leaves a ring with a hole, joined to
+  // the outer boundary by a cut of no width so one ring encloses exactly what is left. Touching and
+  // collinear contacts: edges the two share running opposite ways (outlines side by side) belong to
+  // neither part, shared edges running the same way belong to both; a contact at a point neither
+  // joins nor cuts. Returns false and leaves the polygon empty when nothing remains (no overlap, or an
+  // outline of fewer than 3 finite points); a cutter of fewer than 3 points keeps nothing inside and
+  // everything outside. outline or cutter may be this polygon.
+  bool CreateFromCutPolygones(CSSE3dPolygon* outline, CSSE3dPolygon* cutter, bool keepInside);
+  // This polygon becomes the outline of the union of the two, in first's orientation, holes the union
+  // encloses filled; the rules on z, start, contacts and crossings are those of CreateFromCutPolygones
+  // (outlines sharing an edge side by side merge across it). Returns true when the union is one ring;
+  // when the two neither overlap nor touch, the larger becomes the result and false is returned; when
+  // one has fewer than 3 points the other is the result (false only when both do, the polygon empty).
+  bool CreateMergePolygon(CSSE3dPolygon* first, CSSE3dPolygon* second);
 
   // ---- rasterisation into matrices (SSE3dPolygonDraw.cpp, SSE3dPolygonFill.cpp) ----
   // Matrix column x is coordinate x and row y is coordinate y, one cell per unit. Every write is
@@ -340,6 +512,18 @@ class QSSSE_API CSSE3dPolygon : public CbReferenceCounted {
   void ReParametrizeImpl(float step, int* map, bool withZ);
   template <class Pick>
   void FilterZ(Pick pick);
+  int ClosestPointXYImpl(float x, float y, int step, bool withLast) const;
+  int ClosestPointXWithExtremeY(float x, float tolerance, bool maximal) const;
+  float MinDistanceToRing(const float* xs, const float* ys, const float* zs, float x, float y, float z, int step,
+                          bool closed) const;
+  void MoveAlongNormals(float r);
+  // axis 0, 1, 2: x, y, z; upper keeps coordinate >= value, otherwise <= value.
+  void KeepSide(int axis, float value, bool upper);
+  template <class Pred>
+  void KeepPointsWhere(Pred keep);
+  bool Offset(float distance, OffsetJoin join, float miterLimit, float arcTolerance);
+  // Replaces the points by the ring's; box and centre become zero, flag clear.
+  void SetRing(const std::vector<qssse::rings::Vertex>& r);
   bool InsideTest(const float* xs, const float* ys, float x, float y, int step) const;
   // The fill rule's count and box rejection, then InsideTest on the given coordinate arrays.
   bool InsideWithinBox(const float* xs, const float* ys, float x, float y, int step);

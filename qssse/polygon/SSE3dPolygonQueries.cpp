@@ -172,13 +172,14 @@ float CSSE3dPolygon::CalcXYArea() const { return Shoelace(m_x, m_y, m_count); }
 float CSSE3dPolygon::CalcXZArea() const { return Shoelace(m_x, m_z, m_count); }
 float CSSE3dPolygon::CalcYZArea() const { return Shoelace(m_y, m_z, m_count); }
 
-int CSSE3dPolygon::ClosestPointXY(float x, float y, int step) const {
-  if (m_count - 1 < 1) return -1;
+int CSSE3dPolygon::ClosestPointXYImpl(float x, float y, int step, bool withLast) const {
+  if (m_count - (withLast ? 0 : 1) < 1) return -1;
   if (step < 1) step = 1;
-  float best = 1e7f;
+  const int end = withLast ? m_count : m_count - 1;
+  float best = 1e7f;  // a squared distance: vertices beyond about 3162 units are never found
+  // Without the last point the ring is read as if it repeated its first point.
   int answer = -1;
-  // The last point never takes part: the ring is read as if it repeated its first point.
-  for (long long i = 0; i < m_count - 1; i += step) {
+  for (long long i = 0; i < end; i += step) {
     const float dx = m_x[i] - x, dy = m_y[i] - y;
     const float d = dx * dx + dy * dy;
     if (d < best) {
@@ -189,18 +190,8 @@ int CSSE3dPolygon::ClosestPointXY(float x, float y, int step) const {
   return answer;
 }
 
+int CSSE3dPolygon::ClosestPointXY(float x, float y, int step) const { return ClosestPointXYImpl(x, y, step, false); }
+
 int CSSE3dPolygon::ClosestPointXYWithLast(float x, float y, int step) const {
-  if (m_count < 1) return -1;
-  if (step < 1) step = 1;
-  float best = 1e7f;
-  int answer = -1;
-  for (long long i = 0; i < m_count; i += step) {
-    const float dx = m_x[i] - x, dy = m_y[i] - y;
-    const float d = dx * dx + dy * dy;
-    if (d < best) {
-      best = d;
-      answer = static_cast<int>(i);
-    }
-  }
-  return answer;
+  return ClosestPointXYImpl(x, y, step, true);
 }

@@ -174,6 +174,8 @@ int RunProgram(int argc, char** argv) {
   std::vector<Subcommand> more;
   more.push_back(AddHull(app));
   more.push_back(AddDelaunay(app));
+  more.push_back(AddOffset(app));
+  more.push_back(AddLoft(app));
 
   try {
     app.parse(argc, argv);

@@ -16,5 +16,7 @@ struct Subcommand {
 
 Subcommand AddHull(CLI::App& app);      // HullCommand.cpp
 Subcommand AddDelaunay(CLI::App& app);  // DelaunayCommand.cpp
+Subcommand AddOffset(CLI::App& app);    // OffsetCommand.cpp
+Subcommand AddLoft(CLI::App& app);      // LoftCommand.cpp
 
 }  // namespace qssse::tool
