@@ -405,6 +405,26 @@ the triangle count with all-zero triangles.))")
           },
           py::arg("a"), py::arg("b"), "This mesh becomes a's triangles followed by b's (either may be this mesh).")
 
+      .def(
+          "remove_triangles_with_same_orientation",
+          [](CHTriangulation& self, const Triple& direction, float minCos) {
+            RequireNoViews(&self, "remove_triangles_with_same_orientation");
+            py::gil_scoped_release release;
+            self.RemoveTrianglesWithSameOrientation(ToPoint(direction), minCos);
+          },
+          py::arg("direction"), py::arg("min_cos"),
+          "Removes the triangles whose face normal has a cosine of at least min_cos with direction ((0, 0, 1), "
+          "0.99: the flat tops); triangles without area stay. Then calc_neighbours.")
+      .def_static(
+          "loft",
+          [](CSSE3dPolygon& lower, CSSE3dPolygon& upper, int points, const Triple& scale) {
+            py::gil_scoped_release release;
+            return std::make_unique<CHTriangulation>(&lower, &upper, points, scale[0], scale[1], scale[2]);
+          },
+          py::arg("lower"), py::arg("upper"), py::arg("points") = 0, py::arg("scale") = Triple{1, 1, 1},
+          "A closed band of 2 N triangles joining two outlines, both resampled to N points along their length "
+          "(N = points, or the larger point count below 3); normals point out of the band when upper lies above.")
+
       // ---- scan conversion ----
       .def(
           "scan_convert_triangulation_max",

@@ -255,6 +255,82 @@ void BindPolygon(py::module_& m) {
           "The fine fill writing value into matrix and, into distances, each inside cell's x-y distance to the "
           "ring (cells and points scaled by resolution). Costs inside cells times edges.");
 
+  // ---- offsetting, loops, cutting and merging in x-y ----
+  py::enum_<CSSE3dPolygon::OffsetJoin>(polygon, "OffsetJoin", "How an exact offset turns round a convex corner.")
+      .value("kJoinRound", CSSE3dPolygon::kJoinRound, "an arc of the offset distance")
+      .value("kJoinMiter", CSSE3dPolygon::kJoinMiter, "the offset edges extended, cut at miter_limit")
+      .export_values();
+  polygon
+      .def("dilate_exact", &CSSE3dPolygon::DilateExact, py::arg("distance"),
+           py::arg("join") = CSSE3dPolygon::kJoinRound, py::arg("miter_limit") = 2.0f,
+           py::arg("arc_tolerance") = 0.0f, ReleaseGil(),
+           "Grows the enclosed region by distance in x-y (negative shrinks): the simple ring bounding the points "
+           "within distance, holes filled, z from the offset points. False (polygon empty) when nothing remains; "
+           "a distance that is not finite raises ValueError.")
+      .def("erode_exact", &CSSE3dPolygon::ErodeExact, py::arg("distance"),
+           py::arg("join") = CSSE3dPolygon::kJoinRound, py::arg("miter_limit") = 2.0f,
+           py::arg("arc_tolerance") = 0.0f, ReleaseGil(),
+           "Shrinks the region by distance; where it falls apart the largest part is kept. False (polygon empty) "
+           "when nothing remains.")
+      .def("remove_loop_in_xy_plane", &CSSE3dPolygon::RemoveLoopInXYPlane, ReleaseGil(),
+           "Cuts the loops of a self-crossing ring and keeps the part with the larger signed area; False and no "
+           "change when the ring does not cross itself.")
+      .def("create_from_cut_polygones", &CSSE3dPolygon::CreateFromCutPolygones, py::arg("outline"), py::arg("cutter"),
+           py::arg("keep_inside"), ReleaseGil(),
+           "This polygon becomes the part of outline inside cutter (keep_inside) or outside it, the largest part "
+           "when several remain. False (polygon empty) when nothing remains.")
+      .def("create_merge_polygon", &CSSE3dPolygon::CreateMergePolygon, py::arg("first"), py::arg("second"),
+           ReleaseGil(),
+           "This polygon becomes the outline of the union of first and second, holes filled; False when they "
+           "neither overlap nor touch (the larger is then the result).")
+      .def("do_quasi_minkowski_dilation", &CSSE3dPolygon::DoQuasiMinkowskiDilation, py::arg("r"),
+           "Every point moved outward by r along its vertex normal (cheap; no joins, no loop removal).")
+      .def("do_quasi_minkowski_erosion", &CSSE3dPolygon::DoQuasiMinkowskiErosion, py::arg("r"),
+           "Every point moved inward by r along its vertex normal.")
+      .def("do_quasi_minkowski_dilation_center", &CSSE3dPolygon::DoQuasiMinkowskiDilationCenter, py::arg("r"),
+           "Every point moved by r away from the geometric centre.")
+      .def("keep_upper_half_plane_y", &CSSE3dPolygon::KeepUpperHalfPlaneY, py::arg("y"),
+           "Clips the ring to y >= value, crossing points interpolated.")
+      .def("keep_lower_half_plane_y", &CSSE3dPolygon::KeepLowerHalfPlaneY, py::arg("y"), "Clips the ring to y <= value.")
+      .def("keep_right_half_plane_x", &CSSE3dPolygon::KeepRightHalfPlaneX, py::arg("x"), "Clips the ring to x >= value.")
+      .def("keep_left_half_plane_x", &CSSE3dPolygon::KeepLeftHalfPlaneX, py::arg("x"), "Clips the ring to x <= value.")
+      .def("keep_upper_half_plane_z", &CSSE3dPolygon::KeepUpperHalfPlaneZ, py::arg("z"), "Clips the ring to z >= value.")
+      .def("keep_lower_half_plane_z", &CSSE3dPolygon::KeepLowerHalfPlaneZ, py::arg("z"), "Clips the ring to z <= value.")
+      .def("keep_points_below", &CSSE3dPolygon::KeepPointsBelow, py::arg("z"),
+           "Keeps the points with z strictly below z, in order, without new points.")
+      .def("keep_points_in_inner", &CSSE3dPolygon::KeepPointsInInner, py::arg("outline"),
+           "Keeps the points inside outline by its fill rule.")
+      .def("polygon_in_this_polygon", &CSSE3dPolygon::PolygonInThisPolygon, py::arg("other"),
+           "True when every point of other lies inside this ring by the fill rule.")
+      .def("polygon_in_this_polygon_with_delta_distance", &CSSE3dPolygon::PolygonInThisPolygonWithDeltaDistance,
+           py::arg("other"), py::arg("delta"), "The same, with every point of other at least delta from the ring.")
+      .def("get_min_eucl_distance_xy", &CSSE3dPolygon::GetMinEuclDistanceXY, py::arg("x"), py::arg("y"),
+           py::arg("step") = 1, "The smallest x-y distance from (x, y) to the ring's edges (every step-th point).")
+      .def("intersects_polygon_with_cylinder_xy_plane", &CSSE3dPolygon::IntersectsPolygonWithCylinderXYPlane,
+           py::arg("cx"), py::arg("cy"), py::arg("radius"), "Whether the ring comes within radius of (cx, cy) in x-y.")
+      .def(
+          "find_intersection",
+          [](const CSSE3dPolygon& self, const Triple& a, const Triple& b) -> py::object {
+            SSEPoint hit = qssse::ZeroSSEPoint();
+            int edge = -1;
+            if (!self.FindIntersection(ToPoint(a), ToPoint(b), hit, edge)) return py::none();
+            return py::make_tuple(ToTriple(hit), edge);
+          },
+          py::arg("a"), py::arg("b"),
+          "The crossing of the segment a -> b with the ring nearest to a, as (point, edge), or None.")
+      .def("filter_z_values", &CSSE3dPolygon::FilterZValues, py::arg("half_width"),
+           "Every z becomes the mean of z within half_width points around the ring.")
+      .def("interpolate_z_low", &CSSE3dPolygon::InterpolateZLow, py::arg("x"), py::arg("y"), py::arg("step") = 1,
+           py::arg("near_sq") = 0.0f, "interpolate_z leaning to the lower side of the outline.")
+      .def("add_noise_xy", &CSSE3dPolygon::AddNoiseXY, py::arg("amplitude"), py::arg("seed") = 1u,
+           "Adds uniform noise in [-amplitude, amplitude] to x and y (std::mt19937(seed): reproducible).")
+      .def("adapt_to_lowest_z_value", &CSSE3dPolygon::AdaptToLowestZValue, "Every z becomes the lowest z.")
+      .def("adapt_to_highest_z_value", &CSSE3dPolygon::AdaptToHighestZValue, "Every z becomes the highest z.")
+      .def("flip_orientation_z", &CSSE3dPolygon::FlipOrientationZ, py::arg("keep_orientation"),
+           "A half turn about the y axis (x and z negated); with keep_orientation the points are read backwards.")
+      .def("transform_vertices_about_center", &CSSE3dPolygon::TransformVerticesAboutCenter, py::arg("a"),
+           py::arg("b"), "transform_vertices about the geometric centre.");
+
   // The box-scanning fills share one signature.
   struct FillDef {
     const char* name;

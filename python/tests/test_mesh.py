@@ -171,3 +171,28 @@ class TestArrays:
         mesh = qssse.Mesh.from_arrays(v, f)
         mesh.write(str(tmp_path / name))
         np.testing.assert_array_equal(qssse.Mesh.read(str(tmp_path / name)).triangles(), v[f])
+
+
+class TestOutlineMeshes:
+    def test_loft_joins_two_circles_with_outward_normals(self):
+        t = np.linspace(0, 2 * np.pi, 40, endpoint=False)
+        lower = qssse.Polygon3d(np.c_[10 * np.cos(t), 10 * np.sin(t), np.zeros_like(t)])
+        upper = qssse.Polygon3d(np.c_[6 * np.cos(t), 6 * np.sin(t), np.full_like(t, 5)])
+        band = qssse.Mesh.loft(lower, upper, points=32)
+        tri = band.triangles().astype(np.float64)
+        assert band.num_triangles == 64
+        normal = np.cross(tri[:, 1] - tri[:, 0], tri[:, 2] - tri[:, 0])
+        radial = tri.mean(axis=1) * [1, 1, 0]
+        assert ((normal * radial).sum(axis=1) > 0).all()
+        np.testing.assert_allclose(np.hypot(tri[..., 0], tri[..., 1])[tri[..., 2] == 0], 10, rtol=0.02)
+
+    def test_flat_tops_are_removed_by_orientation(self):
+        h = np.zeros((20, 20), np.float32)
+        h[2:18, 2:18] = 1.0
+        h[6:14, 6:14] = 3.0
+        mesh = qssse.Mesh.from_height_field(h)
+        tri = mesh.triangles().astype(np.float64)
+        n = np.cross(tri[:, 1] - tri[:, 0], tri[:, 2] - tri[:, 0])
+        flat = n[:, 2] / np.linalg.norm(n, axis=1) >= 0.99
+        mesh.remove_triangles_with_same_orientation((0, 0, 1), 0.99)
+        assert flat.sum() > 100 and 0 < mesh.num_triangles == np.count_nonzero(~flat)

@@ -129,3 +129,48 @@ class TestQueries:
         p.replace_by_convex_hull_xy()
         assert [tuple(q) for q in p.to_numpy()[:, :2].tolist()] == expected
         assert [tuple(q) for q in qssse.ConvexHull2D(pts).to_numpy()[:, :2].tolist()] == expected
+
+
+def square(x0, y0, side, n_per_side=1):
+    """A counter-clockwise square (n points per side)."""
+    t = np.arange(n_per_side) / n_per_side
+    sides = [np.c_[x0 + side * t, np.full_like(t, y0)], np.c_[np.full_like(t, x0 + side), y0 + side * t],
+             np.c_[x0 + side * (1 - t), np.full_like(t, y0 + side)], np.c_[np.full_like(t, x0), y0 + side * (1 - t)]]
+    return np.vstack(sides).astype(np.float32)
+
+
+class TestOffsetsAndCuts:
+    @pytest.mark.parametrize("join,corner_area", [(qssse.Polygon3d.kJoinRound, np.pi * 4), (qssse.Polygon3d.kJoinMiter, 16.0)])
+    def test_dilation_of_a_square(self, join, corner_area):
+        p = qssse.Polygon3d(square(0, 0, 10))
+        assert p.dilate_exact(2.0, join=join, miter_limit=4.0)
+        # sides pushed out by 2, corners rounded (pi r^2 in all) or square (4 r^2)
+        assert p.calc_xy_area() / 2 == pytest.approx(100 + 4 * 10 * 2 + corner_area, rel=2e-3)
+        assert p.calc_xy_area() > 0  # the orientation stays
+
+    def test_erosion_keeps_the_square_and_ends_empty(self):
+        p = qssse.Polygon3d(square(0, 0, 10))
+        assert p.erode_exact(2.0)
+        np.testing.assert_allclose(sorted({tuple(q) for q in p.to_numpy()[:, :2].round(4).tolist()}),
+                                   [(2, 2), (2, 8), (8, 2), (8, 8)])
+        assert not p.erode_exact(3.5) and len(p) == 0
+        with pytest.raises(ValueError):
+            qssse.Polygon3d(square(0, 0, 10)).dilate_exact(float("inf"))
+
+    def test_cut_and_merge_of_two_squares(self):
+        a, b = qssse.Polygon3d(square(0, 0, 10)), qssse.Polygon3d(square(5, 5, 10))
+        cut, merged, outside = qssse.Polygon3d(), qssse.Polygon3d(), qssse.Polygon3d()
+        assert cut.create_from_cut_polygones(a, b, True)
+        assert outside.create_from_cut_polygones(a, b, False)
+        assert merged.create_merge_polygon(a, b)
+        assert cut.calc_xy_area() / 2 == pytest.approx(25) and outside.calc_xy_area() / 2 == pytest.approx(75)
+        assert merged.calc_xy_area() / 2 == pytest.approx(175)
+        assert not qssse.Polygon3d().create_from_cut_polygones(a, qssse.Polygon3d(square(20, 0, 5)), True)
+
+    def test_loop_removal_keeps_the_larger_lobe(self):
+        figure_eight = np.array([[0, 0], [10, 10], [10, 0], [0, 10]], np.float32)  # crossing at (5, 5)
+        p = qssse.Polygon3d(np.vstack([figure_eight, [[-10, 10], [-10, 0]]]))
+        assert p.remove_loop_in_xy_plane()
+        x, y = p.to_numpy()[:, 0].astype(float), p.to_numpy()[:, 1].astype(float)
+        assert abs(np.sum(x * np.roll(y, -1) - np.roll(x, -1) * y)) > 0
+        assert not qssse.Polygon3d(square(0, 0, 4)).remove_loop_in_xy_plane()
