@@ -38,9 +38,9 @@ void EachFace(const CHConvexHull3D& hull, Visit visit) {
 }
 
 // The faces' corners, lanes divided by `divisor`: an (f, 3, 3) float32 array.
-py::array_t<float> FaceCorners(const CHConvexHull3D& hull, float divisor) {
-  py::array_t<float> a({static_cast<py::ssize_t>(hull.GetNumFaces()), py::ssize_t{3}, py::ssize_t{3}});
-  float* p = a.mutable_data();
+py::object FaceCorners(const CHConvexHull3D& hull, float divisor) {
+  NewArray<float> a({hull.GetNumFaces(), 3, 3});
+  float* p = a.data();
   EachFace(hull, [&](int k, const tFaceStructure* f) {
     for (int i = 0; i < 3; ++i) {
       const tVertexStructure* v = f->vertex[i];
@@ -49,7 +49,7 @@ py::array_t<float> FaceCorners(const CHConvexHull3D& hull, float divisor) {
       p[9 * k + 3 * i + 2] = static_cast<float>(v->z) / divisor;
     }
   });
-  return a;
+  return a.object();
 }
 
 // The hull as an indexed mesh: its vertices in list order (divided by `divisor`) and each face's three
@@ -63,17 +63,17 @@ py::tuple HullArrays(const CHConvexHull3D& hull, float divisor) {
     xyz.insert(xyz.end(), {static_cast<float>(v->x) / divisor, static_cast<float>(v->y) / divisor,
                            static_cast<float>(v->z) / divisor});
   }
-  py::array_t<float> vertices({static_cast<py::ssize_t>(index.size()), py::ssize_t{3}});
-  std::copy(xyz.begin(), xyz.end(), vertices.mutable_data());
-  py::array_t<std::int32_t> faces({static_cast<py::ssize_t>(hull.GetNumFaces()), py::ssize_t{3}});
-  std::int32_t* p = faces.mutable_data();
+  NewArray<float> vertices({static_cast<py::ssize_t>(index.size()), 3});
+  std::copy(xyz.begin(), xyz.end(), vertices.data());
+  NewArray<std::int32_t> faces({hull.GetNumFaces(), 3});
+  std::int32_t* p = faces.data();
   EachFace(hull, [&](int k, const tFaceStructure* f) {
     for (int i = 0; i < 3; ++i) {
       auto it = index.find(f->vertex[i]);
       p[3 * k + i] = it == index.end() ? -1 : it->second;
     }
   });
-  return py::make_tuple(vertices, faces);
+  return py::make_tuple(vertices.object(), faces.object());
 }
 
 // A base-library mesh from a Mesh or from a (vertices, faces) pair of arrays.
@@ -88,8 +88,8 @@ DmTriangulationStatic DmMesh(const py::handle& obj, const char* what) {
   const py::tuple t = py::reinterpret_borrow<py::tuple>(obj);
   const auto v = PointArray(t[0], what, false);
   const auto f = FaceArray(t[1], what, static_cast<std::size_t>(v.shape(0)));
-  std::vector<float> coordinates(v.data(), v.data() + v.size());
-  std::vector<std::int32_t> indices(f.data(), f.data() + f.size());
+  std::vector<float> coordinates(v.as<float>(), v.as<float>() + 3 * v.shape(0));
+  std::vector<std::int32_t> indices(f.as<std::int64_t>(), f.as<std::int64_t>() + 3 * f.shape(0));
   return DmTriangulationStatic(std::move(coordinates), std::move(indices));
 }
 
@@ -173,7 +173,7 @@ coplanar input, or coordinates beyond the exact range, raise HullError (cause 'c
              h->scale = scale;
              if (!points.is_none()) {
                const auto p = PointArray(points, "points", false);
-               const float* xyz = p.data();
+               const float* xyz = p.as<float>();
                const py::ssize_t n = p.shape(0);
                py::gil_scoped_release release;
                for (py::ssize_t i = 0; i < n; ++i) h->AppendVertex3D(xyz[3 * i], xyz[3 * i + 1], xyz[3 * i + 2], scale);
@@ -188,9 +188,8 @@ coplanar input, or coordinates beyond the exact range, raise HullError (cause 'c
           "append_points",
           [](ConvexHull3D& self, const py::object& points) {
             const auto p = PointArray(points, "points", false);
-            for (py::ssize_t i = 0; i < p.shape(0); ++i) {
-              self.AppendVertex3D(p.data()[3 * i], p.data()[3 * i + 1], p.data()[3 * i + 2], self.scale);
-            }
+            const float* xyz = p.as<float>();
+            for (py::ssize_t i = 0; i < p.shape(0); ++i) self.AppendVertex3D(xyz[3 * i], xyz[3 * i + 1], xyz[3 * i + 2], self.scale);
           },
           py::arg("points"), "Appends (n, 3) points (exact duplicates ignored); calc_convex_hull inserts them.")
       .def(
@@ -225,7 +224,7 @@ HullError('coplanar').)");
              if (!points.is_none()) {
                const auto p = PointArray(points, "points");
                const py::ssize_t n = p.shape(0);
-               const float* xyz = p.data();
+               const float* xyz = p.as<float>();
                py::gil_scoped_release release;
                for (py::ssize_t i = 0; i < n; ++i) d->AppendVertex(xyz[3 * i], xyz[3 * i + 1], d->offered++, false);
                d->CalcDelaunayTriangulation();
@@ -237,9 +236,8 @@ HullError('coplanar').)");
           "append_points",
           [](Delaunay2D& self, const py::object& points) {
             const auto p = PointArray(points, "points");
-            for (py::ssize_t i = 0; i < p.shape(0); ++i) {
-              self.AppendVertex(p.data()[3 * i], p.data()[3 * i + 1], self.offered++, false);
-            }
+            const float* xyz = p.as<float>();
+            for (py::ssize_t i = 0; i < p.shape(0); ++i) self.AppendVertex(xyz[3 * i], xyz[3 * i + 1], self.offered++, false);
           },
           py::arg("points"), "Appends (n, 2) or (n, 3) points, numbered after the points offered before.")
       .def("calc_delaunay_triangulation", &CH2DDelaunay::CalcDelaunayTriangulation, ReleaseGil(),
@@ -247,12 +245,12 @@ HullError('coplanar').)");
       .def(
           "triangles",
           [](const Delaunay2D& self) {
-            py::array_t<std::int32_t> a({static_cast<py::ssize_t>(self.GetNumFaces()), py::ssize_t{3}});
-            std::int32_t* p = a.mutable_data();
+            NewArray<std::int32_t> a({self.GetNumFaces(), 3});
+            std::int32_t* p = a.data();
             EachFace(self, [&](int k, const tFaceStructure* f) {
               for (int i = 0; i < 3; ++i) p[3 * k + i] = f->vertex[i]->vnum;
             });
-            return a;
+            return a.object();
           },
           "An (f, 3) int32 array of the triangles as indices of the points offered, CLOCKWISE in x-y (lower "
           "faces of the lifted hull).")
@@ -352,7 +350,9 @@ lists (0..3).)");
             for (const t_hoctreeentrychunk* c = Element(self, level, index)->entries[list]; c != nullptr; c = c->next) {
               out.insert(out.end(), c->index, c->index + c->count);
             }
-            return py::array_t<std::int32_t>(static_cast<py::ssize_t>(out.size()), out.data());
+            NewArray<std::int32_t> a({static_cast<py::ssize_t>(out.size())});
+            std::copy(out.begin(), out.end(), a.data());
+            return a.object();
           },
           py::arg("level"), py::arg("index"), py::arg("list") = 0,
           "Every triangle index filed in the element's list, in filing order (all chunks, unlike "

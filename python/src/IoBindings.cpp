@@ -27,25 +27,30 @@ io::HeightFieldReadOptions ReadOptions(std::optional<float> noData, float noValu
   return o;
 }
 
-py::array_t<float> FieldToArray(const io::HeightField& h) {
-  py::array_t<float> a({static_cast<py::ssize_t>(h.height), static_cast<py::ssize_t>(h.width)});
-  std::memcpy(a.mutable_data(), h.values.data(), h.values.size() * sizeof(float));
+py::object FieldToArray(const io::HeightField& h) {
+  NewArray<float> a({h.height, h.width});
+  std::memcpy(a.data(), h.values.data(), h.values.size() * sizeof(float));
   return a;
 }
 
 // A height field from a Matrix or a float32 array.
 io::HeightField FieldArgument(const py::handle& obj) {
   if (py::isinstance<CSSEMatrix>(obj)) return io::FromMatrix(obj.cast<const CSSEMatrix&>());
-  const py::array a = HeightArray(obj, "heights");
-  using Floats = py::array_t<float, py::array::c_style | py::array::forcecast>;
-  const Floats c = Floats::ensure(a);
+  const ArrayIn a = HeightArray(obj, "heights");
+  if (a.shape(0) > io::kMaxSide || a.shape(1) > io::kMaxSide) {
+    throw py::value_error("heights: " + std::to_string(a.shape(1)) + " x " + std::to_string(a.shape(0)) +
+                          " is larger than a height field file holds");
+  }
   io::HeightField h;
   h.width = static_cast<int>(a.shape(1));
   h.height = static_cast<int>(a.shape(0));
-  if (static_cast<py::ssize_t>(h.width) != a.shape(1) || static_cast<py::ssize_t>(h.height) != a.shape(0)) {
-    throw py::value_error("heights: the array is larger than a height field can be");
+  h.values.resize(static_cast<std::size_t>(h.width) * h.height);
+  const auto* base = static_cast<const char*>(a.data());
+  for (int y = 0; y < h.height; ++y) {
+    for (int x = 0; x < h.width; ++x) {
+      std::memcpy(&h.At(x, y), base + y * a.stride(0) + x * a.stride(1), sizeof(float));
+    }
   }
-  h.values.assign(c.data(), c.data() + c.size());
   return h;
 }
 
@@ -54,24 +59,23 @@ io::MeshData MeshArguments(const py::object& vertices, const py::object& faces) 
   const auto f = FaceArray(faces, "faces", static_cast<std::size_t>(v.shape(0)));
   io::MeshData d;
   d.vertices.resize(static_cast<std::size_t>(v.shape(0)));
-  for (std::size_t i = 0; i < d.vertices.size(); ++i) {
-    d.vertices[i] = {v.data()[3 * i], v.data()[3 * i + 1], v.data()[3 * i + 2]};
-  }
+  const float* xyz = v.as<float>();
+  for (std::size_t i = 0; i < d.vertices.size(); ++i) d.vertices[i] = {xyz[3 * i], xyz[3 * i + 1], xyz[3 * i + 2]};
   d.triangles.resize(static_cast<std::size_t>(f.shape(0)));
   for (std::size_t i = 0; i < d.triangles.size(); ++i) {
-    for (std::size_t k = 0; k < 3; ++k) d.triangles[i][k] = static_cast<std::uint32_t>(f.data()[3 * i + k]);
+    for (std::size_t k = 0; k < 3; ++k) d.triangles[i][k] = static_cast<std::uint32_t>(f.as<std::int64_t>()[3 * i + k]);
   }
   return d;
 }
 
 py::tuple MeshToArrays(const io::MeshData& d) {
-  py::array_t<float> v({static_cast<py::ssize_t>(d.vertices.size()), py::ssize_t{3}});
-  std::memcpy(v.mutable_data(), d.vertices.data(), d.vertices.size() * sizeof(io::Vertex));
-  py::array_t<std::int32_t> f({static_cast<py::ssize_t>(d.triangles.size()), py::ssize_t{3}});
+  NewArray<float> v({static_cast<py::ssize_t>(d.vertices.size()), 3});
+  std::memcpy(v.data(), d.vertices.data(), d.vertices.size() * sizeof(io::Vertex));
+  NewArray<std::int32_t> f({static_cast<py::ssize_t>(d.triangles.size()), 3});
   for (std::size_t i = 0; i < d.triangles.size(); ++i) {
-    for (std::size_t k = 0; k < 3; ++k) f.mutable_data()[3 * i + k] = static_cast<std::int32_t>(d.triangles[i][k]);
+    for (std::size_t k = 0; k < 3; ++k) f.data()[3 * i + k] = static_cast<std::int32_t>(d.triangles[i][k]);
   }
-  return py::make_tuple(v, f);
+  return py::make_tuple(v.object(), f.object());
 }
 
 io::OutlinePoints OutlineArgument(const py::handle& obj) {
@@ -82,9 +86,9 @@ io::OutlinePoints OutlineArgument(const py::handle& obj) {
   return out;
 }
 
-py::array_t<float> OutlineToArray(const io::OutlinePoints& points) {
-  py::array_t<float> a({static_cast<py::ssize_t>(points.size()), py::ssize_t{3}});
-  std::memcpy(a.mutable_data(), points.data(), points.size() * sizeof(io::Vertex));
+py::object OutlineToArray(const io::OutlinePoints& points) {
+  NewArray<float> a({static_cast<py::ssize_t>(points.size()), 3});
+  std::memcpy(a.data(), points.data(), points.size() * sizeof(io::Vertex));
   return a;
 }
 

@@ -46,12 +46,11 @@ std::unique_ptr<CHTriangulation> FromArrays(const py::object& vertices, const py
   const auto f = FaceArray(faces, "faces", static_cast<std::size_t>(v.shape(0)));
   io::MeshData data;
   data.vertices.resize(static_cast<std::size_t>(v.shape(0)));
-  for (std::size_t i = 0; i < data.vertices.size(); ++i) {
-    data.vertices[i] = {v.data()[3 * i], v.data()[3 * i + 1], v.data()[3 * i + 2]};
-  }
+  const float* xyz = v.as<float>();
+  for (std::size_t i = 0; i < data.vertices.size(); ++i) data.vertices[i] = {xyz[3 * i], xyz[3 * i + 1], xyz[3 * i + 2]};
   data.triangles.resize(static_cast<std::size_t>(f.shape(0)));
   for (std::size_t i = 0; i < data.triangles.size(); ++i) {
-    for (std::size_t k = 0; k < 3; ++k) data.triangles[i][k] = static_cast<std::uint32_t>(f.data()[3 * i + k]);
+    for (std::size_t k = 0; k < 3; ++k) data.triangles[i][k] = static_cast<std::uint32_t>(f.as<std::int64_t>()[3 * i + k]);
   }
   auto mesh = std::make_unique<CHTriangulation>();
   py::gil_scoped_release release;
@@ -66,14 +65,14 @@ py::tuple ToArrays(const CHTriangulation& mesh) {
     py::gil_scoped_release release;
     data = io::MeshDataFromTriangulation(mesh);
   }
-  py::array_t<float> v({static_cast<py::ssize_t>(data.vertices.size()), py::ssize_t{3}});
-  std::memcpy(v.mutable_data(), data.vertices.data(), data.vertices.size() * sizeof(io::Vertex));
-  py::array_t<std::int32_t> f({static_cast<py::ssize_t>(data.triangles.size()), py::ssize_t{3}});
-  std::int32_t* p = f.mutable_data();
+  NewArray<float> v({static_cast<py::ssize_t>(data.vertices.size()), 3});
+  std::memcpy(v.data(), data.vertices.data(), data.vertices.size() * sizeof(io::Vertex));
+  NewArray<std::int32_t> f({static_cast<py::ssize_t>(data.triangles.size()), 3});
+  std::int32_t* p = f.data();
   for (std::size_t i = 0; i < data.triangles.size(); ++i) {
     for (std::size_t k = 0; k < 3; ++k) p[3 * i + k] = static_cast<std::int32_t>(data.triangles[i][k]);
   }
-  return py::make_tuple(v, f);
+  return py::make_tuple(v.object(), f.object());
 }
 
 // A deep copy that is complete: the library's CopyFromHTriangulation fills the maxima from the minima and
@@ -118,16 +117,9 @@ std::unique_ptr<CHTriangulation> FromBytes(const py::bytes& bytes) {
 
 // A (3, 4) array as the library's 3x4 transform.
 t_ssematrix3 ToTransform(const py::object& matrix) {
-  py::array a = py::array::ensure(matrix);
-  if (!a || (a.dtype().kind() != 'f' && a.dtype().kind() != 'i')) {
-    throw py::type_error("matrix: expected a real (3, 4) array");
-  }
-  if (a.ndim() != 2 || a.shape(0) != 3 || a.shape(1) != 4) {
-    throw py::value_error("matrix: expected shape (3, 4): rows of the linear part, column 3 the translation");
-  }
-  using Floats = py::array_t<float, py::array::c_style | py::array::forcecast>;
-  Floats f = Floats::ensure(a);
-  const float* p = f.data();
+  // Rows of the linear part, column 3 the translation.
+  const ArrayIn f = FloatMatrixArray(matrix, "matrix", 3, 4);
+  const float* p = f.as<float>();
   t_ssematrix3 t;
   t.row0 = _mm_setr_ps(p[0], p[1], p[2], p[3]);
   t.row1 = _mm_setr_ps(p[4], p[5], p[6], p[7]);
@@ -135,11 +127,11 @@ t_ssematrix3 ToTransform(const py::object& matrix) {
   return t;
 }
 
-py::array PointView(const py::object& owner, const CHTriangulation& mesh, SSEPoint* base) {
+py::object PointView(const py::object& owner, const CHTriangulation& mesh, SSEPoint* base) {
   const py::ssize_t n = mesh.GetNumTriangles();
-  if (n == 0 || base == nullptr) return py::array_t<float>({py::ssize_t{0}, py::ssize_t{3}, py::ssize_t{3}});
+  if (n == 0 || base == nullptr) return NewArray<float>({0, 3, 3});
   // Corner k of triangle i is SSEPoint 3i + k: lanes x, y, z of 16-byte points, 48 bytes a triangle.
-  return GuardedView(owner, &mesh, py::dtype::of<float>(), {n, 3, 3},
+  return GuardedView(owner, &mesh, {n, 3, 3},
                      {3 * py::ssize_t{sizeof(SSEPoint)}, py::ssize_t{sizeof(SSEPoint)}, py::ssize_t{sizeof(float)}},
                      base);
 }
@@ -223,15 +215,15 @@ the triangle count with all-zero triangles.))")
           "triangles",
           [](const CHTriangulation& self) {
             const py::ssize_t n = self.GetNumTriangles();
-            py::array_t<float> a({n, py::ssize_t{3}, py::ssize_t{3}});
-            float* p = a.mutable_data();
+            NewArray<float> a({n, 3, 3});
+            float* p = a.data();
             const SSEPoint* c = self.GetEdgeArray();
             for (py::ssize_t i = 0; i < 3 * n; ++i) {
               p[3 * i] = c[i].x;
               p[3 * i + 1] = c[i].y;
               p[3 * i + 2] = c[i].z;
             }
-            return a;
+            return a.object();
           },
           "A new (m, 3, 3) float32 array: corner k of triangle i is [i, k].")
       .def_property_readonly(
@@ -297,17 +289,17 @@ the triangle count with all-zero triangles.))")
       .def_property_readonly(
           "marks",
           [](const CHTriangulation& s) {
-            py::array_t<std::int32_t> a(static_cast<py::ssize_t>(s.GetNumTriangles()));
-            for (int i = 0; i < s.GetNumTriangles(); ++i) a.mutable_data()[i] = s.GetTriangle(i)->mark;
-            return a;
+            NewArray<std::int32_t> a({s.GetNumTriangles()});
+            for (int i = 0; i < s.GetNumTriangles(); ++i) a.data()[i] = s.GetTriangle(i)->mark;
+            return a.object();
           },
           "The triangles' marks as a new int32 array (-1 new, 13 border, 14 Delaunay, octree levels).")
       .def_property_readonly(
           "neighbours",
           [](const CHTriangulation& s) {
             const int n = s.GetNumTriangles();
-            py::array_t<std::int32_t> a({static_cast<py::ssize_t>(n), py::ssize_t{3}});
-            std::int32_t* p = a.mutable_data();
+            NewArray<std::int32_t> a({n, 3});
+            std::int32_t* p = a.data();
             const auto begin = reinterpret_cast<std::uintptr_t>(s.GetTriangles());
             for (int i = 0; i < n; ++i) {
               for (int k = 0; k < 3; ++k) {
@@ -316,7 +308,7 @@ the triangle count with all-zero triangles.))")
                 p[3 * i + k] = inside ? static_cast<std::int32_t>((q - begin) / sizeof(t_htriangle)) : -1;
               }
             }
-            return a;
+            return a.object();
           },
           "A new (m, 3) int32 array: the triangle across P0-P1, P1-P2, P2-P0, or -1 (calc_neighbours).")
 

@@ -19,17 +19,23 @@ namespace qssse::python {
 
 namespace {
 
-std::string DtypeName(const py::array& a) { return py::str(a.dtype()).cast<std::string>(); }
+// numpy.asarray(obj); what NumPy cannot make an array of raises its own error.
+py::object AsArray(const py::handle& obj) { return NumPy().attr("asarray")(obj); }
 
-// Anything NumPy can make an array of, as an array; TypeError when it cannot.
-py::array AnyArray(const py::handle& obj, const char* what) {
-  if (py::isinstance<py::array>(obj)) return py::reinterpret_borrow<py::array>(obj);
-  py::array a = py::array::ensure(obj);
-  if (!a) {
-    throw py::type_error(std::string(what) + ": expected an array, got " +
-                         py::str(py::type::handle_of(obj).attr("__name__")).cast<std::string>());
-  }
-  return a;
+std::string DtypeName(const py::object& a) { return py::str(a.attr("dtype")).cast<std::string>(); }
+char DtypeKind(const py::object& a) { return a.attr("dtype").attr("kind").cast<std::string>().at(0); }
+py::ssize_t Ndim(const py::object& a) { return a.attr("ndim").cast<py::ssize_t>(); }
+std::vector<py::ssize_t> Shape(const py::object& a) { return a.attr("shape").cast<std::vector<py::ssize_t>>(); }
+
+std::string ShapeText(const std::vector<py::ssize_t>& shape) {
+  std::string s = "(";
+  for (std::size_t i = 0; i < shape.size(); ++i) s += (i ? ", " : "") + std::to_string(shape[i]);
+  return s + (shape.size() == 1 ? ",)" : ")");
+}
+
+// numpy.ascontiguousarray(a, dtype): a C-contiguous copy in that dtype, or a itself when it is one.
+ArrayIn Contiguous(const py::object& a, const char* dtype) {
+  return ArrayIn(NumPy().attr("ascontiguousarray")(a, dtype));
 }
 
 int CheckedInt(py::ssize_t n, const char* what, const char* dimension) {
@@ -46,86 +52,94 @@ std::unordered_map<const void*, int>& ViewCounts() {
   return counts;
 }
 
-struct ViewToken {
+// The object behind a view: it exports the buffer, keeps the owner alive and counts as one view of
+// the owner's storage for as long as it lives (NumPy keeps it as the array's base).
+struct ViewExporter {
+  ViewExporter(py::object o, const void* k, void* d, std::vector<py::ssize_t> sh, std::vector<py::ssize_t> st)
+      : owner(std::move(o)), key(k), data(d), shape(std::move(sh)), strides(std::move(st)) {
+    ++ViewCounts()[key];
+  }
+  ViewExporter(const ViewExporter&) = delete;
+  ViewExporter& operator=(const ViewExporter&) = delete;
+  ~ViewExporter() {
+    auto it = ViewCounts().find(key);
+    if (it != ViewCounts().end() && --it->second == 0) ViewCounts().erase(it);
+  }
+  py::object owner;
   const void* key;
-  PyObject* owner;
+  void* data;
+  std::vector<py::ssize_t> shape, strides;
 };
 
 }  // namespace
 
-py::array HeightArray(const py::handle& obj, const char* what) {
-  py::array a = AnyArray(obj, what);
-  if (!a.dtype().equal(py::dtype::of<float>())) {
+py::handle NumPy() {
+  static PyObject* numpy = py::module_::import("numpy").release().ptr();  // kept: no teardown order issues
+  return numpy;
+}
+
+void* WritableData(const py::object& array) {
+  return py::reinterpret_borrow<py::buffer>(array).request(true).ptr;
+}
+
+ArrayIn::ArrayIn(py::object array)
+    : array_(std::move(array)), info_(py::reinterpret_borrow<py::buffer>(array_).request()) {}
+
+ArrayIn HeightArray(const py::handle& obj, const char* what) {
+  const py::object a = AsArray(obj);
+  if (DtypeName(a) != "float32") {
     throw py::type_error(std::string(what) + ": expected a float32 array, got " + DtypeName(a) +
                          " (convert with .astype(numpy.float32))");
   }
-  if (a.ndim() != 2) {
+  if (Ndim(a) != 2) {
     throw py::value_error(std::string(what) + ": expected a 2-D array of shape (size_y, size_x), got " +
-                          std::to_string(a.ndim()) + " dimension(s)");
+                          std::to_string(Ndim(a)) + " dimension(s)");
   }
-  return a;
+  return ArrayIn(a);
 }
 
-py::array ByteArray(const py::handle& obj, const char* what) {
-  py::array a = AnyArray(obj, what);
-  const char kind = a.dtype().kind();
-  if (a.itemsize() != 1 || (kind != 'i' && kind != 'u' && kind != 'b')) {
-    throw py::type_error(std::string(what) + ": expected a uint8, int8 or bool array, got " + DtypeName(a));
+ArrayIn ByteArray(const py::handle& obj, const char* what) {
+  const py::object a = AsArray(obj);
+  const std::string dtype = DtypeName(a);
+  if (dtype != "uint8" && dtype != "int8" && dtype != "bool") {
+    throw py::type_error(std::string(what) + ": expected a uint8, int8 or bool array, got " + dtype);
   }
-  if (a.ndim() != 2) {
+  if (Ndim(a) != 2) {
     throw py::value_error(std::string(what) + ": expected a 2-D array of shape (size_y, size_x), got " +
-                          std::to_string(a.ndim()) + " dimension(s)");
+                          std::to_string(Ndim(a)) + " dimension(s)");
   }
-  return a;
+  return ArrayIn(a);
 }
 
-py::array_t<float, py::array::c_style> PointArray(const py::handle& obj, const char* what, bool allow2D) {
-  py::array a = AnyArray(obj, what);
-  const char kind = a.dtype().kind();
+ArrayIn PointArray(const py::handle& obj, const char* what, bool allow2D) {
+  py::object a = AsArray(obj);
+  const char kind = DtypeKind(a);
   if (kind != 'f' && kind != 'i' && kind != 'u') {
     throw py::type_error(std::string(what) + ": expected an array of real numbers, got " + DtypeName(a));
   }
-  const bool shapeOk = a.ndim() == 2 && (a.shape(1) == 3 || (allow2D && a.shape(1) == 2));
-  if (!shapeOk) {
-    std::string shape = "(";
-    for (py::ssize_t i = 0; i < a.ndim(); ++i) shape += (i ? ", " : "") + std::to_string(a.shape(i));
-    shape += a.ndim() == 1 ? ",)" : ")";
-    throw py::value_error(std::string(what) + ": expected points of shape (n, 3)" +
-                          (allow2D ? " or (n, 2)" : "") + ", got " + shape);
+  const std::vector<py::ssize_t> shape = Shape(a);
+  if (shape.size() != 2 || (shape[1] != 3 && !(allow2D && shape[1] == 2))) {
+    throw py::value_error(std::string(what) + ": expected points of shape (n, 3)" + (allow2D ? " or (n, 2)" : "") +
+                          ", got " + ShapeText(shape));
   }
-  CheckedInt(a.shape(0), what, "a point count");
-  using Floats = py::array_t<float, py::array::c_style | py::array::forcecast>;
-  Floats f = Floats::ensure(a);
-  if (!f) throw py::error_already_set();
-  if (a.shape(1) == 3) return f;
-  const py::ssize_t n = a.shape(0);
-  py::array_t<float, py::array::c_style> out({n, py::ssize_t{3}});
-  const float* src = f.data();
-  float* dst = out.mutable_data();
-  for (py::ssize_t i = 0; i < n; ++i) {
-    dst[3 * i] = src[2 * i];
-    dst[3 * i + 1] = src[2 * i + 1];
-    dst[3 * i + 2] = 0.0f;
-  }
-  return out;
+  CheckedInt(shape[0], what, "a point count");
+  if (shape[1] == 2) a = NumPy().attr("pad")(a, py::make_tuple(py::make_tuple(0, 0), py::make_tuple(0, 1)));
+  return Contiguous(a, "float32");
 }
 
-py::array_t<std::int64_t, py::array::c_style> FaceArray(const py::handle& obj, const char* what,
-                                                        std::size_t vertexCount) {
-  py::array a = AnyArray(obj, what);
-  const char kind = a.dtype().kind();
+ArrayIn FaceArray(const py::handle& obj, const char* what, std::size_t vertexCount) {
+  const py::object a = AsArray(obj);
+  const char kind = DtypeKind(a);
   if (kind != 'i' && kind != 'u') {
-    throw py::type_error(std::string(what) + ": expected an integer array of vertex indices, got " +
-                         DtypeName(a));
+    throw py::type_error(std::string(what) + ": expected an integer array of vertex indices, got " + DtypeName(a));
   }
-  if (a.ndim() != 2 || a.shape(1) != 3) {
-    throw py::value_error(std::string(what) + ": expected triangles of shape (m, 3)");
+  const std::vector<py::ssize_t> shape = Shape(a);
+  if (shape.size() != 2 || shape[1] != 3) {
+    throw py::value_error(std::string(what) + ": expected triangles of shape (m, 3), got " + ShapeText(shape));
   }
-  using Indices = py::array_t<std::int64_t, py::array::c_style | py::array::forcecast>;
-  Indices f = Indices::ensure(a);
-  if (!f) throw py::error_already_set();
-  const std::int64_t* p = f.data();
-  for (py::ssize_t i = 0; i < 3 * a.shape(0); ++i) {
+  ArrayIn f = Contiguous(a, "int64");
+  const std::int64_t* p = f.as<std::int64_t>();
+  for (py::ssize_t i = 0; i < 3 * shape[0]; ++i) {
     // uint64 indices beyond int64 arrive negative, so one test catches both ends.
     if (p[i] < 0 || static_cast<std::uint64_t>(p[i]) >= vertexCount) {
       throw py::value_error(std::string(what) + ": triangle " + std::to_string(i / 3) + " refers to vertex " +
@@ -135,13 +149,27 @@ py::array_t<std::int64_t, py::array::c_style> FaceArray(const py::handle& obj, c
   return f;
 }
 
-void ArrayToMatrix(const py::array& a, CSSEMatrix& m) {
+ArrayIn FloatMatrixArray(const py::handle& obj, const char* what, py::ssize_t rows, py::ssize_t cols) {
+  const py::object a = AsArray(obj);
+  const char kind = DtypeKind(a);
+  if (kind != 'f' && kind != 'i' && kind != 'u') {
+    throw py::type_error(std::string(what) + ": expected an array of real numbers, got " + DtypeName(a));
+  }
+  const std::vector<py::ssize_t> shape = Shape(a);
+  if (shape != std::vector<py::ssize_t>{rows, cols}) {
+    throw py::value_error(std::string(what) + ": expected shape " + ShapeText({rows, cols}) + ", got " +
+                          ShapeText(shape));
+  }
+  return Contiguous(a, "float32");
+}
+
+void ArrayToMatrix(const ArrayIn& a, CSSEMatrix& m) {
   const int sizeY = CheckedInt(a.shape(0), "heights", "a height");
   const int sizeX = CheckedInt(a.shape(1), "heights", "a width");
   m.Create(sizeX, sizeY);  // too many rows: CInvalidArgumentException, a ValueError here
   if (!m.HasPixels()) return;
   const auto* base = static_cast<const char*>(a.data());
-  const py::ssize_t rowStride = a.strides(0), colStride = a.strides(1);
+  const py::ssize_t rowStride = a.stride(0), colStride = a.stride(1);
   py::gil_scoped_release release;
   __m128** rows = m.GetMatrixDataDirectly();
   // Four source rows fill one SIMD row: lane l of element x is pixel (x, 4g + l). The padding lanes of
@@ -163,10 +191,10 @@ void ArrayToMatrix(const py::array& a, CSSEMatrix& m) {
   }
 }
 
-py::array_t<float> MatrixToArray(const CSSEMatrix& m) {
+py::object MatrixToArray(const CSSEMatrix& m) {
   const int sizeX = std::max(m.GetSizeX(), 0), sizeY = std::max(m.GetSizeY(), 0);
-  py::array_t<float> a({static_cast<py::ssize_t>(sizeY), static_cast<py::ssize_t>(sizeX)});
-  float* dst = a.mutable_data();
+  NewArray<float> a({sizeY, sizeX});
+  float* dst = a.data();
   if (!m.HasPixels()) {  // a freed matrix reads 0 everywhere
     std::fill_n(dst, static_cast<std::size_t>(sizeX) * sizeY, 0.0f);
     return a;
@@ -181,42 +209,40 @@ py::array_t<float> MatrixToArray(const CSSEMatrix& m) {
   return a;
 }
 
-void ArrayToCharMatrix(const py::array& a, CSSEcharMatrix& m) {
+void ArrayToCharMatrix(const ArrayIn& a, CSSEcharMatrix& m) {
   const int sizeY = CheckedInt(a.shape(0), "mask", "a height");
   const int sizeX = CheckedInt(a.shape(1), "mask", "a width");
   m.Create(sizeX, sizeY);
   const auto* base = static_cast<const char*>(a.data());
   for (int y = 0; y < sizeY; ++y) {
     for (int x = 0; x < sizeX; ++x) {
-      m.SetPoint(x, y, base[static_cast<py::ssize_t>(y) * a.strides(0) + static_cast<py::ssize_t>(x) * a.strides(1)]);
+      m.SetPoint(x, y, base[static_cast<py::ssize_t>(y) * a.stride(0) + static_cast<py::ssize_t>(x) * a.stride(1)]);
     }
   }
 }
 
-py::array_t<std::uint8_t> CharMatrixToArray(const CSSEcharMatrix& m) {
-  if (!m.HasPixels()) return py::array_t<std::uint8_t>(std::vector<py::ssize_t>{0, 0});
-  const int sizeX = m.GetSizeX(), sizeY = m.GetSizeY();
-  py::array_t<std::uint8_t> a({static_cast<py::ssize_t>(sizeY), static_cast<py::ssize_t>(sizeX)});
-  std::uint8_t* dst = a.mutable_data();
+py::object CharMatrixToArray(const CSSEcharMatrix& m) {
+  const int sizeX = std::max(m.GetSizeX(), 0), sizeY = std::max(m.GetSizeY(), 0);
+  NewArray<std::uint8_t> a({sizeY, sizeX});
   for (int y = 0; y < sizeY; ++y) {
     for (int x = 0; x < sizeX; ++x) {
-      dst[static_cast<std::size_t>(y) * sizeX + x] = static_cast<std::uint8_t>(m.GetPoint(x, y));
+      a.data()[static_cast<std::size_t>(y) * sizeX + x] = static_cast<std::uint8_t>(m.GetPoint(x, y));
     }
   }
   return a;
 }
 
-void ArrayToPolygon(const py::array_t<float, py::array::c_style>& points, CSSE3dPolygon& polygon) {
+void ArrayToPolygon(const ArrayIn& points, CSSE3dPolygon& polygon) {
   const int n = static_cast<int>(points.shape(0));
-  const float* p = points.data();
+  const float* p = points.as<float>();
   polygon.Create(n);
   for (int i = 0; i < n; ++i) polygon.SetPoint(i, p[3 * i], p[3 * i + 1], p[3 * i + 2]);
 }
 
-py::array_t<float> PolygonToArray(const CSSE3dPolygon& polygon) {
+py::object PolygonToArray(const CSSE3dPolygon& polygon) {
   const int n = polygon.GetNumPoints();
-  py::array_t<float> a({static_cast<py::ssize_t>(n), py::ssize_t{3}});
-  float* p = a.mutable_data();
+  NewArray<float> a({n, 3});
+  float* p = a.data();
   for (int i = 0; i < n; ++i) polygon.GetPoint(i, p[3 * i], p[3 * i + 1], p[3 * i + 2]);
   return a;
 }
@@ -227,20 +253,12 @@ CSSE3dPolygon& PolygonArgument(const py::handle& obj, CSSE3dPolygon& storage, co
   return storage;
 }
 
-py::array GuardedView(const py::handle& owner, const void* key, const py::dtype& dtype,
-                      std::vector<py::ssize_t> shape, std::vector<py::ssize_t> strides, const void* data) {
-  auto* token = new ViewToken{key, owner.inc_ref().ptr()};
-  ++ViewCounts()[key];
-  py::capsule base(token, [](void* p) {
-    auto* t = static_cast<ViewToken*>(p);
-    auto it = ViewCounts().find(t->key);
-    if (it != ViewCounts().end() && --it->second == 0) ViewCounts().erase(it);
-    Py_DECREF(t->owner);
-    delete t;
-  });
-  py::array view(dtype, std::move(shape), std::move(strides), data, base);
-  view.attr("setflags")(py::arg("write") = false);
-  return view;
+py::object GuardedView(const py::handle& owner, const void* key, std::vector<py::ssize_t> shape,
+                       std::vector<py::ssize_t> strides, const void* data) {
+  py::object exporter = py::cast(std::make_unique<ViewExporter>(py::reinterpret_borrow<py::object>(owner), key,
+                                                                const_cast<void*>(data), std::move(shape),
+                                                                std::move(strides)));
+  return NumPy().attr("asarray")(exporter);
 }
 
 void RequireNoViews(const void* key, const char* operation) {
@@ -249,6 +267,15 @@ void RequireNoViews(const void* key, const char* operation) {
     throw py::buffer_error(std::string(operation) + ": the storage has " + std::to_string(it->second) +
                            " live NumPy view(s); delete them (or copy them with numpy.array) first");
   }
+}
+
+void BindViews(py::module_& m) {
+  py::class_<ViewExporter>(m, "_View", py::buffer_protocol(),
+                           "Exports a read-only buffer over storage of a library object (Mesh.corners).")
+      .def_buffer([](ViewExporter& v) {
+        return py::buffer_info(v.data, sizeof(float), py::format_descriptor<float>::format(),
+                               static_cast<py::ssize_t>(v.shape.size()), v.shape, v.strides, true);
+      });
 }
 
 }  // namespace qssse::python
@@ -339,6 +366,7 @@ be used from two threads at once.)";
     }
   });
 
+  BindViews(m);
   BindRaster(m);
   BindPolygon(m);
   BindMesh(m);

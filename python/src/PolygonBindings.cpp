@@ -155,10 +155,10 @@ void BindPolygon(py::module_& m) {
               self.ReParametrize(step);
               return py::none();
             }
-            py::array_t<std::int32_t> map(static_cast<py::ssize_t>(self.GetNumPoints()));
-            std::fill_n(map.mutable_data(), self.GetNumPoints(), -1);
-            self.ReParametrize(step, map.mutable_data());
-            return map;
+            NewArray<std::int32_t> map({self.GetNumPoints()});
+            std::fill_n(map.data(), self.GetNumPoints(), -1);
+            self.ReParametrize(step, map.data());
+            return map.object();
           },
           py::arg("step"), py::arg("return_map") = false,
           "Even spacing of the ring in the maximum norm of x and y (at most 99999 points). With return_map, an "
@@ -190,12 +190,14 @@ void BindPolygon(py::module_& m) {
           [](CSSE3dPolygon& self, const py::object& points, int step) {
             const auto p = PointArray(points, "points");
             const py::ssize_t n = p.shape(0);
-            py::array_t<bool> inside(n);
-            bool* out = inside.mutable_data();
-            const float* xyz = p.data();
-            py::gil_scoped_release release;
-            for (py::ssize_t i = 0; i < n; ++i) out[i] = self.PointInLineInnerArea(xyz[3 * i], xyz[3 * i + 1], step);
-            return inside;
+            NewArray<bool> inside({n});
+            bool* out = inside.data();
+            const float* xyz = p.as<float>();
+            {
+              py::gil_scoped_release release;
+              for (py::ssize_t i = 0; i < n; ++i) out[i] = self.PointInLineInnerArea(xyz[3 * i], xyz[3 * i + 1], step);
+            }
+            return inside.object();
           },
           py::arg("points"), py::arg("step") = 1,
           "point_in_line_inner_area for every (x, y) of an (n, 2) or (n, 3) array: a bool array of n.")
@@ -370,17 +372,17 @@ void BindPolygon(py::module_& m) {
              auto r = std::make_unique<CSSE2dPolygon>();
              const int n = static_cast<int>(p.shape(0));
              r->Create(n);
-             for (int i = 0; i < n; ++i) r->SetPoint(i, p.data()[3 * i], p.data()[3 * i + 1]);
+             for (int i = 0; i < n; ++i) r->SetPoint(i, p.as<float>()[3 * i], p.as<float>()[3 * i + 1]);
              return r;
            }),
            py::arg("points"), "A list of the (n, 2) points (z of (n, 3) points is dropped).")
       .def(
           "to_numpy",
           [](const CSSE2dPolygon& self) {
-            py::array_t<float> a({static_cast<py::ssize_t>(self.GetNumPoints()), py::ssize_t{2}});
-            float* p = a.mutable_data();
+            NewArray<float> a({self.GetNumPoints(), 2});
+            float* p = a.data();
             for (int i = 0; i < self.GetNumPoints(); ++i) self.GetPoint(i, p[2 * i], p[2 * i + 1]);
-            return a;
+            return a.object();
           },
           "A new (n, 2) float32 array of the points.")
       .def("__len__", &CSSE2dPolygon::GetNumPoints)

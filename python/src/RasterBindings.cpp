@@ -396,13 +396,13 @@ void BindRaster(py::module_& m) {
         }
         py::list out;
         for (const CPixelChain& c : chains) {
-          py::array_t<std::int32_t> a({static_cast<py::ssize_t>(c.GetCount()), py::ssize_t{2}});
-          std::int32_t* p = a.mutable_data();
+          NewArray<std::int32_t> a({c.GetCount(), 2});
+          std::int32_t* p = a.data();
           for (int i = 0; i < c.GetCount(); ++i) {
             p[2 * i] = c.GetPixels()[i].x;
             p[2 * i + 1] = c.GetPixels()[i].y;
           }
-          out.append(a);
+          out.append(a.object());
         }
         return out;
       },

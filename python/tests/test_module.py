@@ -69,23 +69,28 @@ def test_every_function_and_property_has_a_docstring():
 
 def test_long_calls_let_other_threads_run():
     field = qssse.Matrix(np.random.default_rng(1).uniform(0, 1, (1200, 1200)).astype(np.float32))
-    span, stamps, done = [], [], threading.Event()
 
-    def work():
-        t0 = time.perf_counter()
-        field.minimum_filter_disc(16.0)
-        span.extend([t0, time.perf_counter()])
-        done.set()
+    def interleaved():
+        span, stamps, done = [], [], threading.Event()
 
-    worker = threading.Thread(target=work)
-    worker.start()
-    while not done.is_set():
-        stamps.append(time.perf_counter())
-    worker.join()
-    t0, t1 = span
-    quarter = (t1 - t0) / 4
-    # Holding the GIL for the whole call, the worker would leave this thread no turn in between.
-    assert any(t0 + quarter < s < t1 - quarter for s in stamps)
+        def work():
+            t0 = time.perf_counter()
+            field.minimum_filter_disc(16.0)
+            span.extend([t0, time.perf_counter()])
+            done.set()
+
+        worker = threading.Thread(target=work)
+        worker.start()
+        while not done.is_set():
+            stamps.append(time.perf_counter())
+        worker.join()
+        t0, t1 = span
+        quarter = (t1 - t0) / 4
+        return any(t0 + quarter < s < t1 - quarter for s in stamps)
+
+    # Holding the GIL for the whole call, the worker would leave this thread no turn in between, every
+    # time; a loaded machine may take the turns away now and then, hence a few tries.
+    assert any(interleaved() for _ in range(5))
 
 
 def test_readme_tutorial_runs_and_gives_the_heights_back(capsys):
