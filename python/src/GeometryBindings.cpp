@@ -419,7 +419,14 @@ lists (0..3).)");
                   py::gil_scoped_release release;
                   return std::make_unique<QsDmTriangulationTo2DHull>(d);
                 }),
-                py::arg("mesh"));
+                py::arg("mesh"))
+      .def(
+          "__reduce__",
+          [](const QsDmTriangulationTo2DHull& self) {
+            // Pickled as the polygon it is: the base class's state cannot rebuild the derived object.
+            return py::make_tuple(py::type::of<CSSE3dPolygon>(), py::make_tuple(PolygonToArray(self)));
+          },
+          "Pickles the footprint as a Polygon3d of its points.");
 
   py::class_<CHDecideDmTriInDmTri> decide(
       m, "InsideDecision",

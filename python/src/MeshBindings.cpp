@@ -29,6 +29,10 @@ using Matrix = CSSEMatrix;
 
 // The matrix a conversion writes: the caller's, or a new one. Returns the Python object handed back.
 py::object OutMatrix(const py::object& given, CSSEMatrix*& out) {
+  if (!given.is_none() && !py::isinstance<CSSEMatrix>(given)) {
+    throw py::type_error("matrix: expected a qssse.Matrix or None, got " +
+                         py::str(py::type::handle_of(given).attr("__name__")).cast<std::string>());
+  }
   py::object obj = given.is_none() ? py::cast(std::make_unique<CSSEMatrix>()) : given;
   out = obj.cast<CSSEMatrix*>();
   return obj;

@@ -1,4 +1,6 @@
 """Hulls, Delaunay, octrees and the restoration analysis, checked by exact NumPy arithmetic."""
+import pickle
+
 import numpy as np
 import pytest
 from conftest import dome
@@ -136,6 +138,8 @@ class TestRestoration:
         assert isinstance(hull, qssse.Polygon3d) and len(p) == 4
         assert {(x, z) for x, z in zip(p[:, 0].tolist(), p[:, 2].tolist())} <= {(0, 1), (2, 1), (0, 3), (2, 3)}
         np.testing.assert_array_equal(p[:, 2], [1, 1, 3, 3])  # the mesh's y range, not the vertices' z
+        back = pickle.loads(pickle.dumps(hull))  # as the polygon it is
+        assert type(back) is qssse.Polygon3d and (back.to_numpy() == p).all()
 
     def test_inside_decision(self):
         block = cube((0, 0, 0), (1, 1, 1))

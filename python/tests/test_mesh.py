@@ -86,6 +86,8 @@ class TestRoundTrip:
         mesh = qssse.Mesh.from_height_field(dome(48, 20, 5.0))
         target = qssse.Matrix()
         assert mesh.scan_convert_triangulation_max(matrix=target) is target
+        with pytest.raises(TypeError):
+            mesh.scan_convert_triangulation_max(matrix=np.zeros((4, 4), np.float32))
         threaded = mesh.fast_scan_convert_triangulation(keep_max=True)
         np.testing.assert_array_equal(threaded.to_numpy(), target.to_numpy())
         low = mesh.scan_convert_triangulation_min().to_numpy()
@@ -146,6 +148,12 @@ class TestArrays:
             assert other.scale == mesh.scale
             other.shift_triangulation(1, 2, 3)
             np.testing.assert_array_equal(mesh.triangles(), v[f])
+
+    def test_truncated_bytes_are_refused(self):
+        data = qssse.Mesh.from_arrays(*self.grid_mesh()).to_bytes()
+        for k in range(0, len(data), 7):
+            with pytest.raises(qssse.Error):
+                qssse.Mesh.from_bytes(data[:k])
 
     def test_transforms_match_numpy(self, rng):
         v, f = self.grid_mesh()
