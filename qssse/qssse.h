@@ -72,9 +72,11 @@
 #include "qssse/geometry/HExactPredicates.h"
 #include "qssse/geometry/HOctree.h"
 #include "qssse/geometry/HOctreeElement.h"
+#include "qssse/geometry/HPolygonTriangulationRefinement.h"
 #include "qssse/geometry/HPolygonTriangulator.h"
 #include "qssse/geometry/HSimpleBasisFcns.h"
 #include "qssse/geometry/HullException.h"
+#include "qssse/geometry/RingEdgeIndex.h"
 #include "qssse/geometry/Vector.h"
 
 #include "qssse/restoration/HDecideDmTriInDmTri.h"

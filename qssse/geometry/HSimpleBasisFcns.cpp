@@ -9,7 +9,6 @@ namespace simd = qssse::simd;
 
 namespace {
 
-constexpr float kAreaTolerance = 0.0005f;
 constexpr float kPointTolerance = 0.0001f;
 constexpr float kDirectionEpsilon = 1.1920929e-7f;
 constexpr float kPi = 3.1415927f;
@@ -17,9 +16,10 @@ constexpr float kTurn = 6.2831855f;
 // Beyond this magnitude GetRealAngle reduces by the remainder first (see the header).
 constexpr float kFoldLimit = 1048576.0f;
 
-// Doubled signed area in single precision, in the one order every orientation test uses.
+constexpr float kAreaTolerance = CHSimpleBasisFcns::kAreaTolerance;
+
 inline float Area2(const t_h2dpoint* a, const t_h2dpoint* b, const t_h2dpoint* c) {
-  return (c->y - a->y) * (b->x - a->x) - (b->y - a->y) * (c->x - a->x);
+  return CHSimpleBasisFcns::DoubledArea(a, b, c);
 }
 
 inline bool SamePoint(const t_h2dpoint* a, const t_h2dpoint* b) { return a->x == b->x && a->y == b->y; }
@@ -96,8 +96,7 @@ bool CHSimpleBasisFcns::GetIntersection(const t_h2dpoint* a, const t_h2dpoint* b
     return false;
   }
   const double s = (D(c->x) * D(a->y - d->y) + D(a->x) * D(d->y - c->y) + D(d->x) * D(c->y - a->y)) / denom;
-  const double t =
-      -(D(a->x) * D(c->y - b->y) + D(b->x) * D(a->y - c->y) + D(c->x) * D(b->y - a->y)) / denom;
+  const double t = -(D(a->x) * D(c->y - b->y) + D(b->x) * D(a->y - c->y) + D(c->x) * D(b->y - a->y)) / denom;
   p->x = static_cast<float>(D(b->x - a->x) * s + D(a->x));
   p->y = static_cast<float>(D(b->y - a->y) * s + D(a->y));
   return s >= 0.0 && s <= 1.0 && t >= 0.0 && t <= 1.0;

@@ -21,6 +21,13 @@ struct t_hvertex;
 class QSSSE_API CHSimpleBasisFcns {
  public:
   // ---- orientation of point triples ----
+  // D(a, b, c) in single precision, in the one order of operations every orientation test uses (kept
+  // inline so that accelerated callers compute bit for bit the same value).
+  static float DoubledArea(const t_h2dpoint* a, const t_h2dpoint* b, const t_h2dpoint* c) {
+    return (c->y - a->y) * (b->x - a->x) - (b->y - a->y) * (c->x - a->x);
+  }
+  // The tolerance every orientation test compares D against.
+  static constexpr float kAreaTolerance = 0.0005f;
   // D(a, b, c) > 0.0005 (strictly: exactly 0.0005 is not left).
   static bool Left(const t_h2dpoint* a, const t_h2dpoint* b, const t_h2dpoint* c);
   // True unless D(a, b, c) < -0.0005 (so exactly -0.0005 counts, and NaN too).

@@ -289,6 +289,34 @@ class QSSSE_API CHTriangulation {
   // translates); row 3, the projective row, is ignored.
   void TransformVertices(const CbMatrix4Rf& m);
 
+  // ---- construction from outlines (HTriangulationFromPolygon.cpp) ----
+  // The outline's points are in raster units (x, y in pixels, z in height units); the corners are built
+  // in those units and scaled by (sx, sy, sz) last. BaseInitialization(sx, sy, sz), the builder, then
+  // ScaleTriangulation, CalcSTV, CalcNormalsFromVertices and CalcBoundingBox when at least one triangle
+  // exists. fan chooses CreateSimpleFanTriangulationFromPolygon (length unused), otherwise
+  // CreateTriangulationFromPolygon.
+  CHTriangulation(CSSE3dPolygon* outline, int step, bool fan, float length, float sx, float sy, float sz);
+  // The same ear clipping, its heights limited by a height field before the scaling:
+  // ConstrainWithHeightField(above, field, zOffset) reads, for the still unscaled corners, the field's
+  // pixel (trunc(x + 0.5), trunc(y + 0.5)) -- the corner's own pixel of the outline's raster -- then the
+  // follow-up calls above.
+  CHTriangulation(CSSE3dPolygon* outline, int step, float length, CSSEMatrix* field, bool above,
+                  float zOffset, float sx, float sy, float sz);
+  // Ear clipping of every step-th outline point (CHPolygonTriangulator with scales 1, searching from the
+  // head's successor), refined with side length `length` in 14 passes (CHPolygonTriangulationRefinement),
+  // the triangles read with GetFirstTriangle3D / GetNextTriangle3D: the outline's own points where ear
+  // clipping made the triangle, heights interpolated from the outline where splits made it (from every
+  // 8th outline point: below 8 points split corners get NaN heights). The outline must run
+  // counter-clockwise (a clockwise or self-intersecting one gives few or no triangles) and is kept as it
+  // is apart from its bounding box; corners are not scaled; derived data is not computed.
+  // A null outline or one of fewer than three sampled points gives an empty mesh; a step below 1 throws
+  // CInvalidArgumentException.
+  void CreateTriangulationFromPolygon(CSSE3dPolygon* outline, int step, float length);
+  // A fan around the mean of the m = count / step sampled points (0, step, 2·step, ...): m triangles
+  // (centre, point i, point i + 1), the last closing on point 0, wound as the outline runs. Right for
+  // outlines that are star-shaped around that mean. Unscaled; no derived data. Fewer than three sampled
+  // points (or a null outline) give an empty mesh; a step below 1 throws CInvalidArgumentException.
+  void CreateSimpleFanTriangulationFromPolygon(CSSE3dPolygon* outline, int step);
   // ---- hulls and Delaunay triangulations (HTriangulationFromHull.cpp) ----
   // BaseInitialization(sx, sy, sz) (the three scales first, then the divisor), CreateTriangulationFromHull3D,
   // then ScaleTriangulation, CalcSTV, CalcNormalsFromVertices and CalcBoundingBox when a triangle exists.

@@ -52,9 +52,8 @@ std::vector<I2> MonotoneChain(std::vector<I2> p) {
     h[k++] = p[i];
   }
   h.resize(k - 1);
-  const auto low = std::min_element(h.begin(), h.end(), [](const I2& a, const I2& b) {
-    return a[1] != b[1] ? a[1] < b[1] : a[0] < b[0];
-  });
+  const auto low = std::min_element(
+      h.begin(), h.end(), [](const I2& a, const I2& b) { return a[1] != b[1] ? a[1] < b[1] : a[0] < b[0]; });
   std::rotate(h.begin(), low, h.end());
   return h;
 }

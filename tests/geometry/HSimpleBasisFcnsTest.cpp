@@ -104,7 +104,7 @@ TEST(HSimpleBasisFcns, InConeAtConvexAndReflexCorners) {
   const float xy[6][2] = {{0, 0}, {2, 0}, {2, 1}, {1, 1}, {1, 2}, {0, 2}};
   for (int i = 0; i < 6; ++i) v[i].x = xy[i][0], v[i].y = xy[i][1];
   LinkRing(v, 6);
-  EXPECT_TRUE(F::InCone(&v[0], &v[2]));   // convex corner, diagonal inside
+  EXPECT_TRUE(F::InCone(&v[0], &v[2]));  // convex corner, diagonal inside
   EXPECT_TRUE(F::InCone(&v[0], &v[3]));
   EXPECT_FALSE(F::InCone(&v[2], &v[4]));  // from (2, 1) towards (1, 2): outside the corner's angle
   EXPECT_TRUE(F::InCone(&v[3], &v[0]));   // reflex corner: anything but the notch
@@ -170,7 +170,8 @@ TEST(HSimpleBasisFcns, GetIntersectionFormsItsProductsInDouble) {
   const double denom = 300001.0 * (300000.0 - 100003.0) + 100000.0 * (100003.0 - 300000.0) +
                        300000.0 * (300000.0 - 100001.0) + 100000.0 * (100001.0 - 300000.0);
   const double s = (100000.0 * (100001.0 - 100003.0) + 100000.0 * (100003.0 - 300000.0) +
-                    300000.0 * (300000.0 - 100001.0)) / denom;
+                    300000.0 * (300000.0 - 100001.0)) /
+                   denom;
   EXPECT_EQ(p.x, static_cast<float>(200001.0 * s + 100000.0));
   EXPECT_EQ(p.y, static_cast<float>(199999.0 * s + 100001.0));
 }
@@ -194,7 +195,7 @@ TEST(HSimpleBasisFcns, ParallelIntReportsTheFirstContainedEndpoint) {
 TEST(HSimpleBasisFcns, VertexAlreadyThereComparesAllFourLanesStrictly) {
   alignas(16) SSEPoint pts[3] = {P(0, 0, 0), P(1, 2, 3, 0), P(1, 2, 3, 0)};
   EXPECT_EQ(F::VertexAlreadyThereInArray(pts, pts[1], 0), -1);
-  EXPECT_EQ(F::VertexAlreadyThereInArray(pts, P(1.00005f, 2, 3), 3), 1);  // first of the equal ones
+  EXPECT_EQ(F::VertexAlreadyThereInArray(pts, P(1.00005f, 2, 3), 3), 1);    // first of the equal ones
   EXPECT_EQ(F::VertexAlreadyThereInArray(pts, P(1, 2, 3, 0.001f), 3), -1);  // w counts
   EXPECT_EQ(F::VertexAlreadyThereInArray(pts, P(1, 2, 3.001f), 3), -1);     // z counts
   EXPECT_EQ(F::VertexAlreadyThereInArray(pts, P(kNaN, 0, 0), 3), -1);

@@ -174,6 +174,7 @@ int RunProgram(int argc, char** argv) {
   std::vector<Subcommand> more;
   more.push_back(AddHull(app));
   more.push_back(AddDelaunay(app));
+  more.push_back(AddTriangulate(app));
   more.push_back(AddOffset(app));
   more.push_back(AddLoft(app));
 

@@ -14,9 +14,10 @@ struct Subcommand {
   std::function<int()> run;  // the exit status; throws ToolError or any std::exception on failure
 };
 
-Subcommand AddHull(CLI::App& app);      // HullCommand.cpp
-Subcommand AddDelaunay(CLI::App& app);  // DelaunayCommand.cpp
-Subcommand AddOffset(CLI::App& app);    // OffsetCommand.cpp
-Subcommand AddLoft(CLI::App& app);      // LoftCommand.cpp
+Subcommand AddHull(CLI::App& app);         // HullCommand.cpp
+Subcommand AddDelaunay(CLI::App& app);     // DelaunayCommand.cpp
+Subcommand AddTriangulate(CLI::App& app);  // TriangulateCommand.cpp
+Subcommand AddOffset(CLI::App& app);       // OffsetCommand.cpp
+Subcommand AddLoft(CLI::App& app);         // LoftCommand.cpp
 
 }  // namespace qssse::tool

@@ -1,0 +1,132 @@
+// Outlines into meshes by ear clipping: the `triangulate` subcommand end to end.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "ToolTestSupport.h"
+#include "cli/Formats.h"
+
+using namespace qssse::tool;
+using tooltest::RunTool;
+
+namespace {
+
+// A smooth counter-clockwise star of n points around (100, 100), z between 3 and 7.
+OutlinePoints Star(int n) {
+  OutlinePoints ring;
+  for (int i = 0; i < n; ++i) {
+    const double t = 6.283185307179586 * i / n, r = 60.0 * (1.0 + 0.3 * std::cos(7.0 * t));
+    ring.push_back({static_cast<float>(100.0 + r * std::cos(t)), static_cast<float>(100.0 + r * std::sin(t)),
+                    static_cast<float>(5.0 + 2.0 * std::sin(3.0 * t))});
+  }
+  return ring;
+}
+
+double Area2(const Vertex& a, const Vertex& b, const Vertex& c) {
+  return (static_cast<double>(b.x) - a.x) * (static_cast<double>(c.y) - a.y) -
+         (static_cast<double>(b.y) - a.y) * (static_cast<double>(c.x) - a.x);
+}
+
+double RingArea2(const OutlinePoints& r) {
+  double s = 0.0;
+  for (std::size_t i = 0; i < r.size(); ++i) {
+    s += static_cast<double>(r[i].x) * r[(i + 1) % r.size()].y -
+         static_cast<double>(r[(i + 1) % r.size()].x) * r[i].y;
+  }
+  return s;
+}
+
+// Every triangle counter-clockwise; the doubled areas summed.
+double MeshArea2(const MeshData& m) {
+  double sum = 0.0;
+  for (const auto& t : m.triangles) {
+    const double a = Area2(m.vertices[t[0]], m.vertices[t[1]], m.vertices[t[2]]);
+    EXPECT_GT(a, 0.0);
+    sum += a;
+  }
+  return sum;
+}
+
+}  // namespace
+
+TEST(TriangulateCommand, OutlineBecomesNMinusTwoTrianglesOnItsOwnPointsAndAPicture) {
+  tooltest::TempDir dir;
+  const OutlinePoints star = Star(200);
+  WriteFileBytes(dir / "star.txt", EncodeOutlineText(star));
+  const auto r = RunTool(dir, {"triangulate", dir / "star.txt", "-o", dir / "star.ply"});
+  ASSERT_EQ(r.status, 0) << r.err;
+  EXPECT_NE(r.out.find("198 triangles from the outline of 200 points"), std::string::npos) << r.out;
+  const MeshData m = ReadMesh(dir / "star.ply");
+  ASSERT_EQ(m.triangles.size(), 198u);
+  EXPECT_EQ(m.vertices.size(), 200u);
+  for (const Vertex& v : m.vertices) EXPECT_NE(std::find(star.begin(), star.end(), v), star.end());
+  EXPECT_NEAR(MeshArea2(m), RingArea2(star), 1e-6 * RingArea2(star));
+  const std::string svg = tooltest::ReadText(dir / "star.svg");
+  EXPECT_NE(svg.find("<svg"), std::string::npos);
+  EXPECT_NE(svg.find("#e07b00"), std::string::npos);  // the diagonals
+}
+
+TEST(TriangulateCommand, ClockwiseOutlinesAndRepeatedPointsAreTakenCareOf) {
+  tooltest::TempDir dir;
+  OutlinePoints star = Star(120);
+  std::reverse(star.begin(), star.end());
+  star.insert(star.begin() + 10, star[10]);  // a repeated point
+  WriteFileBytes(dir / "cw.txt", EncodeOutlineText(star));
+  const auto r =
+      RunTool(dir, {"triangulate", dir / "cw.txt", "-o", dir / "cw.stl", "--svg", dir / "pic.svg"});
+  ASSERT_EQ(r.status, 0) << r.err;
+  EXPECT_NE(r.out.find("1 repeated points dropped"), std::string::npos) << r.out;
+  EXPECT_NE(r.out.find("ran clockwise"), std::string::npos) << r.out;
+  const MeshData m = ReadMesh(dir / "cw.stl");
+  EXPECT_EQ(m.triangles.size(), 118u);
+  EXPECT_GT(MeshArea2(WeldVertices(m)), 0.0);
+  EXPECT_TRUE(std::filesystem::exists(dir / "pic.svg"));
+}
+
+TEST(TriangulateCommand, RefinementSplitsLongSidesAndInterpolatesHeightsWithinTheOutlines) {
+  tooltest::TempDir dir;
+  const OutlinePoints star = Star(200);
+  WriteFileBytes(dir / "star.txt", EncodeOutlineText(star));
+  const auto r = RunTool(
+      dir, {"triangulate", dir / "star.txt", "-o", dir / "fine.obj", "--refine", "4", "--passes", "10"});
+  ASSERT_EQ(r.status, 0) << r.err;
+  EXPECT_NE(r.out.find("(ear clipping 198, refined with side length 4 in 10 passes)"), std::string::npos)
+      << r.out;
+  const MeshData m = ReadMesh(dir / "fine.obj");
+  EXPECT_GT(m.triangles.size(), 1000u);
+  EXPECT_NEAR(MeshArea2(m), RingArea2(star), 1e-4 * RingArea2(star));
+  for (const Vertex& v : m.vertices) {
+    ASSERT_GE(v.z, 3.0f);
+    ASSERT_LE(v.z, 7.0f);
+  }
+}
+
+TEST(TriangulateCommand, DegenerateOutlinesAndBadArgumentsFailWithOneLine) {
+  tooltest::TempDir dir;
+  tooltest::WriteText(dir / "line.txt", "0 0 0\n1 1 0\n2 2 0\n3 3 0\n");
+  tooltest::WriteText(dir / "bow.txt", "0 0 0\n4 4 0\n4 0 0\n0 4 0\n");
+  for (const char* name : {"line", "bow"}) {
+    const auto r = RunTool(dir, {"triangulate", dir / (std::string(name) + ".txt"), "-o", dir / "out.stl"});
+    EXPECT_EQ(r.status, 1) << name;
+    EXPECT_EQ(tooltest::CountLines(r.err), 1) << r.err;
+    EXPECT_NE(r.err.find("the ear clipping stopped after 0 of"), std::string::npos) << r.err;
+    EXPECT_FALSE(std::filesystem::exists(dir / "out.stl"));
+  }
+  WriteFileBytes(dir / "star.txt", EncodeOutlineText(Star(50)));
+  const auto badName = RunTool(dir, {"triangulate", dir / "star.txt", "-o", dir / "bad.xyz"});
+  EXPECT_EQ(badName.status, 1);
+  EXPECT_FALSE(std::filesystem::exists(dir / "bad.svg"));  // refused before any work
+  const auto passesAlone =
+      RunTool(dir, {"triangulate", dir / "star.txt", "-o", dir / "o.stl", "--passes", "3"});
+  EXPECT_EQ(passesAlone.status, 2);
+  const auto badLength =
+      RunTool(dir, {"triangulate", dir / "star.txt", "-o", dir / "o.stl", "--refine", "-1"});
+  EXPECT_EQ(badLength.status, 2);
+  const auto missing = RunTool(dir, {"triangulate", dir / "none.txt", "-o", dir / "o.stl"});
+  EXPECT_EQ(missing.status, 1);
+  EXPECT_NE(missing.err.find("none.txt"), std::string::npos);
+}
