@@ -6,10 +6,13 @@
 #include "qssse/geometry/HConvexHull2D.h"
 #include "qssse/geometry/HConvexHull3D.h"
 #include "qssse/geometry/HOctree.h"
+#include "qssse/geometry/HPolygonTriangulationRefinement.h"
+#include "qssse/geometry/HPolygonTriangulator.h"
 #include "qssse/mesh/HTriangulation.h"
 #include "qssse/platform/DmTriangulationStatic.h"
 #include "qssse/polygon/SSE2dPolygon.h"
 #include "qssse/polygon/SSE3dPolygon.h"
+#include "qssse/raster/SSEMatrix.h"
 #include "qssse/restoration/HDecideDmTriInDmTri.h"
 #include "qssse/restoration/QsDmTriangulationTo2DHull.h"
 #include "qssse/restoration/RestorationOctree.h"
@@ -29,6 +32,38 @@ struct ConvexHull3D : CHConvexHull3D {
 struct Delaunay2D : CH2DDelaunay {
   int offered = 0;
 };
+
+// The ear-clipping triangulator with what it reads after construction kept alive: the Python polygon it
+// was given, or its own copy of the points of an array.
+struct PolygonTriangulator {
+  py::object source;
+  CSSE3dPolygon points;
+  CSSE2dPolygon points2d;
+  std::unique_ptr<CHPolygonTriangulator> t;
+};
+
+// The refinement with its triangulator (which it reads on every 3-D read) kept alive.
+struct TriangulationRefinement {
+  py::object triangulator;
+  std::unique_ptr<CHPolygonTriangulationRefinement> r;
+};
+
+// (m, 3, 3) float32 corners from a reader of triangle i.
+template <class Read>
+py::object Triangles3D(int count, Read read) {
+  NewArray<float> a({count, 3, 3});
+  float* p = a.data();
+  for (int i = 0; i < count; ++i) {
+    SSEPoint c[3] = {qssse::ZeroSSEPoint(), qssse::ZeroSSEPoint(), qssse::ZeroSSEPoint()};
+    read(i, c[0], c[1], c[2]);
+    for (int k = 0; k < 3; ++k) {
+      p[9 * i + 3 * k] = c[k].x;
+      p[9 * i + 3 * k + 1] = c[k].y;
+      p[9 * i + 3 * k + 2] = c[k].z;
+    }
+  }
+  return a;
+}
 
 // Walks the face list as the library's mesh builders do: count faces from the head.
 template <class Visit>
@@ -285,6 +320,154 @@ HullError('coplanar').)");
           "upper_border_line", [](const Delaunay2D& self) { return self.GetUpperBorderLine(); },
           "The upper border line (Polygon2d, x 10).");
 
+  // ---- ear clipping and its refinement ----
+  py::class_<PolygonTriangulator> triangulatorClass(
+      m, "PolygonTriangulator",
+      R"(Ear clipping of a simple counter-clockwise outline in x-y (CHPolygonTriangulator).
+
+PolygonTriangulator(polygon, step=1, scale=(1, 1, 1), search_after_head=False): polygon is a Polygon3d,
+a Polygon2d, or an (n, 3) / (n, 2) array (copied); every step-th point is a vertex, its x and y times
+the scale. A clockwise or self-intersecting ring stops early with the triangles made so far. The
+object keeps the polygon alive, as the library reads it again for triangles_3d.)");
+  m.attr("CHPolygonTriangulator") = triangulatorClass;
+  triangulatorClass
+      .def(py::init([](const py::object& polygon, int step, const Triple& scale, bool searchAfterHead) {
+             auto r = std::make_unique<PolygonTriangulator>();
+             if (py::isinstance<CSSE2dPolygon>(polygon)) {
+               r->source = polygon;
+               auto* p2 = polygon.cast<CSSE2dPolygon*>();
+               py::gil_scoped_release release;
+               r->t = std::make_unique<CHPolygonTriangulator>(p2, step, scale[0], scale[1], searchAfterHead);
+               return r;
+             }
+             CSSE3dPolygon* p3 = &r->points;
+             if (py::isinstance<CSSE3dPolygon>(polygon)) {
+               r->source = polygon;
+               p3 = polygon.cast<CSSE3dPolygon*>();
+             } else {
+               ArrayToPolygon(PointArray(polygon, "polygon"), r->points);
+             }
+             py::gil_scoped_release release;
+             r->t = std::make_unique<CHPolygonTriangulator>(p3, step, scale[0], scale[1], scale[2], searchAfterHead);
+             return r;
+           }),
+           py::arg("polygon"), py::arg("step") = 1, py::arg("scale") = Triple{1, 1, 1},
+           py::arg("search_after_head") = false)
+      .def_property_readonly(
+          "num_triangles", [](const PolygonTriangulator& s) { return s.t->GetNumTriangles(); },
+          "Triangles made: n - 2 for a simple counter-clockwise ring of n vertices.")
+      .def_property_readonly(
+          "num_vertices", [](const PolygonTriangulator& s) { return s.t->GetNumVertices(); },
+          "Vertices of the ring (count // step).")
+      .def_property_readonly(
+          "num_diagonals", [](const PolygonTriangulator& s) { return s.t->GetNumDiagonals(); },
+          "Diagonal records written (one per clip).")
+      .def_property_readonly(
+          "step", [](const PolygonTriangulator& s) { return s.t->GetStep(); }, "The step the ring was read with.")
+      .def(
+          "triangles",
+          [](const PolygonTriangulator& s) {
+            const int n = s.t->GetNumTriangles();
+            NewArray<std::int32_t> a({n, 3});
+            const t_htriangleconnectivity* c = s.t->GetConnectivityArray();
+            for (int i = 0; i < n; ++i) {
+              for (int k = 0; k < 3; ++k) a.data()[3 * i + k] = c[i].vnum[k];
+            }
+            return a.object();
+          },
+          "An (m, 3) int32 array of vertex numbers (predecessor, ear, successor): counter-clockwise for a "
+          "counter-clockwise ring; vertex v is polygon point v * step.")
+      .def(
+          "vertices",
+          [](const PolygonTriangulator& s) {
+            const int n = s.t->GetNumVertices();
+            NewArray<float> a({n, 2});
+            for (int i = 0; i < n; ++i) s.t->GetPoint(i, a.data()[2 * i], a.data()[2 * i + 1]);
+            return a.object();
+          },
+          "The ring's scaled planar vertices as an (n, 2) float32 array.")
+      .def(
+          "diagonals",
+          [](const PolygonTriangulator& s) {
+            const int n = s.t->GetNumDiagonals();
+            NewArray<std::int32_t> a({n, 2});
+            const t_hdiagonal* d = s.t->GetDiagonalArray();
+            for (int i = 0; i < n; ++i) {
+              a.data()[2 * i] = d[i].from;
+              a.data()[2 * i + 1] = d[i].to;
+            }
+            return a.object();
+          },
+          "The (from, to) vertex numbers of every clip's diagonal, an (d, 2) int32 array; the last record of a "
+          "complete triangulation is the closing side of the last triangle.")
+      .def(
+          "triangles_3d",
+          [](const PolygonTriangulator& s) {
+            if (!s.t->Is3DTriangulation() && s.t->GetNumTriangles() > 0) {
+              throw py::value_error("triangles_3d: the triangulator was given a 2-D polygon");
+            }
+            return Triangles3D(s.t->GetNumTriangles(),
+                               [&](int i, SSEPoint& a, SSEPoint& b, SSEPoint& c) { s.t->GetTriangle3D(i, a, b, c); });
+          },
+          "The triangles as the source polygon's own, unscaled points: an (m, 3, 3) float32 array.");
+
+  py::class_<TriangulationRefinement> refinement(
+      m, "TriangulationRefinement",
+      R"(Refinement of an ear-clipping triangulation by bisecting long sides together with the triangle across
+(CHPolygonTriangulationRefinement).
+
+TriangulationRefinement(triangulator, length, passes): sides longer than 2 * length are split, for the
+given number of passes; new corners take their heights from the source outline. Keeps the triangulator
+(and its polygon) alive.)");
+  m.attr("CHPolygonTriangulationRefinement") = refinement;
+  refinement
+      .def(py::init([](const py::object& triangulator, float length, int passes) {
+             auto r = std::make_unique<TriangulationRefinement>();
+             r->triangulator = triangulator;
+             CHPolygonTriangulator* t = triangulator.cast<PolygonTriangulator&>().t.get();
+             py::gil_scoped_release release;
+             r->r = std::make_unique<CHPolygonTriangulationRefinement>(t, length, passes);
+             return r;
+           }),
+           py::arg("triangulator"), py::arg("length"), py::arg("passes"))
+      .def_property_readonly(
+          "num_triangles", [](const TriangulationRefinement& s) { return s.r->GetNumTriangles(); },
+          "Triangles in the refined list.")
+      .def(
+          "triangles_2d",
+          [](const TriangulationRefinement& s) {
+            const int n = s.r->GetNumTriangles();
+            NewArray<float> a({n, 3, 2});
+            const t_hdynamictriangle* t = s.r->GetTriangle(0);
+            for (int i = 0; i < n && t != nullptr; ++i, t = t->next) {
+              const float xy[6] = {t->x0, t->y0, t->x1, t->y1, t->x2, t->y2};
+              std::copy(xy, xy + 6, a.data() + 6 * i);
+            }
+            return a.object();
+          },
+          "The planar corners of the list from its head (newest first) as an (m, 3, 2) float32 array.")
+      .def(
+          "triangles_3d",
+          [](TriangulationRefinement& s) {
+            return Triangles3D(s.r->GetNumTriangles(), [&](int i, SSEPoint& a, SSEPoint& b, SSEPoint& c) {
+              if (i == 0) {
+                s.r->GetFirstTriangle3D(a, b, c);
+              } else {
+                s.r->GetNextTriangle3D(a, b, c);
+              }
+            });
+          },
+          "The 3-D corners from the head (a 3-D source only; zeros otherwise): ear-clipped triangles keep the "
+          "outline's points, split corners are interpolated from it (and cached, as the library does).")
+      .def(
+          "border_line",
+          [](const TriangulationRefinement& s) {
+            auto line = std::make_unique<CSSE3dPolygon>();
+            s.r->GetBorderLinePolygon(line.get());
+            return line;
+          },
+          "The border of the refined triangulation as a Polygon3d (the loop with the most points).");
+
   // ---- meshes of hulls ----
   auto meshClass = py::reinterpret_borrow<py::class_<CHTriangulation>>(m.attr("Mesh"));
   meshClass.def_static(
@@ -305,7 +488,37 @@ HullError('coplanar').)");
                                                      flatten);
           },
           py::arg("delaunay"), py::arg("scale") = Triple{1, 1, 1}, py::arg("flatten") = false,
-          "A mesh of the Delaunay triangles (clockwise in x-y, mark 14); z is the lifted height unless flatten.");
+          "A mesh of the Delaunay triangles (clockwise in x-y, mark 14); z is the lifted height unless flatten.")
+      .def_static(
+          "from_polygon",
+          [](const py::object& outline, int step, float length, bool fan, const py::object& field, bool above,
+             float zOffset, const Triple& scale) {
+            CSSE3dPolygon storage;
+            CSSE3dPolygon& p = PolygonArgument(outline, storage, "outline");
+            if (!field.is_none()) {
+              if (fan) throw py::value_error("from_polygon: a fan is not limited by a height field");
+              CSSEMatrix fieldStorage;
+              CSSEMatrix* f = py::isinstance<CSSEMatrix>(field) ? field.cast<CSSEMatrix*>() : nullptr;
+              if (f == nullptr) {
+                ArrayToMatrix(HeightArray(field, "field"), fieldStorage);
+                f = &fieldStorage;
+              }
+              py::gil_scoped_release release;
+              return std::make_unique<CHTriangulation>(&p, step, length, f, above, zOffset, scale[0], scale[1],
+                                                       scale[2]);
+            }
+            py::gil_scoped_release release;
+            return std::make_unique<CHTriangulation>(&p, step, fan, length, scale[0], scale[1], scale[2]);
+          },
+          py::arg("outline"), py::arg("step") = 1, py::arg("length") = 1.0f, py::arg("fan") = false,
+          py::arg("field") = py::none(), py::arg("above") = true, py::arg("z_offset") = 0.0f,
+          py::arg("scale") = Triple{1, 1, 1},
+          R"(A mesh of a counter-clockwise outline (a Polygon3d or points), in its own units, scaled last.
+
+Ear clipping of every step-th point refined with side length `length` in 14 passes, heights of split
+corners interpolated from the outline (CreateTriangulationFromPolygon); fan=True makes a fan around the
+points' mean instead. With field (a Matrix or float32 array in the outline's pixel units) the corners
+are raised (above) or lowered to the field plus z_offset. Edge vectors, normals and box computed.)");
 
   // ---- octrees ----
   py::class_<CHOctree> octree(m, "Octree",

@@ -151,3 +151,56 @@ class TestRestoration:
         inside = qssse.InsideDecision(cube((0.25,) * 3, (0.75,) * 3), block)
         assert inside.is_restoration_inside_block and inside.lowest_block_point[2] == 0
         assert inside.highest_restauration_point[2] == 0.75
+
+
+def star_ring(rng, n=30):
+    a = np.sort(rng.uniform(0, 2 * np.pi, n))
+    r = rng.uniform(6, 12, n)
+    return np.c_[20 + r * np.cos(a), 20 + r * np.sin(a), np.full(n, 2.0)].astype(np.float32)
+
+
+def area2(t):
+    """Twice the signed areas of (m, 3, >=2) triangles, in float64."""
+    t = t.astype(np.float64)
+    return cross2(t[:, 0], t[:, 1], t[:, 2])
+
+
+class TestEarClipping:
+    def test_a_simple_ring_becomes_n_minus_2_triangles_covering_it(self, rng):
+        ring = star_ring(rng)
+        poly = qssse.Polygon3d(ring)
+        ears = qssse.PolygonTriangulator(poly)
+        tri = ears.triangles()
+        assert ears.num_triangles == len(ring) - 2 and sorted(set(tri.ravel())) == list(range(len(ring)))
+        corners = ring[tri]
+        assert (area2(corners) > 0).all()
+        assert area2(corners).sum() == pytest.approx(poly.calc_xy_area(), rel=1e-5)
+        np.testing.assert_array_equal(ears.triangles_3d(), corners)
+        del poly  # the triangulator keeps its polygon alive for later reads
+        np.testing.assert_array_equal(ears.triangles_3d(), corners)
+
+    def test_clockwise_rings_stop_early(self, rng):
+        ring = star_ring(rng)[::-1]
+        assert qssse.PolygonTriangulator(ring).num_triangles < len(ring) - 2
+
+    def test_refinement_keeps_the_area_and_splits_long_sides(self, rng):
+        ring = star_ring(rng)
+        ears = qssse.PolygonTriangulator(ring)
+        fine = qssse.TriangulationRefinement(ears, 0.5, 4)
+        t2 = fine.triangles_2d()
+        assert fine.num_triangles > ears.num_triangles
+        assert area2(t2).sum() == pytest.approx(area2(ring[ears.triangles()]).sum(), rel=1e-5)
+        np.testing.assert_allclose(fine.triangles_3d()[:, :, 2], 2.0, rtol=1e-6)  # heights from the flat outline
+        assert len(fine.border_line()) >= len(ring)
+
+    def test_meshes_of_outlines(self, rng):
+        ring = star_ring(rng)
+        mesh = qssse.Mesh.from_polygon(ring, length=1.0, scale=(0.5, 0.5, 1.0))
+        tri = mesh.triangles()
+        assert area2(tri).sum() == pytest.approx(qssse.Polygon3d(ring).calc_xy_area() * 0.25, rel=1e-4)
+        np.testing.assert_allclose(tri[:, :, 2], 2.0, rtol=1e-6)
+        fan = qssse.Mesh.from_polygon(ring, fan=True)
+        assert fan.num_triangles == len(ring)
+        field = np.full((40, 40), 5.0, np.float32)
+        raised = qssse.Mesh.from_polygon(ring, field=field, above=True)
+        np.testing.assert_allclose(raised.triangles()[:, :, 2], 5.0)
