@@ -29,7 +29,7 @@ io::HeightFieldReadOptions ReadOptions(std::optional<float> noData, float noValu
 
 py::object FieldToArray(const io::HeightField& h) {
   NewArray<float> a({h.height, h.width});
-  std::memcpy(a.data(), h.values.data(), h.values.size() * sizeof(float));
+  if (!h.values.empty()) std::memcpy(a.data(), h.values.data(), h.values.size() * sizeof(float));
   return a;
 }
 
@@ -70,7 +70,7 @@ io::MeshData MeshArguments(const py::object& vertices, const py::object& faces) 
 
 py::tuple MeshToArrays(const io::MeshData& d) {
   NewArray<float> v({static_cast<py::ssize_t>(d.vertices.size()), 3});
-  std::memcpy(v.data(), d.vertices.data(), d.vertices.size() * sizeof(io::Vertex));
+  if (!d.vertices.empty()) std::memcpy(v.data(), d.vertices.data(), d.vertices.size() * sizeof(io::Vertex));
   NewArray<std::int32_t> f({static_cast<py::ssize_t>(d.triangles.size()), 3});
   for (std::size_t i = 0; i < d.triangles.size(); ++i) {
     for (std::size_t k = 0; k < 3; ++k) f.data()[3 * i + k] = static_cast<std::int32_t>(d.triangles[i][k]);
@@ -88,7 +88,7 @@ io::OutlinePoints OutlineArgument(const py::handle& obj) {
 
 py::object OutlineToArray(const io::OutlinePoints& points) {
   NewArray<float> a({static_cast<py::ssize_t>(points.size()), 3});
-  std::memcpy(a.data(), points.data(), points.size() * sizeof(io::Vertex));
+  if (!points.empty()) std::memcpy(a.data(), points.data(), points.size() * sizeof(io::Vertex));
   return a;
 }
 

@@ -70,7 +70,9 @@ py::tuple ToArrays(const CHTriangulation& mesh) {
     data = io::MeshDataFromTriangulation(mesh);
   }
   NewArray<float> v({static_cast<py::ssize_t>(data.vertices.size()), 3});
-  std::memcpy(v.data(), data.vertices.data(), data.vertices.size() * sizeof(io::Vertex));
+  if (!data.vertices.empty()) {
+    std::memcpy(v.data(), data.vertices.data(), data.vertices.size() * sizeof(io::Vertex));
+  }
   NewArray<std::int32_t> f({static_cast<py::ssize_t>(data.triangles.size()), 3});
   std::int32_t* p = f.data();
   for (std::size_t i = 0; i < data.triangles.size(); ++i) {
