@@ -7,13 +7,15 @@ CMAKE_FLAGS ?=
 # Optional package groups of scripts/bootstrap.sh that a command adds (make test: the Python module's).
 BOOTSTRAP_GROUPS ?=
 
-.PHONY: all build test demo python bench sanitize fuzz newcomer-check clean
+.PHONY: all configure build test demo python bench sanitize fuzz newcomer-check clean
 
 all: build
 
-build:
+configure:
 	@sh scripts/bootstrap.sh $(BOOTSTRAP_GROUPS)
 	cmake -S . -B $(BUILD) -DCMAKE_BUILD_TYPE=Release -DQSSSE_WERROR=ON $(CMAKE_FLAGS)
+
+build: configure
 	cmake --build $(BUILD) -j $(JOBS)
 
 # The Python module's pytest suite runs among the ctest tests when pybind11, NumPy and pytest are there.
@@ -21,13 +23,15 @@ test: BOOTSTRAP_GROUPS = python
 test: build
 	cd $(BUILD) && ctest --output-on-failure -j $(JOBS)
 
-demo: build
+# Only what the demo runs: the library, the I/O library and the program (the test suites are left to
+# `make test`, which builds the rest in the same build directory).
+demo: configure
+	cmake --build $(BUILD) -j $(JOBS) --target qssse_tool
 	./$(BUILD)/tools/qssse demo --out out
 
 # The Python module qssse alone, into $(BUILD)/python (PYTHONPATH=$(BUILD)/python /usr/bin/python3).
-python:
-	@sh scripts/bootstrap.sh python
-	cmake -S . -B $(BUILD) -DCMAKE_BUILD_TYPE=Release -DQSSSE_WERROR=ON $(CMAKE_FLAGS)
+python: BOOTSTRAP_GROUPS = python
+python: configure
 	cmake --build $(BUILD) -j $(JOBS) --target python
 
 bench:

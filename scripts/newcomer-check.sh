@@ -27,13 +27,21 @@ command -v debootstrap >/dev/null || { echo "newcomer-check: debootstrap is not 
 repo=$(git -C "$(dirname "$0")/.." rev-parse --show-toplevel)
 head=$(git -C "$repo" rev-parse HEAD)
 
-# The Debian mirror this machine's apt uses, so the chroot downloads from the same place.
-mirror=$(sed -n 's/^URIs:[[:space:]]*\([^[:space:]]*\).*/\1/p' /etc/apt/sources.list.d/debian.sources 2>/dev/null |
-  grep -v security | head -n 1 || true)
+# The Debian mirror this machine's apt uses (its configured bookworm main archive), so the chroot
+# downloads from the same place; no mirror is named in this repository.
+mirror=$(apt-get indextargets --format '$(REPO_URI)' 'Release: bookworm' 'Component: main' \
+  'Created-By: Packages' 'Target-Of: deb' 2>/dev/null | head -n 1 || true)
+if [ -z "$mirror" ]; then
+  mirror=$(sed -n 's/^URIs:[[:space:]]*\([^[:space:]]*\).*/\1/p' /etc/apt/sources.list.d/*.sources 2>/dev/null |
+    grep -v security | head -n 1 || true)
+fi
 if [ -z "$mirror" ] && [ -f /etc/apt/sources.list ]; then
   mirror=$(awk '$1 == "deb" && $2 !~ /security/ { print $2; exit }' /etc/apt/sources.list)
 fi
-mirror=${mirror:-http://deb.debian.org/debian}
+[ -n "$mirror" ] || {
+  echo "newcomer-check: no Debian bookworm archive in this machine's apt configuration" >&2
+  exit 2
+}
 
 mounted=""
 cleanup() {

@@ -1,6 +1,7 @@
 // Mesh (CHTriangulation): builders from height fields and arrays, arrays out, editing, border and the
 // scan conversions back into height fields.
 #include <cstring>
+#include <vector>
 
 #include "Bindings.h"
 #include "qssse/io/MeshFile.h"
@@ -341,6 +342,22 @@ the triangle count with all-zero triangles.))")
           },
           "The border as a Polygon3d: one stretch per border triangle strung in list order (needs "
           "calc_neighbours); where the stretches stop connecting, the remaining points are 0.")
+      .def(
+          "find_border_lines",
+          [](const CHTriangulation& self) {
+            std::vector<CSSE3dPolygon> lines;
+            int unclosed = 0;
+            {
+              py::gil_scoped_release release;
+              unclosed = self.FindBorderLines(lines);
+            }
+            py::list out;
+            for (CSSE3dPolygon& l : lines) out.append(py::cast(std::move(l)));
+            return py::make_tuple(out, unclosed);
+          },
+          "(loops, unclosed): the open border as closed loops following connectivity, each a Polygon3d (outer "
+          "loops counter-clockwise, holes clockwise for meshes of height fields), and the number of open sides "
+          "that close into no loop.")
       .def("clear_stretch_list", &CHTriangulation::ClearStretchList, "Deletes the border stretches left over.")
 
       // ---- editing ----

@@ -204,3 +204,16 @@ class TestOutlineMeshes:
         flat = n[:, 2] / np.linalg.norm(n, axis=1) >= 0.99
         mesh.remove_triangles_with_same_orientation((0, 0, 1), 0.99)
         assert flat.sum() > 100 and 0 < mesh.num_triangles == np.count_nonzero(~flat)
+
+
+def test_border_loops_of_a_field_with_a_hole():
+    h = np.zeros((12, 12), np.float32)
+    h[1:11, 1:11] = 1.0
+    h[5:7, 5:7] = 0.0  # no corner there: a hole of one cell... and the cells around it
+    mesh = qssse.Mesh.from_height_field(h, threshold=0.5)
+    mesh.calc_neighbours()
+    loops, unclosed = mesh.find_border_lines()
+    assert unclosed == 0 and len(loops) == 2
+    areas = sorted(loop.calc_xy_area() / 2 for loop in loops)
+    assert areas[0] < 0 < areas[1]  # the hole clockwise, the outer border counter-clockwise
+    assert areas[1] == pytest.approx(81.0)  # corners 1..10: a 9 x 9 square

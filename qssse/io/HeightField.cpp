@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <charconv>
 #include <cmath>
+#include <cstdio>
 #include <cstring>
 
 #include "qssse/io/FileBytes.h"
@@ -17,7 +18,6 @@ namespace qssse::io {
 namespace {
 
 using detail::ByteReader;
-using detail::CheckedMul;
 
 // PFM header token: a run of non-space characters; exactly one whitespace byte ends it.
 std::string_view Token(ByteReader& r, const char* what) {
@@ -53,16 +53,25 @@ void RequireHeightField(FileKind kind, const std::string& file) {
 
 }  // namespace
 
+std::string RasterSizeError(double width, double height) {
+  if (width <= kMaxSide && height <= kMaxRows && width * height <= static_cast<double>(kMaxPixels)) return "";
+  const auto count = [](double v) {
+    if (!(v < 1e15)) return std::string(v != v ? "NaN" : "more than 10^15");
+    char buf[32];
+    std::snprintf(buf, sizeof buf, "%.0f", v);
+    return std::string(buf);
+  };
+  return "a raster of " + count(width) + " x " + count(height) +
+         " pixels is more than the library holds (at most " + std::to_string(kMaxSide) + " columns, " +
+         std::to_string(kMaxRows) + " rows and " + std::to_string(kMaxPixels) + " pixels)";
+}
+
 void CheckRasterSize(std::uint64_t width, std::uint64_t height, const std::string& file) {
   if (width == 0 || height == 0)
     throw CIoException(
         file, "the raster is empty (" + std::to_string(width) + " x " + std::to_string(height) + ")");
-  std::uint64_t pixels = 0;
-  if (width > kMaxSide || height > kMaxSide || !CheckedMul(width, height, pixels) || pixels > kMaxPixels) {
-    throw CIoException(file, "raster of " + std::to_string(width) + " x " + std::to_string(height) +
-                                 " pixels is larger than this library accepts (sides up to " +
-                                 std::to_string(kMaxSide) + ", 2^28 pixels)");
-  }
+  const std::string problem = RasterSizeError(static_cast<double>(width), static_cast<double>(height));
+  if (!problem.empty()) throw CIoException(file, problem);
 }
 
 std::size_t ResolveNoData(HeightField& h, const HeightFieldReadOptions& o, const std::string& file) {

@@ -61,8 +61,10 @@ struct HeightFieldWriteOptions {
   bool zeroAsNaN = false;
 };
 
-// Largest side and pixel count accepted from any file (the matrix holds at most 31999 rows).
+// The size rule of every raster read, made or written, here and in the program: at most kMaxSide
+// columns, kMaxRows rows (the matrix's row limit) and kMaxPixels pixels.
 constexpr int kMaxSide = 32000;
+constexpr int kMaxRows = 31999;
 constexpr std::uint64_t kMaxPixels = std::uint64_t{1} << 28;
 
 // ---- whole files -------------------------------------------------------------------------------------
@@ -104,12 +106,17 @@ QSSSE_IO_API std::vector<unsigned char> EncodePngHeights(const HeightField& h, c
 // first infinity left.
 QSSSE_IO_API std::size_t ResolveNoData(HeightField& h, const HeightFieldReadOptions& options,
                                        const std::string& file);
-// Throws CIoException(file, ...) unless 1 <= width, height <= kMaxSide and the pixel count is allowed.
+// Throws CIoException(file, ...) when a side is 0 or the size breaks the rule (RasterSizeError).
 QSSSE_IO_API void CheckRasterSize(std::uint64_t width, std::uint64_t height, const std::string& file);
+// Empty when a raster of width x height pixels keeps the size rule, else the one message every reader and
+// command gives: "a raster of 40000 x 20 pixels is more than the library holds (at most 32000 columns,
+// 31999 rows and 268435456 pixels)". Doubles, so that sizes computed from a scale or a resolution are
+// judged before any conversion; sizes from 10^15 up are written as "more than 10^15", NaN is refused.
+QSSSE_IO_API std::string RasterSizeError(double width, double height);
 
 // ---- the library's raster ----------------------------------------------------------------------------
-// Copies into a new matrix of the same size (pixel (x, y) to (x, y)). Sizes outside [1, kMaxSide]
-// throw CIoException.
+// Copies into a new matrix of the same size (pixel (x, y) to (x, y)). Sizes that are 0 or break the
+// size rule throw CIoException.
 QSSSE_IO_API void ToMatrix(const HeightField& h, CSSEMatrix& m);
 // The matrix's pixels (padding left out); a matrix without pixels gives an empty field.
 QSSSE_IO_API HeightField FromMatrix(const CSSEMatrix& m);

@@ -76,7 +76,39 @@ OutlinePoints ReadOutline(const std::string& path) {
   return ParseOutlineText(std::string(bytes.begin(), bytes.end()), path);
 }
 
-std::string EncodeSvg(const std::vector<SvgRing>& rings, double width, double height) {
+namespace {
+
+// Text for an XML attribute or element: the five special characters escaped, control characters dropped.
+std::string XmlText(const std::string& text) {
+  std::string out;
+  for (char c : text) {
+    switch (c) {
+      case '&':
+        out += "&amp;";
+        break;
+      case '<':
+        out += "&lt;";
+        break;
+      case '>':
+        out += "&gt;";
+        break;
+      case '"':
+        out += "&quot;";
+        break;
+      case '\'':
+        out += "&apos;";
+        break;
+      default:
+        if (static_cast<unsigned char>(c) >= 0x20) out += c;
+    }
+  }
+  return out;
+}
+
+}  // namespace
+
+std::string EncodeSvg(const std::vector<SvgRing>& rings, double width, double height,
+                      const std::vector<SvgLegendEntry>& legend) {
   double x0 = 0, y0 = 0, x1 = width, y1 = height;
   if (!(width > 0 && height > 0)) {
     x0 = y0 = std::numeric_limits<double>::max();
@@ -92,11 +124,17 @@ std::string EncodeSvg(const std::vector<SvgRing>& rings, double width, double he
     if (x0 > x1) x0 = y0 = 0, x1 = y1 = 1;
   }
   const double stroke = std::max(x1 - x0, y1 - y0) / 400.0;
+  // The legend: one line per entry, in a band below the frame.
+  const std::vector<SvgLegendEntry>& entries = legend;
+  const double font = std::max(x1 - x0, y1 - y0) / 32.0;
+  const double band = entries.empty() ? 0.0 : (0.6 + 1.5 * static_cast<double>(entries.size())) * font;
+  const double shownHeight = y1 - y0 + band;
   char buf[256];
   std::snprintf(buf, sizeof buf,
                 "<svg xmlns=\"http://www.w3.org/2000/svg\" viewBox=\"%.6g %.6g %.6g %.6g\" width=\"%d\" "
                 "height=\"%d\">\n",
-                x0, y0, x1 - x0, y1 - y0, 640, static_cast<int>(640 * (y1 - y0) / std::max(x1 - x0, 1e-9)));
+                x0, y0, x1 - x0, shownHeight, 640,
+                static_cast<int>(640 * shownHeight / std::max(x1 - x0, 1e-9)));
   std::string out = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n";
   out += buf;
   std::snprintf(buf, sizeof buf,
@@ -109,7 +147,7 @@ std::string EncodeSvg(const std::vector<SvgRing>& rings, double width, double he
   out += buf;
   for (const SvgRing& r : rings) {
     out += r.closed ? "<polygon" : "<polyline";
-    out += " fill=\"" + r.fill + "\" stroke=\"" + r.stroke + "\"";
+    out += " fill=\"" + XmlText(r.fill) + "\" stroke=\"" + XmlText(r.stroke) + "\"";
     std::snprintf(buf, sizeof buf, " stroke-width=\"%.4g\" stroke-linejoin=\"round\" points=\"", 2 * stroke);
     out += buf;
     for (std::size_t i = 0; i < r.points.size(); ++i) {
@@ -118,7 +156,23 @@ std::string EncodeSvg(const std::vector<SvgRing>& rings, double width, double he
     }
     out += "\"/>\n";
   }
-  out += "</g>\n</svg>\n";
+  out += "</g>\n";
+  for (std::size_t k = 0; k < entries.size(); ++k) {
+    const SvgLegendEntry& r = entries[k];
+    const double y = y1 + (0.6 + 1.5 * static_cast<double>(k)) * font;  // top of the entry's line
+    std::snprintf(buf, sizeof buf,
+                  "<rect x=\"%.6g\" y=\"%.6g\" width=\"%.6g\" height=\"%.6g\" stroke-width=\"%.4g\"",
+                  x0 + 0.5 * font, y + 0.1 * font, 1.6 * font, 0.8 * font, 2 * stroke);
+    out += buf;
+    out += " fill=\"" + XmlText(r.fill) + "\" stroke=\"" + XmlText(r.stroke) + "\"/>\n";
+    std::snprintf(
+        buf, sizeof buf,
+        "<text x=\"%.6g\" y=\"%.6g\" font-family=\"sans-serif\" font-size=\"%.6g\" fill=\"#222222\">",
+        x0 + 2.6 * font, y + 0.85 * font, font);
+    out += buf;
+    out += XmlText(r.label) + "</text>\n";
+  }
+  out += "</svg>\n";
   return out;
 }
 

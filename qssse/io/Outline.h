@@ -21,7 +21,7 @@ QSSSE_IO_API std::string EncodeOutlineText(const OutlinePoints& points);
 // height field, binary data) throws CIoException saying what it is.
 QSSSE_IO_API OutlinePoints ReadOutline(const std::string& path);
 
-// One ring of an SVG picture, drawn in x/y with y down (as in the rasters).
+// One ring of an SVG picture, drawn in x/y.
 struct SvgRing {
   OutlinePoints points;
   std::string stroke = "#1f5fbf";
@@ -29,9 +29,18 @@ struct SvgRing {
   bool closed = true;
 };
 
+// One line of a picture's legend: a sample of a ring's stroke and fill, and what the ring is.
+struct SvgLegendEntry {
+  std::string label;
+  std::string stroke = "#1f5fbf";
+  std::string fill = "none";
+};
+
 // A standalone SVG showing the rings over the box [0, width] x [0, height] (or their bounds when the
 // box is empty), with a light frame; the largest y at the top, like the raster pictures (the points are
-// written as they are, inside a group that mirrors them).
-QSSSE_IO_API std::string EncodeSvg(const std::vector<SvgRing>& rings, double width, double height);
+// written as they are, inside a group that mirrors them). The legend's entries, when there are any, are
+// listed in a band below the frame (text escaped for XML).
+QSSSE_IO_API std::string EncodeSvg(const std::vector<SvgRing>& rings, double width, double height,
+                                   const std::vector<SvgLegendEntry>& legend = {});
 
 }  // namespace qssse::io

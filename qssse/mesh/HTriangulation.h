@@ -2,6 +2,7 @@
 #include <immintrin.h>
 
 #include <cstdint>
+#include <vector>
 
 #include "qssse/mesh/HTriangle.h"
 #include "qssse/mesh/Stretch.h"
@@ -269,7 +270,8 @@ class QSSSE_API CHTriangulation {
   template <class Emit>
   int WalkBorderStretches(Emit emit);
 
-  // ---- members built on the outline polygon (HTriangulationBuild.cpp, HTriangulationOutline.cpp) ----
+  // ---- members built on the outline polygon (HTriangulationBuild.cpp, HTriangulationOutline.cpp,
+  // HTriangulationBorderLoops.cpp) ----
   // BaseInitialization(sx, sy, sz), the outline-clipped builder below, then CalcBoundingBox and CalcSTV
   // when at least one triangle exists.
   CHTriangulation(CSSEMatrix* m, float threshold, bool above, float sx, float sy, float sz, int stepX,
@@ -285,6 +287,36 @@ class QSSSE_API CHTriangulation {
   // skipped; where the list does not connect the walk stops and the remaining points are 0). Unconsumed
   // stretches stay in the list. A mesh without border gives an empty polygon; a null line does nothing.
   void FindBorderLine(CSSE3dPolygon* line);
+  // The whole open border as closed loops, each an ordered ring of corners (x, y, z; the closing side
+  // from the last point back to the first is implied), found by following the mesh's connectivity
+  // rather than the stretch list. Unlike FindBorderLine it neither needs nor touches the stretch list,
+  // and changes nothing in the mesh.
+  //  - Open side: a side (two different corners, no NaN) that no other triangle has, its corners
+  //    compared exactly in all four lanes (-0 equals 0), in either order. The neighbours of
+  //    CalcNeighbours are where it looks first, and each one is checked: the loose corner test can fill
+  //    a slot with a triangle that merely shares coordinates with the side, and leave the slot of a
+  //    shared side empty (flat regions do both), so only a neighbour holding both corners proves a side
+  //    shared, and the sides left in doubt are settled against each other. This is exact for every side
+  //    held by one or two triangles; where three or more hold one side (a fin), or a triangle repeats a
+  //    corner, a copy of the side that no neighbour slot links may count as open. Neighbour pointers
+  //    outside this mesh's records (the copies CopyFromHTriangulation makes) count as none. Without
+  //    CalcNeighbours the result is the same, found more slowly.
+  //  - Each loop starts at the first open side in record order (sides P0-P1, P1-P2, P2-P0), run from
+  //    its first corner to its second, and goes on from each corner into the next open side around the
+  //    same fan of triangles. So where the mesh's triangles are oriented alike every side runs in its
+  //    triangle's own corner order and the mesh lies on the loop's left, seen from the side the
+  //    triangles face: outer loops counter-clockwise and holes clockwise, in x-y with y up, for every
+  //    mesh built from a height field.
+  //  - Pinch points: where loops touch at a corner (two squares meeting at a corner), each loop keeps
+  //    to one fan of triangles around that corner, so the two squares give two loops. A loop may still
+  //    pass a corner twice where the mesh around it is one fan on either side, as where a hole touches
+  //    the outer border.
+  // Loops are in the order of their first sides; lines is replaced by them and owns them (empty for a
+  // mesh without border). Returns the number of open sides that close into no loop: 0 on every mesh
+  // whose sides are each held by one or two triangles and none of whose triangles repeats a corner.
+  // One pass over the triangles, then work in proportion to the border and the fans around it. Throws
+  // CMemoryException, lines unchanged.
+  int FindBorderLines(std::vector<CSSE3dPolygon>& lines) const;
   // Applies rows 0-2 of m as the 3x4 matrix of TransformVertices(const t_ssematrix3&) (column 3
   // translates); row 3, the projective row, is ignored.
   void TransformVertices(const CbMatrix4Rf& m);
@@ -456,6 +488,8 @@ class QSSSE_API CHTriangulation {
   void SweepSubSampled(CSSEMatrix* m, bool above, int stepX, int stepY, int xFrom, std::int64_t xLast,
                        int yFrom, std::int64_t yLast, bool forceFull, Valid validOf);
   void ApplyTransform(const t_ssematrix3& m, const SSEPoint& about);
+  // FindBorderLines without the translation of std::bad_alloc.
+  int WalkBorderLoops(std::vector<CSSE3dPolygon>& lines) const;
   // After a raw load of the records: aims every record's pointers at its entries, unlinks it and clears
   // its neighbours (index and mark stay), then CalcNeighbours keeping the marks. Then this mesh takes
   // over loaded's storage and loaded takes this mesh's old storage (freed with loaded).

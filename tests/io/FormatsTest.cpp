@@ -118,6 +118,21 @@ TEST(HeightFieldFormats, PngDefaultScaleSpreadsTheRangeOverAllSixteenBitLevels) 
   EXPECT_FLOAT_EQ(back.values[1], 7.0f);
 }
 
+TEST(HeightFieldFormats, OneSizeRuleOfColumnsRowsAndPixelsWithOneMessage) {
+  EXPECT_EQ(RasterSizeError(32000, 8388), "");
+  EXPECT_EQ(RasterSizeError(16384, 16384), "");  // 2^28 pixels
+  EXPECT_EQ(RasterSizeError(1, 31999), "");
+  EXPECT_EQ(
+      RasterSizeError(1, 32000),
+      "a raster of 1 x 32000 pixels is more than the library holds (at most 32000 columns, 31999 rows and "
+      "268435456 pixels)");
+  EXPECT_NE(RasterSizeError(32001, 1), "");
+  EXPECT_EQ(RasterSizeError(32000, 31999).rfind("a raster of 32000 x 31999 pixels is more", 0), 0u);
+  EXPECT_EQ(RasterSizeError(1e300, 2.5e14).rfind("a raster of more than 10^15 x 250000000000000 pixels", 0),
+            0u);
+  EXPECT_NE(RasterSizeError(std::nan(""), 1), "");
+}
+
 TEST(HeightFieldFormats, ImpossibleOrHostileHeadersAreRejectedBeforeAllocating) {
   const auto fails = [](const std::string& file, const std::string& expected) {
     try {
@@ -131,8 +146,9 @@ TEST(HeightFieldFormats, ImpossibleOrHostileHeadersAreRejectedBeforeAllocating) 
       EXPECT_NE(std::string(e.what()).find(expected), std::string::npos) << e.what();
     }
   };
-  fails("Pf\n100000 100000\n-1\n", "larger than this library accepts");
-  fails("Pf\n4294967296 4294967296\n-1\n", "larger than this library accepts");
+  fails("Pf\n100000 100000\n-1\n", "a raster of 100000 x 100000 pixels is more than the library holds");
+  fails("Pf\n4294967296 4294967296\n-1\n", "a raster of 4294967296 x 4294967296 pixels");
+  fails("Pf\n1 32000\n-1\n", "a raster of 1 x 32000 pixels");
   fails("Pf\n18446744073709551616 1\n-1\n", "not a whole number");
   fails("Pf\n1000 1000\n-1\n\1\2\3\4", "truncated");
   fails("Pf\n0 5\n-1\n", "empty");
@@ -144,7 +160,8 @@ TEST(HeightFieldFormats, ImpossibleOrHostileHeadersAreRejectedBeforeAllocating) 
   const auto withDict = [&](const std::string& dict) {
     return npy + static_cast<char>(dict.size()) + '\0' + dict;
   };
-  fails(withDict("{'descr': '<f4', 'fortran_order': False, 'shape': (65536, 65536), }"), "larger than");
+  fails(withDict("{'descr': '<f4', 'fortran_order': False, 'shape': (65536, 65536), }"),
+        "a raster of 65536 x 65536 pixels is more than");
   fails(withDict("{'descr': '<f4', 'fortran_order': False, 'shape': (99999999999999999999, 2), }"),
         "dimension");
   fails(withDict("{'descr': '<i8', 'fortran_order': False, 'shape': (1, 1), }"), "'<i8' is not read");
@@ -354,4 +371,14 @@ TEST(TextFormats, SvgDrawsEachRingAsAPolygonInsideTheGivenBox) {
   // Mirrored about the box's middle row, y -> 20 - y: the largest y at the top.
   EXPECT_NE(svg.find("<g transform=\"matrix(1 0 0 -1 0 20)\">"), std::string::npos) << svg;
   EXPECT_EQ(svg.substr(svg.size() - 7), "</svg>\n");
+  EXPECT_EQ(svg.find("<text"), std::string::npos);
+
+  // A legend below the frame: the view grows downwards, one sample and one escaped text per entry.
+  const std::string legend =
+      EncodeSvg({{{{1, 2, 0}, {3, 2, 0}, {3, 5, 0}}, "#ff0000", "none", true}}, 10, 20,
+                {{"margin <a & b>", "#ff0000", "none"}, {"mesh", "#00ff00", "#eeffee"}});
+  EXPECT_NE(legend.find("viewBox=\"0 0 10 22.25\""), std::string::npos) << legend;
+  EXPECT_NE(legend.find(">margin &lt;a &amp; b&gt;</text>"), std::string::npos) << legend;
+  EXPECT_NE(legend.find(" fill=\"#eeffee\" stroke=\"#00ff00\"/>"), std::string::npos) << legend;
+  EXPECT_GT(legend.find("<text"), legend.find("</g>"));  // outside the mirrored group: text reads upright
 }

@@ -3,10 +3,17 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdint>
+#include <cstdio>
+#include <filesystem>
+#include <map>
 #include <numbers>
 #include <string>
+#include <utility>
 
 #include "ToolTestSupport.h"
+#include "cli/Commands.h"
+#include "cli/Error.h"
 #include "cli/Formats.h"
 #include "cli/MeshConvert.h"
 #include "cli/Summary.h"
@@ -22,6 +29,14 @@ double JsonNumber(const std::string& json, const std::string& key) {
   const std::size_t at = json.find("\"" + key + "\": ");
   if (at == std::string::npos) return std::nan("");
   return std::stod(json.substr(at + key.size() + 4));
+}
+
+// Width and height of an 8-bit RGB picture.
+std::pair<int, int> PngSize(const std::string& path) {
+  int w = 0, h = 0;
+  const std::string d = DescribePng(tooltest::ReadAll(path), path);
+  EXPECT_EQ(std::sscanf(d.c_str(), "PNG image %d x %d, 8-bit RGB", &w, &h), 2) << d;
+  return {w, h};
 }
 
 }  // namespace
@@ -77,12 +92,23 @@ TEST(Demo, WritesItsPicturesAndASummaryThatAgreeWithTheFiles) {
   const HeightField crown = ReadHeightField(dir / "out/crown.pfm");
   EXPECT_EQ(crown.values, MakeSyntheticCrown(80).heights.values);
   EXPECT_EQ(ReadOutline(dir / "out/margin.txt"), MakeSyntheticCrown(80).margin);
-  for (const char* picture : {"relief.png", "mask.png", "distance.png", "skeleton.png"}) {
-    const std::string description =
-        DescribePng(tooltest::ReadAll(dir / ("out/" + std::string(picture))), picture);
-    EXPECT_EQ(description, "PNG image 80 x 80, 8-bit RGB") << picture;
-  }
   const std::string json = tooltest::ReadText(dir / "out/summary.json");
+  for (const char* picture : {"relief.png", "mask.png", "skeleton.png"}) {
+    EXPECT_EQ(PngSize(dir / ("out/" + std::string(picture))), std::make_pair(80, 80)) << picture;
+  }
+  // The distance map with its colour bar beside it.
+  const auto [width, height] = PngSize(dir / "out/distance.png");
+  EXPECT_GT(width, 80 + 40);
+  EXPECT_EQ(height, 80);
+  // The run's memory before it starts, and its whole time at the end, file work included.
+  EXPECT_NE(r.out.find("(needs about " + std::to_string(DemoMemoryBytes(80) >> 20) + " MiB of memory)"),
+            std::string::npos)
+      << r.out;
+  double steps = 0.0;
+  for (std::size_t at = json.find("\"ms\": "); at != std::string::npos; at = json.find("\"ms\": ", at + 1))
+    steps += std::stod(json.substr(at + 6));
+  EXPECT_GE(JsonNumber(json, "totalMs"), steps);
+  EXPECT_NE(r.out.find("  total "), std::string::npos);
   EXPECT_EQ(json.rfind("{\n  \"size\": 80,", 0), 0u) << json;
   // The mask holds the pixels inside the margin by the library's fill rule.
   CSSE3dPolygon margin;
@@ -109,9 +135,27 @@ TEST(Demo, MeshFilesHoldTheClippedCrownInMillimetresWithItsMarginAtZero) {
   EXPECT_EQ(static_cast<double>(stl.triangles.size()), triangles);
   EXPECT_EQ(WeldVertices(stl).vertices, ply.vertices);
   EXPECT_EQ(static_cast<double>(ply.vertices.size()), JsonNumber(json, "meshVertices"));
-  // One ring of border cells around a disc of cells.
+  // One ring of border cells around a disc of cells, and one border loop over exactly the sides that
+  // only one triangle of the file has (the edits removed no triangle, so the file holds the mesh whose
+  // border the demo walked).
   EXPECT_GT(JsonNumber(json, "borderTriangles"), 0.0);
   EXPECT_LT(JsonNumber(json, "borderTriangles"), triangles / 4);
+  ASSERT_EQ(JsonNumber(json, "removedTriangles"), 0.0);
+  std::map<std::pair<std::uint32_t, std::uint32_t>, int> sides;
+  for (const auto& t : ply.triangles) {
+    for (int e = 0; e < 3; ++e) ++sides[std::minmax(t[e], t[(e + 1) % 3])];
+  }
+  double open = 0.0, openLength = 0.0;
+  for (const auto& [side, count] : sides) {
+    if (count != 1) continue;
+    const Vertex &a = ply.vertices[side.first], &b = ply.vertices[side.second];
+    open += 1.0;
+    openLength += std::hypot(double{a.x} - b.x, double{a.y} - b.y);
+  }
+  EXPECT_EQ(JsonNumber(json, "borderLoops"), 1.0);
+  EXPECT_EQ(JsonNumber(json, "borderLoopPoints"), open);
+  EXPECT_NEAR(JsonNumber(json, "borderLength"), openLength, 1e-4 * openLength);
+  EXPECT_EQ(JsonNumber(json, "borderSidesLeftOver"), 0.0);
 
   const SyntheticCrown crown = MakeSyntheticCrown(size);
   float top = 0.0f;
@@ -158,10 +202,8 @@ TEST(Demo, RoundTripGivesTheCrownBackWithinTheDocumentedBoundsInTheInterior) {
     }
   }
   EXPECT_GT(compared, inside * 3 / 4);
-  for (const char* picture : {"scan-relief.png", "difference.png"}) {
-    EXPECT_EQ(DescribePng(tooltest::ReadAll(dir / ("out/" + std::string(picture))), picture),
-              "PNG image 96 x 96, 8-bit RGB");
-  }
+  EXPECT_EQ(PngSize(dir / "out/scan-relief.png"), std::make_pair(96, 96));
+  EXPECT_EQ(PngSize(dir / "out/difference.png").second, 96);  // a colour bar beside it
 }
 
 TEST(Demo, RestorationAnalysisOfTheCrownAgreesWithItsMesh) {
@@ -186,7 +228,8 @@ TEST(Demo, RestorationAnalysisOfTheCrownAgreesWithItsMesh) {
   const MeshData ply = ReadMesh(dir / "out/crown.ply");
   float top = 0.0f;
   for (const Vertex& v : ply.vertices) top = std::max(top, v.z);
-  EXPECT_EQ(static_cast<float>(JsonNumber(json, "crownTop")), top);  // written with 9 digits: the float exactly
+  EXPECT_EQ(static_cast<float>(JsonNumber(json, "crownTop")),
+            top);  // written with 9 digits: the float exactly
   EXPECT_GE(JsonNumber(json, "footprintPoints"), 3.0);
   EXPECT_NE(tooltest::ReadText(dir / "out/footprint.svg").find("<polygon"), std::string::npos);
 }
@@ -200,4 +243,26 @@ TEST(Demo, SummaryJsonEscapesTextAndWritesNonFiniteResultsAsNull) {
   EXPECT_NE(json.find("\"nan\": null"), std::string::npos);
   EXPECT_NE(json.find("\"one\": 1"), std::string::npos);
   EXPECT_NE(json.find("\"a\\\"b\\u000a.png\""), std::string::npos) << json;
+}
+
+TEST(Demo, SizeThatNeedsMoreMemoryThanAvailableIsRefusedWithTheFigureBeforeAnythingIsWritten) {
+  // Measured: about 250 MiB at 320 pixels a side, growing with the pixel count.
+  EXPECT_GT(DemoMemoryBytes(320), std::uint64_t{230} << 20);
+  EXPECT_LT(DemoMemoryBytes(320), std::uint64_t{300} << 20);
+  EXPECT_GT(DemoMemoryBytes(4096), std::uint64_t{38} << 30);
+  tooltest::TempDir dir;
+  DemoOptions o;
+  o.outDir = dir / "out";
+  o.memoryAvailable = std::uint64_t{100} << 20;
+  try {
+    RunDemo(o);
+    ADD_FAILURE() << "ran";
+  } catch (const ToolError& e) {
+    EXPECT_NE(
+        std::string(e.what()).find("a crown of 320 x 320 pixels needs about 252 MiB of memory, more than the "
+                                   "100 MiB this machine has available; --size 196 fits"),
+        std::string::npos)
+        << e.what();
+  }
+  EXPECT_FALSE(std::filesystem::exists(dir / "out"));
 }

@@ -9,8 +9,8 @@
 #include <vector>
 
 #include "ToolTestSupport.h"
-#include "cli/Formats.h"
 #include "cli/Error.h"
+#include "cli/Formats.h"
 #include "cli/MeshConvert.h"
 #include "qssse/mesh/HTriangulation.h"
 #include "qssse/polygon/SSE3dPolygon.h"
@@ -45,7 +45,7 @@ OutlinePoints Square(float a, float b, float spacing) {
 
 }  // namespace
 
-TEST(MeshConvert, OneCellGivesTwoWeldedTrianglesWhoseOpenEdgesAreTheCellSides) {
+TEST(MeshConvert, OneCellGivesTwoWeldedTrianglesBorderedByTheCellSides) {
   CSSEMatrix m;
   ToMatrix(Constant(2, 2, 5.0f), m);
   HeightMeshOptions o;
@@ -59,13 +59,22 @@ TEST(MeshConvert, OneCellGivesTwoWeldedTrianglesWhoseOpenEdgesAreTheCellSides) {
             (std::set<std::tuple<float, float, float>>{
                 {0.0f, 0.0f, 5.0f}, {2.0f, 0.0f, 5.0f}, {0.0f, 3.0f, 5.0f}, {2.0f, 3.0f, 5.0f}}));
 
-  // The builder links the cell's two triangles across their diagonal; every other side is open. (The
-  // library's CalcNeighbours would also link the lower triangle's P0-P1 side: its loose lane-by-lane
-  // corner test finds (2, 0, 5) among the other triangle's corners one coordinate at a time.)
+  // CalcNeighbours links the lower triangle's P0-P1 side too (its loose lane-by-lane corner test finds
+  // (2, 0, 5) among the other triangle's corners one coordinate at a time); the border loop still runs
+  // around all four sides of the cell, counter-clockwise.
+  mesh->CalcNeighbours();
+  EXPECT_NE(mesh->GetTriangle(1)->neighbour[0], nullptr);
+  std::vector<CSSE3dPolygon> loops;
+  ASSERT_EQ(mesh->FindBorderLines(loops), 0);
+  ASSERT_EQ(loops.size(), 1u);
+  ASSERT_EQ(loops[0].GetNumPoints(), 4);
+  EXPECT_EQ(loops[0].CalcXYArea(), 12.0f);
   std::set<std::pair<std::tuple<float, float>, std::tuple<float, float>>> sides;
-  for (const OutlinePoints& e : OpenEdges(*mesh)) {
-    ASSERT_EQ(e.size(), 2u);
-    auto a = std::make_tuple(e[0].x, e[0].y), b = std::make_tuple(e[1].x, e[1].y);
+  for (int i = 0; i < 4; ++i) {
+    float x0 = 0, y0 = 0, x1 = 0, y1 = 0, z = 0;
+    loops[0].GetPoint(i, x0, y0, z);
+    loops[0].GetPoint((i + 1) % 4, x1, y1, z);
+    auto a = std::make_tuple(x0, y0), b = std::make_tuple(x1, y1);
     sides.insert({std::min(a, b), std::max(a, b)});
   }
   using P = std::tuple<float, float>;

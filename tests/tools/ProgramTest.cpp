@@ -1,6 +1,7 @@
 // The built program end to end: help, exit statuses, one-line errors naming the file, outputs.
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -43,7 +44,7 @@ std::vector<std::string> WriteOneOfEach(const tooltest::TempDir& dir) {
 
 TEST(Program, EveryCommandHasHelpAndBadCommandLinesExitWithTwo) {
   tooltest::TempDir dir;
-  for (const char* command : {"demo", "mesh", "scan", "fill", "morph", "info"}) {
+  for (const char* command : {"demo", "mesh", "scan", "fill", "morph", "info", "border"}) {
     const auto r = RunTool(dir, {command, "--help"});
     EXPECT_EQ(r.status, 0) << command;
     EXPECT_NE(r.out.find(std::string("qssse ") + command), std::string::npos) << r.out;
@@ -113,7 +114,7 @@ TEST(Program, CorruptedAndMissingFilesAreNamedInOneLine) {
   const std::vector<std::pair<std::string, std::string>> cases = {
       {"bad.png", "not a valid PNG"},
       {"inf.pfm", "pixel (0, 0) is +infinity"},
-      {"huge.npy", "larger than this library accepts"},
+      {"huge.npy", "a raster of 30000 x 30000 pixels is more than the library holds"},
       {"missing.pfm", "cannot open"},
   };
   for (const auto& [name, expected] : cases) {
@@ -150,4 +151,66 @@ TEST(Program, MorphWritesTheLibraryResultInTheFormatOfTheOutputName) {
   const auto noSize = RunTool(dir, {"morph", "scale", dir / "dot.npy", dir / "big.png"});
   EXPECT_EQ(noSize.status, 1);
   EXPECT_NE(noSize.err.find("--width and --height"), std::string::npos);
+}
+
+TEST(Program, AMissingOrUnknownCommandIsAnsweredWithTheListOfCommands) {
+  tooltest::TempDir dir;
+  for (const std::vector<std::string>& args :
+       std::vector<std::vector<std::string>>{{"bogus"}, {}, {"--bogus"}, {"bogus", "demo"}}) {
+    const auto r = RunTool(dir, args);
+    EXPECT_EQ(r.status, 2);
+    EXPECT_EQ(CountLines(r.err), 1) << r.err;
+    EXPECT_NE(r.err.find("the commands are demo, mesh, scan, fill, morph, info, "), std::string::npos)
+        << r.err;
+    EXPECT_NE(r.err.find("border"), std::string::npos) << r.err;
+  }
+  EXPECT_EQ(RunTool(dir, {"bogus"}).err.rfind("qssse: 'bogus' is not a command; ", 0), 0u);
+}
+
+TEST(Program, EveryCommandKeepsOneSizeRuleWithOneMessageBeforeAllocating) {
+  tooltest::TempDir dir;
+  WriteHeightField(dir / "a.pfm", Ramp(6, 5));
+  MeshData m;
+  m.vertices = {{0, 0, 0}, {10, 0, 1}, {0, 10, 2}};
+  m.triangles = {{0, 1, 2}};
+  WriteMesh(dir / "t.stl", m);
+  WriteFileBytes(dir / "ring.txt", "0 0 1\n4 0 1\n4 3 1\n");
+  // A PFM header announcing one column of 32000 rows: the matrix holds 31999.
+  WriteFileBytes(dir / "tall.pfm", "Pf\n1 32000\n-1\n");
+  const std::string rule =
+      "is more than the library holds (at most 32000 columns, 31999 rows and 268435456 pixels)";
+  const std::vector<std::pair<std::vector<std::string>, std::string>> cases = {
+      {{"morph", "scale", dir / "a.pfm", dir / "big.pfm", "--width", "32000", "--height", "31999"},
+       "a raster of 32000 x 31999 pixels "},
+      {{"scan", dir / "t.stl", dir / "big.pfm", "--width", "32000", "--height", "31999"},
+       "a raster of 32000 x 31999 pixels "},
+      {{"scan", dir / "t.stl", dir / "big.pfm", "--resolution", "0.000244140625"},  // 2^-12
+       "a raster of 40960 x 40960 pixels "},
+      {{"fill", dir / "ring.txt", dir / "big.pfm", "--width", "32000", "--height", "31999"},
+       "a raster of 32000 x 31999 pixels "},
+      {{"morph", "median", dir / "tall.pfm", dir / "big.pfm"}, "a raster of 1 x 32000 pixels "},
+  };
+  for (const auto& [args, size] : cases) {
+    const auto r = RunTool(dir, args);
+    EXPECT_EQ(r.status, 1) << args[0];
+    EXPECT_EQ(CountLines(r.err), 1) << r.err;
+    EXPECT_NE(r.err.find(size + rule), std::string::npos) << r.err;
+    EXPECT_FALSE(std::filesystem::exists(dir / "big.pfm")) << args[0];
+  }
+  // Option bounds in plain numbers.
+  const auto zero = RunTool(dir, {"scan", dir / "t.stl", dir / "o.pfm", "--resolution", "0"});
+  EXPECT_EQ(zero.status, 2);
+  EXPECT_NE(zero.err.find("--resolution: must be a number above 0, not '0'"), std::string::npos) << zero.err;
+  EXPECT_LT(zero.err.size(), 120u) << zero.err;
+  const auto tolerance =
+      RunTool(dir, {"offset", dir / "ring.txt", dir / "o.txt", "-d", "1", "--arc-tolerance", "-1"});
+  EXPECT_EQ(tolerance.status, 2);
+  EXPECT_NE(tolerance.err.find("--arc-tolerance: must be a number, at least 0, not '-1'"),
+            std::string::npos)
+      << tolerance.err;
+  const auto width = RunTool(dir, {"fill", dir / "ring.txt", dir / "o.pfm", "--width", "0"});
+  EXPECT_EQ(width.status, 2);
+  EXPECT_NE(width.err.find("--width: must be a whole number from 1 to 2147483647, not '0'"),
+            std::string::npos)
+      << width.err;
 }

@@ -1,4 +1,5 @@
 #pragma once
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -15,6 +16,7 @@ constexpr int kExitUnavailable = 3;
 struct DemoOptions {
   std::string outDir = "out";
   int size = 320;
+  std::uint64_t memoryAvailable = 0;  // bytes the run may use; 0: what the machine has available
 };
 
 struct RasterInputOptions {
@@ -42,7 +44,7 @@ struct ScanOptions {
   float zOffset = 0.0f;       // added to every height (heights are above the mesh's lowest point)
   bool minimum = false;
   bool threads = false;
-  bool refine = false;  // exact heights at the pixel centres instead of the sampled maximum/minimum
+  bool refine = false;     // exact heights at the pixel centres instead of the sampled maximum/minimum
   bool noDataNaN = false;  // pixels no triangle covers written as NaN (transparent in a PNG)
   int bits = 16;
 };
@@ -75,6 +77,10 @@ struct InfoOptions {
 };
 
 int RunDemo(const DemoOptions& o);
+// The memory the demo needs for a crown of size x size pixels (measured: about 2.4 KiB per pixel), and
+// the memory this machine has available (0 when unknown). The demo refuses a size that needs more.
+std::uint64_t DemoMemoryBytes(int size);
+std::uint64_t AvailableMemoryBytes();
 int RunMesh(const MeshOptions& o);
 int RunScan(const ScanOptions& o);
 int RunFill(const FillOptions& o);

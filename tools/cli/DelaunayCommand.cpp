@@ -126,7 +126,7 @@ Subcommand AddDelaunay(CLI::App& app) {
   c->add_option("--svg", o->svg, "picture of the triangles seen from above");
   c->add_option("--resolution", o->resolution,
                 "points closer than this in x and y merge (any spread up to 16384 of these steps fits)")
-      ->check(CLI::PositiveNumber)
+      ->check(PositiveNumber())
       ->capture_default_str();
   return {c, [o] { return RunDelaunay(*o); }};
 }

@@ -1,12 +1,17 @@
 // qssse demo: a synthetic restoration through the library's central round trip, with pictures.
 #include <algorithm>
 #include <cmath>
+#include <cstdint>
 #include <cstdio>
 #include <filesystem>
+#include <fstream>
 #include <functional>
 #include <string>
 #include <vector>
 
+#include <unistd.h>
+
+#include "cli/ColourBar.h"
 #include "cli/Commands.h"
 #include "cli/DemoRestoration.h"
 #include "cli/Error.h"
@@ -23,8 +28,9 @@
 namespace qssse::tool {
 namespace {
 
-// Chamfer distances, erosion and thinning of the mask, with their pictures.
-void RunMorphology(const CSSEMatrix& mask, Summary& s,
+// Chamfer distances, erosion and thinning of the mask, with their pictures (the skeleton over the
+// crown's relief).
+void RunMorphology(const CSSEMatrix& mask, const SyntheticCrown& crown, Summary& s,
                    const std::function<std::string(const std::string&)>& out) {
   const HeightField maskField = FromMatrix(mask);
   WritePng(out("mask.png"), RenderMask(maskField));
@@ -36,11 +42,15 @@ void RunMorphology(const CSSEMatrix& mask, Summary& s,
   const double chamferMs = t.Ms();
   float maxDistance = 0.0f, minDistance = 0.0f;
   distance.CalcMinMaxValues(&maxDistance, &minDistance);
-  s.Step("chamfer distance",
-         "deepest inside pixel " + std::to_string(static_cast<int>(maxDistance)) + " (3 per pixel step)",
-         chamferMs);
+  // 3 chamfer units per pixel step.
+  const double deepestMm = maxDistance / 3.0 * crown.pixelSize;
+  char detail[160];
+  std::snprintf(detail, sizeof detail, "deepest inside pixel %d (3 per step), %.2f mm from the margin",
+                static_cast<int>(maxDistance), deepestMm);
+  s.Step("chamfer distance", detail, chamferMs);
   s.Result("chamferMaxDistance", maxDistance);
-  WritePng(out("distance.png"), RenderDistance(FromMatrix(distance)));
+  WritePng(out("distance.png"),
+           WithColourBar(RenderDistance(FromMatrix(distance)), DistanceRamp, 0.0, deepestMm, "mm"));
   s.File("distance.png");
 
   CSSEMatrix eroded(mask);
@@ -59,13 +69,16 @@ void RunMorphology(const CSSEMatrix& mask, Summary& s,
   const int skeletonPixels = skeleton.NumValuesAbove(0.5f);
   s.Step("thinning", std::to_string(skeletonPixels) + " skeleton pixels", thinMs);
   s.Result("skeletonPixels", skeletonPixels);
-  WritePng(out("skeleton.png"), RenderSkeleton(maskField, FromMatrix(skeleton)));
+  // Drawn thick: about a 60th of the picture across, so that a short skeleton shows.
+  const int radius = std::max(1, crown.heights.width / 128);
+  WritePng(out("skeleton.png"), RenderSkeleton(crown.heights, crown.pixelSize, FromMatrix(skeleton), radius));
   s.File("skeleton.png");
 }
 
-// Neighbours, border triangles and the border line of the freshly built mesh (pixel units); the open
-// edges and the walked border line join the outline picture's rings.
-void RunBorder(CHTriangulation& mesh, Summary& s, std::vector<SvgRing>& rings) {
+// Neighbours, border triangles and the border loops of the freshly built mesh (pixel units); the loops
+// join the outline picture's rings.
+void RunBorder(CHTriangulation& mesh, double pixelSize, Summary& s, std::vector<SvgRing>& rings,
+               std::vector<SvgLegendEntry>& legend) {
   Stopwatch tn;
   mesh.CalcNeighbours();
   const double neighboursMs = tn.Ms();
@@ -74,31 +87,38 @@ void RunBorder(CHTriangulation& mesh, Summary& s, std::vector<SvgRing>& rings) {
   s.Step("neighbours", std::to_string(border) + " border triangles (a side without a neighbour)",
          neighboursMs);
   s.Result("borderTriangles", border);
-  for (OutlinePoints& e : OpenEdges(mesh)) rings.push_back({std::move(e), "#c0392b", "none", false});
 
-  // The library strings its border stretches in list order, one stretch per border triangle; it stops
-  // where consecutive stretches do not meet, leaving the rest of the line's points at 0, so the line
-  // drawn is its first connected run.
   Stopwatch tb;
-  CSSE3dPolygon borderLine;
-  mesh.FindBorderLine(&borderLine);
-  mesh.ClearStretchList();
+  std::vector<CSSE3dPolygon> loops;
+  const int leftOver = mesh.FindBorderLines(loops);
   const double borderMs = tb.Ms();
-  OutlinePoints line;
-  for (int i = 0; i < borderLine.GetNumPoints(); ++i) {
-    Vertex p;
-    borderLine.GetPoint(i, p.x, p.y, p.z);
-    if (p == Vertex{}) break;
-    line.push_back(p);
+  std::size_t points = 0;
+  double length = 0.0;
+  for (const CSSE3dPolygon& loop : loops) {
+    OutlinePoints ring;
+    for (int i = 0; i < loop.GetNumPoints(); ++i) {
+      Vertex p;
+      loop.GetPoint(i, p.x, p.y, p.z);
+      if (!ring.empty()) length += std::hypot(double{p.x} - ring.back().x, double{p.y} - ring.back().y);
+      ring.push_back(p);
+    }
+    if (ring.size() > 1)
+      length += std::hypot(double{ring.front().x} - ring.back().x, double{ring.front().y} - ring.back().y);
+    points += ring.size();
+    rings.push_back({std::move(ring), "#c0392b", "#f7dcd7", true});
   }
-  const int stretches = borderLine.GetNumPoints();
-  s.Step(
-      "border line",
-      std::to_string(stretches) + " stretches, a connected run of " + std::to_string(line.size()) + " points",
-      borderMs);
-  s.Result("borderStretches", stretches);
-  s.Result("borderLinePoints", static_cast<double>(line.size()));
-  if (line.size() >= 2) rings.push_back({std::move(line), "#e67e22", "none", false});
+  char detail[160];
+  std::snprintf(detail, sizeof detail, "%zu closed %s of %zu points, %.2f mm around", loops.size(),
+                loops.size() == 1 ? "loop" : "loops", points, length * pixelSize);
+  s.Step("border loops", detail, borderMs);
+  const std::string label = "mesh inside its border (" + std::to_string(loops.size()) +
+                            (loops.size() == 1 ? " loop, " : " loops, ") + std::to_string(points) +
+                            " points)";
+  legend.push_back({label, "#c0392b", "#f7dcd7"});
+  s.Result("borderLoops", static_cast<double>(loops.size()));
+  s.Result("borderLoopPoints", static_cast<double>(points));
+  s.Result("borderLength", length * pixelSize);
+  s.Result("borderSidesLeftOver", leftOver);
 }
 
 // Into millimetres, the crown centred on the z axis with its margin at z = 0, and anything lying flat
@@ -203,8 +223,8 @@ void RunRoundTrip(CHTriangulation& mesh, const SyntheticCrown& crown, const CSSE
   mesh.RefineScanConvImageTop(&scan, o.z);
   const double refineMs = tr.Ms();
   const Difference refined = Compare(scan, crown, interior, o, nullptr);
-  std::snprintf(detail, sizeof detail, "max |diff| %.2g mm (bound %.0e), mean %.2g, on %zu interior pixels",
-                refined.max, kRefinedBound, refined.mean, interiorPixels);
+  std::snprintf(detail, sizeof detail, "max |diff| %.2g mm (bound %.0e), mean %.2g, %zu pixels", refined.max,
+                kRefinedBound, refined.mean, interiorPixels);
   s.Step("refined round trip", detail, refineMs);
   s.Result("roundTripMaxDiff", refined.max);
   s.Result("roundTripMeanDiff", refined.mean);
@@ -221,14 +241,58 @@ void RunRoundTrip(CHTriangulation& mesh, const SyntheticCrown& crown, const CSSE
   WriteHeightField(out("scan.pfm"), back);
   WritePng(out("scan-relief.png"), RenderRelief(back, crown.pixelSize));
   HeightField valid{size, size, std::vector<float>(interior.begin(), interior.end())};
-  WritePng(out("difference.png"),
-           RenderDifference(diff, static_cast<float>(std::max(plain.max, 1e-6)), &valid));
+  const double bound = std::max(plain.max, 1e-6);
+  WritePng(out("difference.png"), WithColourBar(RenderDifference(diff, static_cast<float>(bound), &valid),
+                                                DifferenceRamp, -bound, bound, "mm"));
   for (const char* f : {"scan.pfm", "scan-relief.png", "difference.png"}) s.File(f);
+}
+
+std::string MemoryText(std::uint64_t bytes) {
+  char buf[32];
+  if (bytes < (std::uint64_t{1} << 30))
+    std::snprintf(buf, sizeof buf, "%.0f MiB", static_cast<double>(bytes) / (1 << 20));
+  else
+    std::snprintf(buf, sizeof buf, "%.1f GiB", static_cast<double>(bytes) / (1 << 30));
+  return buf;
 }
 
 }  // namespace
 
+std::uint64_t DemoMemoryBytes(int size) {
+  // Measured peak resident memory: 2.38 KiB per pixel from 160 to 1536 pixels a side (the mesh of two
+  // triangles per pixel, its copies for the restoration steps and their base-library forms), plus the
+  // program itself.
+  constexpr std::uint64_t kPerPixel = 2500, kBase = std::uint64_t{8} << 20;
+  const auto side = static_cast<std::uint64_t>(std::max(size, 0));
+  return kBase + kPerPixel * side * side;
+}
+
+std::uint64_t AvailableMemoryBytes() {
+  std::ifstream meminfo("/proc/meminfo");
+  std::string key;
+  std::uint64_t kib = 0;
+  std::string unit;
+  while (meminfo >> key >> kib >> unit) {
+    if (key == "MemAvailable:") return kib << 10;
+  }
+  const long pages = ::sysconf(_SC_AVPHYS_PAGES), pageSize = ::sysconf(_SC_PAGE_SIZE);
+  if (pages <= 0 || pageSize <= 0) return 0;
+  return static_cast<std::uint64_t>(pages) * static_cast<std::uint64_t>(pageSize);
+}
+
 int RunDemo(const DemoOptions& o) {
+  const Stopwatch total;
+  // Before anything is allocated or written: does the machine have the memory this size needs?
+  const std::uint64_t needed = DemoMemoryBytes(o.size);
+  const std::uint64_t available = o.memoryAvailable > 0 ? o.memoryAvailable : AvailableMemoryBytes();
+  if (available > 0 && needed > available) {
+    const double fits =
+        std::sqrt(static_cast<double>(available - std::min(available, DemoMemoryBytes(0))) / 2500.0);
+    throw ToolError("a crown of " + std::to_string(o.size) + " x " + std::to_string(o.size) +
+                    " pixels needs about " + MemoryText(needed) + " of memory, more than the " +
+                    MemoryText(available) + " this machine has available; --size " +
+                    std::to_string(static_cast<int>(fits)) + " fits");
+  }
   std::error_code ec;
   std::filesystem::create_directories(o.outDir, ec);
   if (ec) throw ToolError(o.outDir, "cannot create the output directory: " + ec.message());
@@ -236,8 +300,8 @@ int RunDemo(const DemoOptions& o) {
     return (std::filesystem::path(o.outDir) / name).string();
   };
   Summary s(11 + kRestorationDemoSteps);
-  std::printf("qssse demo: a synthetic crown of %d x %d pixels, into %s/\n", o.size, o.size,
-              o.outDir.c_str());
+  std::printf("qssse demo: a synthetic crown of %d x %d pixels, into %s/ (needs about %s of memory)\n",
+              o.size, o.size, o.outDir.c_str(), MemoryText(needed).c_str());
 
   // 1. the restoration: height field and margin outline
   Stopwatch t;
@@ -265,6 +329,8 @@ int RunDemo(const DemoOptions& o) {
 
   // 3. the mesh of the height field clipped to the margin, its neighbours and border
   std::vector<SvgRing> rings = {{crown.margin, "#1f5fbf", "none", true}};
+  std::vector<SvgLegendEntry> legend = {
+      {"margin outline (" + std::to_string(crown.margin.size()) + " points)", "#1f5fbf", "none"}};
   CSSEMatrix heights;
   ToMatrix(crown.heights, heights);
   HeightMeshOptions b;
@@ -285,7 +351,7 @@ int RunDemo(const DemoOptions& o) {
   s.Step("mesh from heights", std::to_string(mesh->GetNumTriangles()) + " triangles, clipped to the margin",
          meshMs);
   s.Result("meshTriangles", mesh->GetNumTriangles());
-  RunBorder(*mesh, s, rings);
+  RunBorder(*mesh, crown.pixelSize, s, rings, legend);
 
   // 4. edits, and the mesh files
   RunEdits(*mesh, crown, s);
@@ -299,14 +365,22 @@ int RunDemo(const DemoOptions& o) {
   RunRoundTrip(*mesh, crown, heights, origin, s, out);
 
   // 6. morphology on the mask
-  RunMorphology(mask, s, out);
+  RunMorphology(mask, crown, s, out);
   RunRestorationDemo(*mesh, s, out);
 
-  WriteFileBytes(out("outlines.svg"), EncodeSvg(rings, o.size, o.size));
+  // The margin over the mesh it clipped: the mesh's border lies just inside it.
+  std::rotate(rings.begin(), rings.begin() + 1, rings.end());
+  std::rotate(legend.begin(), legend.begin() + 1, legend.end());
+  WriteFileBytes(out("outlines.svg"), EncodeSvg(rings, o.size, o.size, legend));
   s.File("outlines.svg");
   s.File("summary.json");
+  // The whole run, reading, writing and drawing included (the steps' own times leave them out).
+  const double totalMs = total.Ms();
+  s.Result("totalMs", totalMs);
   WriteFileBytes(out("summary.json"), s.Json(o.size));
   s.Done();
+  std::printf("  %-22s %-62s %9.2f ms\n", "total", "the steps, and making, writing and drawing the files",
+              totalMs);
   std::printf("  files in %s/: %s\n", o.outDir.c_str(), s.FileList().c_str());
   return 0;
 }

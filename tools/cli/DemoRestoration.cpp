@@ -72,7 +72,7 @@ void RunFootprint(DmTriangulationStatic& dm, Summary& s,
         break;
       }
     }
-    silhouette.push_back({x, -height, 0.0f});  // SVG's y runs down
+    silhouette.push_back({x, height, 0.0f});  // the picture puts the largest value at the top
   }
   float yMin = 0, yMax = 0, unused = 0;
   if (hull.GetNumPoints() > 0) {

@@ -43,11 +43,7 @@ int RunFill(const FillOptions& o) {
   // Default: the raster from pixel 0 to one pixel past the outline's extent.
   const double w = o.width > 0 ? o.width : std::floor(static_cast<double>(maxX)) + 2;
   const double h = o.height > 0 ? o.height : std::floor(static_cast<double>(maxY)) + 2;
-  if (w > kMaxSide || h > kMaxSide || w * h > static_cast<double>(kMaxPixels)) {
-    throw ToolError(o.input,
-                    "the outline reaches beyond the largest raster this program writes; give "
-                    "--width and --height");
-  }
+  CheckRasterFits(w, h, o.input, "the outline reaches that far; give --width and --height");
   CSSEMatrix m;
   m.Create(static_cast<int>(w), static_cast<int>(h));
   CSSE3dPolygon outline;

@@ -2,6 +2,8 @@
 
 #include <cstdio>
 
+#include "cli/Error.h"
+
 namespace qssse::tool {
 
 HeightField ReadRasterInput(const std::string& path, const RasterInputOptions& r, float noValue,
@@ -21,6 +23,11 @@ HeightField ReadRasterInput(const std::string& path, const RasterInputOptions& r
                 becomes);
   }
   return h;
+}
+
+void CheckRasterFits(double width, double height, const std::string& file, const std::string& advice) {
+  const std::string problem = RasterSizeError(width, height);
+  if (!problem.empty()) throw ToolError(file, problem + (advice.empty() ? "" : "; " + advice));
 }
 
 MeshData ReadMeshInput(const std::string& path) {

@@ -16,6 +16,10 @@ using namespace qssse::io;
 HeightField ReadRasterInput(const std::string& path, const RasterInputOptions& r, float noValue = 0.0f,
                             const char* becomes = "read as 0 (no value)");
 
+// The size rule of every raster (RasterSizeError) for a raster a command is about to make: throws
+// ToolError naming `file`, the rule's message followed by `advice`, before anything is allocated.
+void CheckRasterFits(double width, double height, const std::string& file, const std::string& advice);
+
 // Reads a mesh file; when the file held polygons of more than three corners, a line on stdout says how
 // many were split into triangles.
 MeshData ReadMeshInput(const std::string& path);

@@ -66,7 +66,7 @@ Subcommand AddHull(CLI::App& app) {
   c->add_option("--resolution", o->resolution,
                 "coordinates are rounded to multiples of this before the exact hull is built (any spread "
                 "up to 2^20 of these steps per axis fits)")
-      ->check(CLI::PositiveNumber)
+      ->check(PositiveNumber())
       ->capture_default_str();
   return {c, [o] { return RunHull(*o); }};
 }

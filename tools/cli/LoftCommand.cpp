@@ -65,7 +65,7 @@ Subcommand AddLoft(CLI::App& app) {
       ->check(CLI::Range(0, 100000))
       ->capture_default_str();
   c->add_option("--scale", o->scale, "size of one outline unit in the mesh")
-      ->check(CLI::PositiveNumber)
+      ->check(PositiveNumber())
       ->capture_default_str();
   return {c, [o] { return RunLoft(*o); }};
 }

@@ -81,20 +81,6 @@ std::unique_ptr<CHTriangulation> ToTriangulation(const MeshData& data, const std
   return mesh;
 }
 
-std::vector<OutlinePoints> OpenEdges(const CHTriangulation& mesh) {
-  std::vector<OutlinePoints> edges;
-  for (int i = 0; i < mesh.GetNumTriangles(); ++i) {
-    const t_htriangle* t = mesh.GetTriangle(i);
-    for (int e = 0; e < 3; ++e) {
-      if (t->neighbour[e] != nullptr) continue;
-      const SSEPoint* a = t->point[e];
-      const SSEPoint* b = t->point[(e + 1) % 3];
-      edges.push_back({{a->x, a->y, a->z}, {b->x, b->y, b->z}});
-    }
-  }
-  return edges;
-}
-
 void ToPolygon(const OutlinePoints& points, CSSE3dPolygon& polygon) {
   if (points.size() > static_cast<std::size_t>(std::numeric_limits<int>::max() / 4)) {
     throw ToolError("an outline of " + std::to_string(points.size()) + " points is too long");

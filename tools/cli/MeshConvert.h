@@ -50,10 +50,6 @@ MeshData ToMeshData(const CHTriangulation& mesh);
 // machine can hold.
 std::unique_ptr<CHTriangulation> ToTriangulation(const MeshData& data, const std::string& source);
 
-// The open edges of a mesh whose neighbours are computed: one two-point ring per edge without a
-// neighbour, for pictures.
-std::vector<OutlinePoints> OpenEdges(const CHTriangulation& mesh);
-
 // Fills the outline into the raster with the library's box-scanning fill (every cell inside by the
 // fill rule becomes value; cells outside are left; outline parts beyond the raster paint its border
 // cells, as the library clamps its writes).

@@ -65,6 +65,8 @@ void CheckOptionsFitTheOperation(const MorphOptions& o) {
   if (o.binary && o.op != "erode" && o.op != "dilate")
     throw ToolError("--binary applies to erode and dilate, not to " + o.op);
   if (o.units != "pixels" && o.op != "chamfer") throw ToolError("--units applies to chamfer, not to " + o.op);
+  // The new size before the input is even read: the size rule of every raster.
+  if (o.op == "scale" && o.width > 0 && o.height > 0) CheckRasterFits(o.width, o.height, o.output, "");
 }
 
 void Chamfer(CSSEMatrix& m, const MorphOptions& o) {

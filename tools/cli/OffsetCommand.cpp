@@ -76,11 +76,11 @@ Subcommand AddOffset(CLI::App& app) {
       ->check(CLI::IsMember({"round", "miter"}))
       ->capture_default_str();
   c->add_option("--miter-limit", o->miterLimit, "longest mitre, in distances, before it is cut square")
-      ->check(CLI::Range(1.0, 1e6))
+      ->check(NumberFrom(1.0, 1e6))
       ->capture_default_str();
   c->add_option("--arc-tolerance", o->arcTolerance,
                 "largest gap between a round join and its chords (0: 0.2% of the distance)")
-      ->check(CLI::Range(0.0, 1e30));
+      ->check(NumberFrom(0.0));
   return {c, [o] { return RunOffset(*o); }};
 }
 

@@ -1,6 +1,9 @@
 #include <CLI/CLI.hpp>
 
+#include <charconv>
+#include <cmath>
 #include <cstdio>
+#include <cstdlib>
 #include <exception>
 #include <string>
 #include <vector>
@@ -10,13 +13,56 @@
 #include "cli/Subcommand.h"
 
 namespace qssse::tool {
+
+CLI::Validator PositiveNumber() {
+  return CLI::Validator(
+      [](std::string& text) -> std::string {
+        char* end = nullptr;
+        const double v = std::strtod(text.c_str(), &end);
+        if (text.empty() || *end != '\0' || !(v > 0.0) || !std::isfinite(v))
+          return "must be a number above 0, not '" + text + "'";
+        return std::string();
+      },
+      "POSITIVE");
+}
+
+CLI::Validator NumberFrom(double lo, double hi) {
+  char range[96];
+  if (std::isinf(hi))
+    std::snprintf(range, sizeof range, "at least %.15g", lo);
+  else
+    std::snprintf(range, sizeof range, "%.15g to %.15g", lo, hi);
+  const std::string bounds = range;
+  return CLI::Validator(
+      [lo, hi, bounds](std::string& text) -> std::string {
+        char* end = nullptr;
+        const double v = std::strtod(text.c_str(), &end);
+        if (text.empty() || *end != '\0' || !(v >= lo && v <= hi))
+          return "must be a number, " + bounds + ", not '" + text + "'";
+        return std::string();
+      },
+      bounds);
+}
+
+CLI::Validator AtLeastOne() {
+  return CLI::Validator(
+      [](std::string& text) -> std::string {
+        long long v = 0;
+        const auto [p, ec] = std::from_chars(text.data(), text.data() + text.size(), v);
+        if (ec != std::errc() || p != text.data() + text.size() || v < 1 || v > 2147483647)
+          return "must be a whole number from 1 to 2147483647, not '" + text + "'";
+        return std::string();
+      },
+      "AT LEAST 1");
+}
+
 namespace {
 
 void AddRasterInput(CLI::App* c, RasterInputOptions& r) {
   c->add_option_function<double>(
        "--height-scale", [&r](double v) { r.heightScale = v, r.haveHeightScale = true; },
        "height per grey level of a PNG input (default: the file's HeightScale text, else 1)")
-      ->check(CLI::PositiveNumber);
+      ->check(PositiveNumber());
   c->add_option_function<double>(
       "--height-offset", [&r](double v) { r.heightOffset = v, r.haveHeightOffset = true; },
       "height of grey level 0 of a PNG input (default: the file's HeightOffset text, else 0)");
@@ -53,9 +99,10 @@ int RunProgram(int argc, char** argv) {
   cMesh->add_option("input", mesh.input, "height field (.pfm, .png, .npy, .qsm)")->required();
   cMesh->add_option("output", mesh.output, "mesh (.stl, .ply, .obj)")->required();
   cMesh
-      ->add_option("--threshold", mesh.threshold,
-                   "height a cell corner must pass to be meshed; auto: just below the lowest height (above the "
-                   "highest with --below), so the whole field is meshed")
+      ->add_option(
+          "--threshold", mesh.threshold,
+          "height a cell corner must pass to be meshed; auto: just below the lowest height (above the "
+          "highest with --below), so the whole field is meshed")
       ->capture_default_str();
   cMesh->add_flag("--below", mesh.below, "keep corners below the threshold instead of above");
   cMesh
@@ -71,10 +118,10 @@ int RunProgram(int argc, char** argv) {
                     "clip the mesh to this outline (text, x y z per line, in pixels; the builder tests every "
                     "fourth point, so sample it densely)");
   cMesh->add_option("--scale-x", mesh.scaleX, "x size of a pixel")
-      ->check(CLI::PositiveNumber)
+      ->check(PositiveNumber())
       ->capture_default_str();
   cMesh->add_option("--scale-y", mesh.scaleY, "y size of a pixel")
-      ->check(CLI::PositiveNumber)
+      ->check(PositiveNumber())
       ->capture_default_str();
   cMesh->add_option("--scale-z", mesh.scaleZ, "factor on the heights (not 0)")->capture_default_str();
   AddRasterInput(cMesh, mesh.raster);
@@ -86,12 +133,11 @@ int RunProgram(int argc, char** argv) {
   cScan->add_option("input", scan.input, "mesh (.stl, .ply, .obj)")->required();
   cScan->add_option("output", scan.output, "height field (.pfm, .png, .npy, .qsm)")->required();
   cScan->add_option("--resolution", scan.resolution, "mesh units per pixel")
-      ->check(CLI::PositiveNumber)
+      ->check(PositiveNumber())
       ->capture_default_str();
-  cScan->add_option("--width", scan.width, "raster width (default: the mesh's extent)")
-      ->check(CLI::Range(1, 32000));
+  cScan->add_option("--width", scan.width, "raster width (default: the mesh's extent)")->check(AtLeastOne());
   cScan->add_option("--height", scan.height, "raster height (default: the mesh's extent)")
-      ->check(CLI::Range(1, 31999));
+      ->check(AtLeastOne());
   cScan->add_option("--z-offset", scan.zOffset, "added to every height; pixels no triangle covers stay 0")
       ->capture_default_str();
   cScan->add_flag("--min", scan.minimum, "keep the lowest surface instead of the highest");
@@ -113,9 +159,9 @@ int RunProgram(int argc, char** argv) {
   cFill->add_option("input", fill.input, "outline (text, x y z per line; x and y in pixels)")->required();
   cFill->add_option("output", fill.output, "raster (.pfm, .png, .npy, .qsm)")->required();
   cFill->add_option("--width", fill.width, "raster width (default: the outline's extent)")
-      ->check(CLI::Range(1, 32000));
+      ->check(AtLeastOne());
   cFill->add_option("--height", fill.height, "raster height (default: the outline's extent)")
-      ->check(CLI::Range(1, 31999));
+      ->check(AtLeastOne());
   cFill->add_option("--value", fill.value, "value of the inside")->capture_default_str();
   cFill->add_flag("--heights", fill.heights, "fill with heights interpolated from the outline's z");
   AddBits(cFill, fill.bits);
@@ -133,7 +179,7 @@ int RunProgram(int argc, char** argv) {
       ->add_option(
           "--radius", morph.radius,
           "erode/dilate: radius of the disc in pixels (dx^2 + dy^2 <= radius^2; below 1 changes nothing)")
-      ->check(CLI::PositiveNumber)
+      ->check(PositiveNumber())
       ->capture_default_str();
   cMorph
       ->add_option_function<float>(
@@ -153,8 +199,8 @@ int RunProgram(int argc, char** argv) {
   cMorph->add_option("--median", morph.median, "median window, 3 or 5")
       ->check(CLI::IsMember({3, 5}))
       ->capture_default_str();
-  cMorph->add_option("--width", morph.width, "scale: new width")->check(CLI::Range(1, 32000));
-  cMorph->add_option("--height", morph.height, "scale: new height")->check(CLI::Range(1, 31999));
+  cMorph->add_option("--width", morph.width, "scale: new width")->check(AtLeastOne());
+  cMorph->add_option("--height", morph.height, "scale: new height")->check(AtLeastOne());
   cMorph->footer(
       "erode and dilate give every pixel the minimum, respectively maximum, of the disc around it "
       "(clipped at the border; NaN pixels are skipped).\nchamfer gives every pixel its distance to the "
@@ -177,6 +223,21 @@ int RunProgram(int argc, char** argv) {
   more.push_back(AddTriangulate(app));
   more.push_back(AddOffset(app));
   more.push_back(AddLoft(app));
+  more.push_back(AddBorder(app));
+
+  // Without a command, or with a word that names none, the answer lists the commands.
+  std::string commands;
+  bool known = false;
+  for (const CLI::App* sub : app.get_subcommands({})) {
+    commands += (commands.empty() ? "" : ", ") + sub->get_name();
+    known = known || (argc > 1 && sub->get_name() == argv[1]);
+  }
+  if (argc < 2 || (!known && argv[1][0] != '-')) {
+    std::fprintf(stderr, "qssse: %s; the commands are %s (try 'qssse --help')\n",
+                 argc < 2 ? "a command is needed" : ("'" + OneLine(argv[1]) + "' is not a command").c_str(),
+                 commands.c_str());
+    return kExitUsage;
+  }
 
   try {
     app.parse(argc, argv);
@@ -187,8 +248,9 @@ int RunProgram(int argc, char** argv) {
   } catch (const CLI::ParseError& e) {
     std::string where = "qssse";
     for (const CLI::App* sub : app.get_subcommands()) where += " " + sub->get_name();
-    std::fprintf(stderr, "%s: %s (try '%s --help')\n", where.c_str(), OneLine(e.what()).c_str(),
-                 where.c_str());
+    const std::string list = where == "qssse" ? "; the commands are " + commands : "";
+    std::fprintf(stderr, "%s: %s%s (try '%s --help')\n", where.c_str(), OneLine(e.what()).c_str(),
+                 list.c_str(), where.c_str());
     return kExitUsage;
   }
 

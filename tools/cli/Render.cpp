@@ -82,6 +82,19 @@ RgbImage RenderMask(const HeightField& h) {
   return YUp(std::move(img));
 }
 
+std::array<double, 3> DistanceRamp(double t) {
+  t = std::clamp(t, 0.0, 1.0);
+  // dark blue -> teal -> yellow
+  if (t < 0.5) return {Lerp(0.17, 0.13, 2 * t), Lerp(0.05, 0.57, 2 * t), Lerp(0.45, 0.55, 2 * t)};
+  return {Lerp(0.13, 0.99, 2 * t - 1), Lerp(0.57, 0.91, 2 * t - 1), Lerp(0.55, 0.14, 2 * t - 1)};
+}
+
+std::array<double, 3> DifferenceRamp(double t) {
+  const double d = 2.0 * std::clamp(t, 0.0, 1.0) - 1.0;
+  if (d >= 0) return {1.0, 1.0 - 0.8 * d, 1.0 - 0.8 * d};
+  return {1.0 + 0.8 * d, 1.0 + 0.8 * d, 1.0};
+}
+
 RgbImage RenderDistance(const HeightField& h) {
   RgbImage img = Blank(h);
   float hi = 0.0f;
@@ -94,27 +107,34 @@ RgbImage RenderDistance(const HeightField& h) {
       Put(img, i, 0, 0, 0);
       continue;
     }
-    const double t = v / hi;
-    // dark blue -> teal -> yellow
-    if (t < 0.5)
-      Put(img, i, Lerp(0.17, 0.13, 2 * t), Lerp(0.05, 0.57, 2 * t), Lerp(0.45, 0.55, 2 * t));
-    else
-      Put(img, i, Lerp(0.13, 0.99, 2 * t - 1), Lerp(0.57, 0.91, 2 * t - 1), Lerp(0.55, 0.14, 2 * t - 1));
+    const std::array<double, 3> c = DistanceRamp(v / hi);
+    Put(img, i, c[0], c[1], c[2]);
   }
   return YUp(std::move(img));
 }
 
-RgbImage RenderSkeleton(const HeightField& mask, const HeightField& skeleton) {
-  RgbImage img = Blank(mask);
-  for (std::size_t i = 0; i < mask.values.size(); ++i) {
-    if (i < skeleton.values.size() && skeleton.values[i] != 0.0f)
-      Put(img, i, 0.9, 0.1, 0.1);
-    else if (mask.values[i] != 0.0f)
-      Put(img, i, 0.35, 0.35, 0.38);
-    else
-      Put(img, i, 0.08, 0.08, 0.09);
-  }
-  return YUp(std::move(img));
+RgbImage RenderSkeleton(const HeightField& heights, double pixelSize, const HeightField& skeleton,
+                        int radius) {
+  RgbImage img = RenderRelief(heights, pixelSize);  // already turned: picture row = height - 1 - y
+  radius = std::max(radius, 0);
+  const auto disc = [&](int r, double red, double green, double blue) {
+    for (int y = 0; y < skeleton.height; ++y) {
+      for (int x = 0; x < skeleton.width; ++x) {
+        if (skeleton.At(x, y) == 0.0f) continue;
+        for (int dy = -r; dy <= r; ++dy) {
+          for (int dx = -r; dx <= r; ++dx) {
+            const int px = x + dx, row = img.height - 1 - (y + dy);
+            if (dx * dx + dy * dy > r * r + r || px < 0 || px >= img.width || row < 0 || row >= img.height)
+              continue;
+            Put(img, static_cast<std::size_t>(row) * img.width + px, red, green, blue);
+          }
+        }
+      }
+    }
+  };
+  disc(radius + 1, 0.1, 0.05, 0.05);
+  disc(radius, 0.95, 0.15, 0.1);
+  return img;
 }
 
 RgbImage RenderDifference(const HeightField& diff, float bound, const HeightField* valid) {
@@ -125,11 +145,8 @@ RgbImage RenderDifference(const HeightField& diff, float bound, const HeightFiel
       Put(img, i, 0.85, 0.85, 0.85);
       continue;
     }
-    const double t = std::clamp(diff.values[i] / b, -1.0, 1.0);
-    if (t >= 0)
-      Put(img, i, 1.0, 1.0 - 0.8 * t, 1.0 - 0.8 * t);
-    else
-      Put(img, i, 1.0 + 0.8 * t, 1.0 + 0.8 * t, 1.0);
+    const std::array<double, 3> c = DifferenceRamp((std::clamp(diff.values[i] / b, -1.0, 1.0) + 1.0) / 2.0);
+    Put(img, i, c[0], c[1], c[2]);
   }
   return YUp(std::move(img));
 }

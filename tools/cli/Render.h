@@ -1,4 +1,5 @@
 #pragma once
+#include <array>
 #include <string>
 #include <vector>
 
@@ -21,13 +22,20 @@ struct RgbImage {
 RgbImage RenderRelief(const HeightField& h, double pixelSize, float background = 0.0f);
 // Non-zero pixels white, zero pixels black.
 RgbImage RenderMask(const HeightField& h);
-// Values from 0 to the maximum on a dark-blue to yellow ramp; 0 black.
+// Values from 0 to the maximum on DistanceRamp (t = value / maximum); 0 black.
 RgbImage RenderDistance(const HeightField& h);
-// The mask in grey with the non-zero pixels of `skeleton` in red.
-RgbImage RenderSkeleton(const HeightField& mask, const HeightField& skeleton);
-// Differences on a blue (negative), white (0), red (positive) ramp saturating at +-bound; pixels where
+// The relief of `heights` (as RenderRelief) with the non-zero pixels of `skeleton` drawn over it as red
+// discs of the given radius in a dark rim, so that a line one pixel wide shows in a large picture.
+RgbImage RenderSkeleton(const HeightField& heights, double pixelSize, const HeightField& skeleton,
+                        int radius);
+// Differences on DifferenceRamp saturating at +-bound (t = (difference / bound + 1) / 2); pixels where
 // `valid` is 0 (when given) are drawn light grey.
 RgbImage RenderDifference(const HeightField& diff, float bound, const HeightField* valid = nullptr);
+
+// The ramps of the two pictures above, t from 0 to 1 (for their colour bars): dark blue, teal, yellow;
+// blue (t = 0), white (t = 0.5), red (t = 1).
+std::array<double, 3> DistanceRamp(double t);
+std::array<double, 3> DifferenceRamp(double t);
 
 void WritePng(const std::string& path, const RgbImage& image);
 

@@ -31,15 +31,12 @@ int RunScan(const ScanOptions& o) {
       o.width > 0 ? o.width : std::trunc((static_cast<double>(hi.x) - lo.x) / o.resolution + 0.5);
   const double h =
       o.height > 0 ? o.height : std::trunc((static_cast<double>(hi.y) - lo.y) / o.resolution + 0.5);
-  if (w > kMaxSide || h > kMaxSide || w * h > static_cast<double>(kMaxPixels)) {
-    throw ToolError(o.input, "at resolution " + std::to_string(o.resolution) + " the raster would be " +
-                                 std::to_string(static_cast<long long>(w)) + " x " +
-                                 std::to_string(static_cast<long long>(h)) +
-                                 " pixels, more than this program writes; raise --resolution");
-  }
+  char resolution[32];
+  std::snprintf(resolution, sizeof resolution, "%.6g", o.resolution);
+  CheckRasterFits(w, h, o.input, std::string("at resolution ") + resolution + ", raise --resolution");
   if (w < 3 || h < 3) {
-    throw ToolError(o.input, "the mesh covers less than 3 x 3 pixels at resolution " +
-                                 std::to_string(o.resolution) + " (the outer pixel frame is never written)");
+    throw ToolError(o.input, std::string("the mesh covers less than 3 x 3 pixels at resolution ") +
+                                 resolution + " (the outer pixel frame is never written)");
   }
 
   CSSEMatrix m;

@@ -24,7 +24,7 @@ std::string JsonString(const std::string& s) {
 
 void Summary::Step(const std::string& name, const std::string& detail, double ms) {
   progress_.Finish();
-  std::printf("  %-22s %-58s %9.2f ms\n", name.c_str(), detail.c_str(), ms);
+  std::printf("  %-22s %-62s %9.2f ms\n", name.c_str(), detail.c_str(), ms);
   std::fflush(stdout);
   steps_.push_back({name, detail, ms, true});
   progress_.Update(static_cast<long long>(steps_.size()), planned_);

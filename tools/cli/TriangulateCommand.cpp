@@ -208,7 +208,7 @@ Subcommand AddTriangulate(CLI::App& app) {
            "--refine", o->refine,
            "split sides longer than twice this length (with the triangle across them); heights of new "
            "corners are interpolated from the outline")
-          ->check(CLI::PositiveNumber);
+          ->check(PositiveNumber());
   c->add_option("--passes", o->passes, "refinement passes")
       ->check(CLI::Range(1, 30))
       ->needs(refine)
