@@ -1,12 +1,13 @@
 // Costs of filling an outline into a raster.
 //
-//  - Fine: DrawInMatrixAndFillFine of a 2,000-point star (radius 1,000, spikes to 0.8 of it) over a
-//    2048 x 2048 matrix, the whole star scanned.
-//  - PlainFine: the same fill with one PointInLineInnerArea call per cell (the tests' oracle), so the
+//  - Fine/spiky, Fine/smooth: DrawInMatrixAndFillFine of a 2,000-point star of radius 1,000 (every other
+//    point at 0.8 of it, respectively all on the circle) over a 2048 x 2048 matrix, the whole star
+//    scanned.
+//  - PlainFine: the spiky fill with one PointInLineInnerArea call per cell (the tests' oracle), so the
 //    two lines give the speed-up of the column sweep; both write the same raster.
-//  - CoarseFast / Coarse: the 3x3-stamp fills of the same star, threaded and on one thread.
-//  - OpenCvFillPoly: cv::fillPoly of the same star (integer vertices) into an 8-bit image of the same
-//    size, when OpenCV is installed: a reference for the cost of a scanline fill.
+//  - CoarseFast / Coarse: the 3x3-stamp fills of the spiky star, threaded and on one thread.
+//  - OpenCvFillPoly/spiky, /smooth: cv::fillPoly of the same stars (integer vertices) into a float image
+//    of the same size, when OpenCV is installed: the cost of a scanline fill of the same bytes.
 #include <benchmark/benchmark.h>
 
 #include <algorithm>
@@ -25,12 +26,16 @@ namespace {
 constexpr int kSize = 2048;
 constexpr int kPoints = 2000;
 
-CSSE3dPolygon Star() {
+// Radius of point i: every other point pulled in to `spike` of the radius.
+float Radius(int i, float spike) { return 1000.0f * (i % 2 ? spike : 1.0f); }
+constexpr float kSpiky = 0.8f, kSmooth = 1.0f;
+
+CSSE3dPolygon Star(float spike = kSpiky) {
   CSSE3dPolygon p;
   p.Create(kPoints);
   for (int i = 0; i < kPoints; ++i) {
     const float a = 6.2831853f * static_cast<float>(i) / static_cast<float>(kPoints);
-    const float r = 1000.0f * (i % 2 ? 0.8f : 1.0f);
+    const float r = Radius(i, spike);
     p.SetPoint(i, 1024.0f + r * std::cos(a), 1024.0f + r * std::sin(a), 0.0f);
   }
   return p;
@@ -54,7 +59,7 @@ void PlainFine(CSSE3dPolygon& p, CSSEMatrix& m, float value) {
 }
 
 void Fine(benchmark::State& state) {
-  CSSE3dPolygon p = Star();
+  CSSE3dPolygon p = Star(state.range(0) ? kSpiky : kSmooth);
   CSSEMatrix m;
   m.Create(kSize, kSize);
   for (auto _ : state) {
@@ -62,7 +67,7 @@ void Fine(benchmark::State& state) {
     benchmark::ClobberMemory();
   }
 }
-BENCHMARK(Fine)->Unit(benchmark::kMillisecond);
+BENCHMARK(Fine)->ArgName("spiky")->Arg(1)->Arg(0)->Unit(benchmark::kMillisecond);
 
 void PlainFineBench(benchmark::State& state) {
   CSSE3dPolygon p = Star();
@@ -99,21 +104,22 @@ BENCHMARK(Coarse)->Unit(benchmark::kMillisecond);
 
 #ifdef QSSSE_HAVE_OPENCV
 void OpenCvFillPoly(benchmark::State& state) {
+  const float spike = state.range(0) ? kSpiky : kSmooth;
   std::vector<cv::Point> pts;
   for (int i = 0; i < kPoints; ++i) {
     const float a = 6.2831853f * static_cast<float>(i) / static_cast<float>(kPoints);
-    const float r = 1000.0f * (i % 2 ? 0.8f : 1.0f);
+    const float r = Radius(i, spike);
     pts.emplace_back(static_cast<int>(1024.0f + r * std::cos(a)),
                      static_cast<int>(1024.0f + r * std::sin(a)));
   }
-  cv::Mat img = cv::Mat::zeros(kSize, kSize, CV_8UC1);
+  cv::Mat img = cv::Mat::zeros(kSize, kSize, CV_32FC1);
   std::vector<std::vector<cv::Point>> polys{pts};
   for (auto _ : state) {
     cv::fillPoly(img, polys, cv::Scalar(1));
     benchmark::ClobberMemory();
   }
 }
-BENCHMARK(OpenCvFillPoly)->Unit(benchmark::kMillisecond);
+BENCHMARK(OpenCvFillPoly)->ArgName("spiky")->Arg(1)->Arg(0)->Unit(benchmark::kMillisecond);
 #endif
 
 }  // namespace

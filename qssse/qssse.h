@@ -40,6 +40,9 @@
 #include "qssse/platform/Vector2f.h"
 #include "qssse/platform/Vector3f.h"
 #include "qssse/platform/WinThread.h"
+#include "qssse/platform/WorkBudget.h"
+#include "qssse/platform/WorkBudgetException.h"
+#include "qssse/platform/WorkerPool.h"
 
 #include "qssse/vector/SSEFns.h"
 #include "qssse/vector/SSEMatrix3.h"
@@ -50,10 +53,12 @@
 #include "qssse/raster/Filters.h"
 #include "qssse/raster/ImgFromToArray.h"
 #include "qssse/raster/PixelChain.h"
+#include "qssse/raster/PixelLayout.h"
 #include "qssse/raster/SSEMatrix.h"
 #include "qssse/raster/SSEMatrixStamp.h"
 #include "qssse/raster/SSEcharMatrix.h"
 
+#include "qssse/polygon/CellCoordinates.h"
 #include "qssse/polygon/H2dPoint.h"
 #include "qssse/polygon/ResolutionData.h"
 #include "qssse/polygon/RingArrangement.h"

@@ -242,7 +242,7 @@ void CHTriangulation::CalcCenterPoint() {
 void CHTriangulation::CalcNormalsFromVertices() {
   for (int i = 0; i < numTriangles; ++i) {
     __m128 nrm = CSSEFns::vectorproduct(sVectors[i].m, tVectors[i].m);
-    nrm = _mm_castsi128_ps(_mm_and_si128(_mm_castps_si128(nrm), _mm_setr_epi32(-1, -1, -1, 0)));
+    nrm = simd::and_(nrm, simd::laneMask(true, true, true, false));
     nrm = CSSEFns::normalizevector(nrm);
     cornerNormals[3 * i].m = cornerNormals[3 * i + 1].m = cornerNormals[3 * i + 2].m = nrm;
   }
@@ -298,7 +298,7 @@ namespace {
 
 __m128 CornerNormal(float dc, float dd, bool flip) {
   __m128 n = CSSEFns::normalizevector(simd::lanes(dc, dd, 1.0f, 0.0f));
-  return flip ? _mm_xor_ps(n, simd::splat(-0.0f)) : n;
+  return flip ? simd::negate(n) : n;
 }
 
 }  // namespace

@@ -2,6 +2,7 @@
 #include <immintrin.h>
 
 #include <cstdint>
+#include <functional>
 #include <vector>
 
 #include "qssse/mesh/HTriangle.h"
@@ -11,6 +12,7 @@
 #include "qssse/platform/Matrix4Rf.h"
 #include "qssse/vector/SSEMatrix3.h"
 #include "qssse/vector/SSEPoint.h"
+#include "qssse/vector/SimdOps.h"
 
 class CSSEMatrix;
 class CSSE3dPolygon;
@@ -32,6 +34,10 @@ class QsCTriangulationStatic;
 // A mesh is allocated once at an upper bound (CreateTriangulation), filled through a running counter,
 // and its count lowered afterwards; nothing grows in place. Derived data (S/T/V, boxes, normals,
 // neighbours, centre) is computed only by the explicit calls below.
+//
+// Steps below 1: the sub-sampling steps of the height-field builders throw CInvalidArgumentException; the
+// scan conversions derive their sampling step (cell diagonal / edge length) and skip a triangle whose
+// step falls below 2^-24.
 //
 // Copies: operator= is shallow on purpose (both objects then share the same arrays; detach one with
 // BaseInitialization before either is destroyed); CopyFromHTriangulation is the deep copy. The copy
@@ -450,10 +456,14 @@ class QSSSE_API CHTriangulation {
                                                SSEPoint* origin, bool max);
   // The same conversion as ScanConvertTriangulationMax (keepMax) or ScanConvertTriangulationMin(m,
   // zOffset, 1) on exactly ten worker threads: worker i of ten converts its chunk of the triangle list
-  // into a private matrix, and the ten are merged on the caller's thread (sentinel pixels skipped). The
-  // result equals the single-threaded one pixel for pixel on meshes without NaN coordinates (with NaN,
-  // the order of the stamps shows). An exception on a worker (e.g. CMemoryException for its private
-  // matrix) is rethrown here after all ten have ended; m may then hold the sentinel fill.
+  // into a private matrix that covers only the pixels its chunk's stamps can reach, and the caller merges
+  // the private matrices in worker order as their workers end (sentinel pixels skipped). A worker starts
+  // sweeping only when fewer than one private matrix per processor waits to be merged, so the memory
+  // beyond m is at most that many chunk boxes (for a mesh built from a height field, strips of about a
+  // tenth of the raster each). The result equals the single-threaded one pixel for pixel on meshes
+  // without NaN coordinates (with NaN, the order of the stamps shows). An exception on a worker (e.g.
+  // CMemoryException for its private matrix) is rethrown here after all ten have ended; m may then hold
+  // the sentinel fill and some chunks.
   void FastScanConvertTriangulation(CSSEMatrix* m, float zOffset, bool keepMax);
   void FastScanConvertTriangulation_MinMaxPoint(CSSEMatrix* m, float zOffset, SSEPoint& minP, SSEPoint& maxP,
                                                 bool keepMax);
@@ -478,6 +488,48 @@ class QSSSE_API CHTriangulation {
   // mesh leaves the matrix unchanged; so does a box smaller than a pixel.
   void ScanConvertThroughLineMax(CSSEMatrix* m, CSSE3dPolygon* line, float zOffset);
   void ScanConvertThroughLineMin(CSSEMatrix* m, CSSE3dPolygon* line, float zOffset);
+
+  // ---- exact z-buffer conversion (HTriangulationScanZBuffer.cpp) ----
+  // Beside the sampled forms above, for callers who need the surface itself rather than its dilated
+  // samples: every pixel whose centre lies in a triangle's xy projection gets the height interpolated
+  // there, the largest (keepMax) or the smallest over the triangles covering it; every other pixel (and
+  // the padding) gets noData (NaN allowed). Needs CalcBoundingBox only.
+  //
+  // Geometry: pixel (px, py) is the point origin + (px * scanResX, py * scanResY), origin the box minimum,
+  // so pixel centres sit on the grid points of a mesh built at the scan resolution. The raster has one
+  // pixel per grid point: W = trunc(E.x / scanResX + 0.5) + 1, H likewise (E = box maximum - minimum), so
+  // the mesh of an n x m height field at its own scale comes back n x m; no frame is dropped.
+  //
+  // Coverage is decided exactly, on the corners placed on a grid of 1/256 pixel (x' = round(256 (x -
+  // origin.x) / scanResX) in double, likewise y), with integer edge functions. A centre inside a triangle
+  // is covered by it. A centre on edges or corners is decided by the point displaced from it by an
+  // infinitesimal step in the direction of 0, 45, 90, ... 315 degrees (each turned by a further
+  // infinitesimal angle): the first direction whose displaced point lies in some triangle is taken, and
+  // the triangles containing that point cover the centre. So every centre on an edge two triangles share,
+  // or on a corner a fan shares, is covered by exactly one triangle of each layer of the surface, never
+  // twice and never missed, and centres on the mesh's outer border are covered too; a border corner is
+  // missed only where every triangle meets it at an angle below 45 degrees. Triangles with a non-finite
+  // corner, without area on that grid, or spanning more than 2^22 pixels are skipped.
+  //
+  // Height: with e0, e1, e2 the integer edge functions of the centre (e0 across from corner 0, and so on),
+  // z = (e0 z0 + e1 z1 + e2 z2) / (e0 + e1 + e2) in double, plus zOffset, rounded to float; a centre on a
+  // corner takes that corner's z, so only the sum with zOffset is rounded there (with zOffset 0 the round
+  // trip of a height field is exact on every pixel). Heights are the mesh's own z, not relative to the box
+  // as in the sampled forms, since uncovered pixels carry their own value.
+  //
+  // Cost: the triangles plus the pixel centres inside their pixel boxes, whatever the heights; the number
+  // of centres tested is returned. Memory: the raster plus one byte per pixel. progress, when given, is
+  // called on the caller's thread with (triangles done, triangles) now and then. A null matrix, no
+  // triangles or an inverted box return 0 and leave the matrix untouched; H above CSSEMatrix::kMaxSizeY
+  // throws CInvalidArgumentException and W beyond int CMemoryException before the matrix changes.
+  // Otherwise the matrix is re-created at W x H (a matrix of that size keeps its storage).
+  std::int64_t ScanConvertTriangulationZBuffer(CSSEMatrix* m, bool keepMax, float noData, float zOffset,
+                                               const std::function<void(int, int)>& progress = {}) const;
+  // The same with size and origin from minP and maxP instead of the mesh box.
+  std::int64_t ScanConvertTriangulationZBuffer_MinMaxPoint(CSSEMatrix* m, bool keepMax, float noData,
+                                                           float zOffset, const SSEPoint& minP,
+                                                           const SSEPoint& maxP,
+                                                           const std::function<void(int, int)>& progress = {}) const;
 
  protected:
   // Shared by the removals: keeps the triangles for which keep(pointer to the three corners) is true.
@@ -527,7 +579,7 @@ int CHTriangulation::WalkBorderStretches(Emit emit) {
   t_stretch* c = stretchList;
   if (c == nullptr) return 0;
   const auto same = [](const SSEPoint* a, const SSEPoint* b) {
-    return _mm_movemask_ps(_mm_cmpeq_ps(a->m, b->m)) == 0xF;
+    return qssse::simd::all(qssse::simd::eq(a->m, b->m));
   };
   emit(0, *c->from);
   emit(1, *c->to);

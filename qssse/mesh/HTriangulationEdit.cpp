@@ -196,7 +196,7 @@ t_ssematrix3 RotationMatrix(float ax, float ay, float az) {
 
 // Unit direction after the linear part of m; an all-zero normal (an unfilled record) stays zero.
 __m128 TransformNormal(__m128 n, const t_ssematrix3& m) {
-  n = _mm_castsi128_ps(_mm_and_si128(_mm_castps_si128(n), _mm_setr_epi32(-1, -1, -1, 0)));
+  n = simd::and_(n, simd::laneMask(true, true, true, false));
   const __m128 r = CSSEFns::transform(n, m);
   if (CSSEFns::scalarproduct(r, r) == 0.0f) return r;
   return CSSEFns::normalizevector(r);
@@ -207,7 +207,7 @@ __m128 TransformNormal(__m128 n, const t_ssematrix3& m) {
 void CHTriangulation::ApplyTransform(const t_ssematrix3& m, const SSEPoint& about) {
   const __m128 centre = simd::lanes(about.x, about.y, about.z, 0.0f);
   const __m128 wOne = simd::lanes(0.0f, 0.0f, 0.0f, 1.0f);
-  const __m128 xyz = _mm_castsi128_ps(_mm_setr_epi32(-1, -1, -1, 0));
+  const __m128 xyz = simd::laneMask(true, true, true, false);
   for (int i = 0; i < 3 * numTriangles; ++i) {
     const __m128 q = simd::or_(simd::and_(simd::sub(cornerPoints[i].m, centre), xyz), wOne);
     cornerPoints[i].m = simd::add(CSSEFns::transform(q, m), centre);

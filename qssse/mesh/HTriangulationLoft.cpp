@@ -6,6 +6,7 @@
 #include "qssse/mesh/HTriangulation.h"
 #include "qssse/platform/MemoryException.h"
 #include "qssse/polygon/SSE3dPolygon.h"
+#include "qssse/vector/SimdOps.h"
 
 namespace {
 
@@ -98,10 +99,9 @@ void CHTriangulation::CreateLoftedTriangulation(CSSE3dPolygon* lower, CSSE3dPoly
     c[0] = p0;
     c[1] = p1;
     c[2] = p2;
-    __m128 s = _mm_sub_ps(p1.m, p0.m), u = _mm_sub_ps(p2.m, p0.m);
     float sv[4], uv[4];
-    _mm_storeu_ps(sv, s);
-    _mm_storeu_ps(uv, u);
+    qssse::simd::storeu(sv, qssse::simd::sub(p1.m, p0.m));
+    qssse::simd::storeu(uv, qssse::simd::sub(p2.m, p0.m));
     const float nx = sv[1] * uv[2] - sv[2] * uv[1], ny = sv[2] * uv[0] - sv[0] * uv[2],
                 nz = sv[0] * uv[1] - sv[1] * uv[0];
     const float l = std::sqrt(nx * nx + ny * ny + nz * nz);

@@ -1,6 +1,7 @@
 // Mesh members that meet the outline polygon and the base library's 4x4 matrix.
 #include "qssse/mesh/HTriangulation.h"
 #include "qssse/polygon/SSE3dPolygon.h"
+#include "qssse/vector/SimdOps.h"
 
 void CHTriangulation::FindBorderLine(CSSE3dPolygon* line) {
   if (line == nullptr) return;
@@ -16,8 +17,8 @@ void CHTriangulation::FindBorderLine(CSSE3dPolygon* line) {
 
 void CHTriangulation::TransformVertices(const CbMatrix4Rf& m) {
   t_ssematrix3 rows;
-  rows.row0 = _mm_setr_ps(m(0, 0), m(0, 1), m(0, 2), m(0, 3));
-  rows.row1 = _mm_setr_ps(m(1, 0), m(1, 1), m(1, 2), m(1, 3));
-  rows.row2 = _mm_setr_ps(m(2, 0), m(2, 1), m(2, 2), m(2, 3));
+  rows.row0 = qssse::simd::lanes(m(0, 0), m(0, 1), m(0, 2), m(0, 3));
+  rows.row1 = qssse::simd::lanes(m(1, 0), m(1, 1), m(1, 2), m(1, 3));
+  rows.row2 = qssse::simd::lanes(m(2, 0), m(2, 1), m(2, 2), m(2, 3));
   TransformVertices(rows);
 }

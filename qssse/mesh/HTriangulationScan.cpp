@@ -16,55 +16,12 @@ namespace scan = qssse::scan;
 
 namespace {
 
-// Raster extent for a box: trunc(E / res + 0.5) per axis, in float. False when either is below 1 (NaN
-// included). A width beyond int is memory nobody has.
-bool RasterSize(const SSEPoint& minP, const SSEPoint& maxP, float resX, float resY, int& w, int& h) {
-  const float wf = (maxP.x - minP.x) / resX + 0.5f;
-  const float hf = (maxP.y - minP.y) / resY + 0.5f;
-  if (!(wf >= 1.0f) || !(hf >= 1.0f)) return false;
-  if (wf >= 2147483648.0f || hf >= 2147483648.0f) AfxThrowMemoryException();
-  w = static_cast<int>(wf);
-  h = static_cast<int>(hf);
-  return true;
-}
-
-}  // namespace
-
-// ---- the sweep set-up shared by all forms ---------------------------------------------------------------
-
-namespace qssse::scan {
-
-// A job over all triangles of t with the given origin and raster size.
-Job MakeJob(const CHTriangulation& t, const SSEPoint& origin, int w, int h, float zOffset) {
-  Job job;
-  job.corners = t.GetEdgeArray();
-  job.sVectors = t.GetSArray();
-  job.tVectors = t.GetTArray();
-  job.first = 0;
-  job.last = t.GetNumTriangles() - 1;
-  job.origin = origin.m;
-  job.resX = t.GetScanResX();
-  job.resY = t.GetScanResY();
-  job.diagonal = t.GetScanDiagonal();
-  job.width = w;
-  job.height = h;
-  job.zOffset = zOffset;
-  return job;
-}
-
-}  // namespace qssse::scan
-
-namespace {
-
 // Re-create, fill with the sentinel, sweep, replace the sentinel by 0.
 void ConvertFresh(const CHTriangulation& t, CSSEMatrix* m, float zOffset, const SSEPoint& minP,
                   const SSEPoint& maxP, bool keepMax, float density) {
-  if (m == nullptr || t.GetNumTriangles() < 1 || t.GetEdgeArray() == nullptr) return;
   int w = 0, h = 0;
-  if (!RasterSize(minP, maxP, t.GetScanResX(), t.GetScanResY(), w, h)) return;
+  if (!scan::StartSampledConversion(t, m, minP, maxP, keepMax, w, h)) return;
   const float sentinel = keepMax ? scan::kMaxSentinel : scan::kMinSentinel;
-  m->CreateNoClear(w, h);
-  m->Fill(sentinel);
   scan::Job job = scan::MakeJob(t, minP, w, h, zOffset);
   if (density != 1.0f) {
     job.density = density;
@@ -84,7 +41,7 @@ void ConvertInto(const CHTriangulation& t, CSSEMatrix* m, bool keepMax, bool fin
   if (m == nullptr || !m->HasPixels() || t.GetNumTriangles() < 1 || t.GetEdgeArray() == nullptr) return;
   const SSEPoint* box = t.GetPointArray();
   int w = 0, h = 0;
-  if (box == nullptr || !RasterSize(box[0], box[1], t.GetScanResX(), t.GetScanResY(), w, h)) return;
+  if (box == nullptr || !scan::SampledRasterSize(box[0], box[1], t.GetScanResX(), t.GetScanResY(), w, h)) return;
   scan::Job job = scan::MakeJob(t, box[0], std::min(w, m->GetSizeX()), std::min(h, m->GetSizeY()), 0.0f);
   if (fine) {
     job.density = 2.0f;
@@ -97,12 +54,12 @@ void ConvertInto(const CHTriangulation& t, CSSEMatrix* m, bool keepMax, bool fin
     if (cross) {
       scan::Sweep<scan::CrossMax>(job, *m);
     } else {
-      scan::Sweep<scan::PixelOnly<scan::CrossMax>>(job, *m);
+      scan::Sweep<scan::PixelOnly<qssse::raster::KeepMax>>(job, *m);
     }
   } else if (cross) {
     scan::Sweep<scan::CrossMin>(job, *m);
   } else {
-    scan::Sweep<scan::PixelOnly<scan::CrossMin>>(job, *m);
+    scan::Sweep<scan::PixelOnly<qssse::raster::KeepMin>>(job, *m);
   }
 }
 

@@ -1,16 +1,17 @@
 // The scan conversion on ten worker threads: the triangle list, not the raster, is divided; each worker
-// sweeps its chunk into a private matrix and the caller merges the ten afterwards.
+// sweeps its chunk into a private matrix covering only the pixels its chunk can reach, and the caller
+// merges each private matrix into the target as soon as its worker is done, in worker order.
+#include <algorithm>
 #include <array>
-#include <exception>
 #include <memory>
 
 #include "qssse/mesh/HTriangulation.h"
 #include "qssse/mesh/ScanSweep.h"
 #include "qssse/mesh/ScanWorkers.h"
-#include "qssse/platform/Event.h"
-#include "qssse/platform/MemoryException.h"
-#include "qssse/platform/WinThread.h"
+#include "qssse/platform/CPU.h"
+#include "qssse/platform/WorkerPool.h"
 #include "qssse/raster/SSEMatrix.h"
+#include "qssse/vector/SimdOps.h"
 
 namespace qssse::scan {
 
@@ -23,82 +24,75 @@ Range WorkerRange(int count, int i) {
   return {i * c, last < count - 1 ? last : count - 1};
 }
 
-void RunWorkers(const std::function<void(int)>& work) {
-  std::array<CEvent, kWorkers> events;
-  // Declared after the events: destroying a thread waits for it, so no worker outlives its event.
-  std::array<std::unique_ptr<CWinThread>, kWorkers> threads;
-  for (int i = 0; i < kWorkers; ++i) {
-    ResetEvent(events[i]);
-    threads[i] = AfxBeginThread([&work, i] { work(i); }, &events[i]);
-  }
-  for (int i = 0; i < kWorkers; ++i) WaitForSingleObject(events[i], CEvent::INFINITE_WAIT);
-  std::exception_ptr first;
-  for (auto& t : threads) {
-    try {
-      t->Join();
-    } catch (...) {
-      if (!first) first = std::current_exception();
-    }
-  }
-  if (first) std::rethrow_exception(first);
-}
-
 }  // namespace qssse::scan
 
 namespace {
 
 namespace scan = qssse::scan;
+namespace simd = qssse::simd;
 
-// Folds a private matrix into the target: sentinel pixels are skipped, the others combined with the
-// stamps' own rule (max: keep p if p > v; min: keep p if v > p), four pixels at a time.
-void Merge(CSSEMatrix& m, const CSSEMatrix& part, float sentinel, bool keepMax) {
+// One worker's matrix: the raster's pixels x0.., y0.. (y0 a multiple of four, so that its SIMD rows are
+// the target's).
+struct Part {
+  CSSEMatrix matrix;
+  int x0 = 0, y0 = 0;
+};
+
+// Folds a part into the target: sentinel pixels are skipped, the others combined with the stamps' own
+// rule (max: keep p if p > v; min: keep p if v > p), four pixels at a time.
+void Merge(CSSEMatrix& m, const Part& part, float sentinel, bool keepMax) {
   __m128** dst = m.GetMatrixDataDirectly();
-  __m128** src = part.GetMatrixDataDirectly();
+  __m128** src = part.matrix.GetMatrixDataDirectly();
   if (dst == nullptr || src == nullptr) return;
-  const __m128 s = _mm_set1_ps(sentinel);
-  for (int g = 0; g < m.GetSSESizeY(); ++g) {
-    __m128* d = dst[g];
+  const simd::f4 s = simd::splat(sentinel);
+  for (int g = 0; g < part.matrix.GetSSESizeY(); ++g) {
+    __m128* d = dst[(part.y0 >> 2) + g] + part.x0;
     const __m128* p = src[g];
-    for (int x = 0; x < m.GetSSESizeX(); ++x) {
-      const __m128 v = p[x];
-      const __m128 combined = keepMax ? _mm_max_ps(d[x], v) : _mm_min_ps(d[x], v);
-      d[x] = qssse::simd::select(_mm_cmpneq_ps(v, s), combined, d[x]);
+    for (int x = 0; x < part.matrix.GetSSESizeX(); ++x) {
+      const simd::f4 v = p[x];
+      const simd::f4 combined = keepMax ? simd::max(d[x], v) : simd::min(d[x], v);
+      d[x] = simd::select(simd::neq(v, s), combined, d[x]);
     }
   }
 }
 
 void FastConvert(const CHTriangulation& t, CSSEMatrix* m, float zOffset, const SSEPoint& minP,
                  const SSEPoint& maxP, bool keepMax) {
-  if (m == nullptr || t.GetNumTriangles() < 1 || t.GetEdgeArray() == nullptr) return;
-  const float wf = (maxP.x - minP.x) / t.GetScanResX() + 0.5f;
-  const float hf = (maxP.y - minP.y) / t.GetScanResY() + 0.5f;
-  if (!(wf >= 1.0f) || !(hf >= 1.0f)) return;
-  if (wf >= 2147483648.0f || hf >= 2147483648.0f) AfxThrowMemoryException();
-  const int w = static_cast<int>(wf), h = static_cast<int>(hf);
+  int w = 0, h = 0;
+  if (!scan::StartSampledConversion(t, m, minP, maxP, keepMax, w, h)) return;
   const float sentinel = keepMax ? scan::kMaxSentinel : scan::kMinSentinel;
-  m->CreateNoClear(w, h);
-  m->Fill(sentinel);
 
-  // 1. ten workers, each sweeping its chunk into its own matrix (allocated and filled on the worker)
-  std::array<CSSEMatrix, scan::kWorkers> parts;
+  // Ten workers, at most one per processor between sweeping and being merged, so that at most that many
+  // private matrices exist at once; each is allocated and filled on its worker.
+  std::array<Part, scan::kWorkers> parts;
   const int count = t.GetNumTriangles();
-  scan::RunWorkers([&](int i) {
-    const scan::Range r = scan::WorkerRange(count, i);
-    if (r.last < r.first) return;
-    CSSEMatrix& part = parts[static_cast<std::size_t>(i)];
-    part.CreateNoClear(w, h);
-    part.Fill(sentinel);
-    scan::Job job = scan::MakeJob(t, minP, w, h, zOffset);
-    job.first = r.first;
-    job.last = r.last;
-    if (keepMax) {
-      scan::Sweep<scan::CrossMax>(job, part);
-    } else {
-      scan::Sweep<scan::CrossMin>(job, part);
-    }
-  });
-  // 2. the merge, on the caller's thread, in worker order
-  for (const CSSEMatrix& part : parts) Merge(*m, part, sentinel, keepMax);
+  qssse::RunWorkers(
+      scan::kWorkers,
+      [&](int i) {
+        scan::Job job = scan::MakeJob(t, minP, w, h, zOffset);
+        const scan::Range r = scan::WorkerRange(count, i);
+        job.first = r.first;
+        job.last = r.last;
+        int x0, x1, y0, y1;
+        if (!scan::StampBox(job, x0, x1, y0, y1)) return;
+        y0 &= ~3;
+        Part& part = parts[static_cast<std::size_t>(i)];
+        part.matrix.CreateNoClear(x1 - x0 + 1, y1 - y0 + 1);
+        part.matrix.Fill(sentinel);
+        part.x0 = job.offsetX = x0;
+        part.y0 = job.offsetY = y0;
+        if (keepMax) {
+          scan::Sweep<scan::CrossMax>(job, part.matrix);
+        } else {
+          scan::Sweep<scan::CrossMin>(job, part.matrix);
+        }
+      },
+      [&](int i) {
+        Part& part = parts[static_cast<std::size_t>(i)];
+        Merge(*m, part, sentinel, keepMax);
+        part.matrix.Free();
+      },
+      std::min(CbCPU::GetCount(), scan::kWorkers));
   m->ReplaceValueWithValue(sentinel, 0.0f, 1.0f);
 }
 

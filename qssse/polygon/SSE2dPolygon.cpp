@@ -58,7 +58,7 @@ float CSSE2dPolygon::GetMinEuclDistance(float x, float /*y: unused, kept for cal
   for (int b = 0; b + 4 <= m_count; b += 4) {
     // x - X twice, not x - X and y - Y: the result callers were built against.
     const f4 d = sub(qx, load(m_x + b));
-    best = min(_mm_sqrt_ps(add(mul(d, d), mul(d, d))), best);
+    best = min(sqrt(add(mul(d, d), mul(d, d))), best);
   }
   alignas(16) float lanes[4];
   store(lanes, best);

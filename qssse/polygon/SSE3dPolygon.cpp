@@ -297,7 +297,7 @@ void CSSE3dPolygon::CalcBoundingBox() {
   if (whole < m_count) {
     // The padding lanes of the last block are replaced by point 0 so they cannot widen the box.
     const int tail = m_count - whole;
-    const f4 keep = _mm_castsi128_ps(_mm_cmplt_epi32(_mm_setr_epi32(0, 1, 2, 3), _mm_set1_epi32(tail)));
+    const f4 keep = firstLanes(tail);
     fold(select(keep, load(m_x + whole), splat(m_x[0])), select(keep, load(m_y + whole), splat(m_y[0])),
          select(keep, load(m_z + whole), splat(m_z[0])));
   }
@@ -308,10 +308,10 @@ void CSSE3dPolygon::CalcBoundingBox() {
   CSSEFns::min_of_m128(minX, loX);
   CSSEFns::min_of_m128(minY, loY);
   CSSEFns::min_of_m128(minZ, loZ);
-  m_stored[kMax].m = _mm_setr_ps(hiX[0], hiY[0], hiZ[0], 0.0f);
-  m_stored[kMin].m = _mm_setr_ps(loX[0], loY[0], loZ[0], 0.0f);
-  m_stored[kMax2D].m = _mm_setr_ps(hiX[0], hiY[0], 0.0f, 0.0f);
-  m_stored[kMin2D].m = _mm_setr_ps(loX[0], loY[0], 0.0f, 0.0f);
+  m_stored[kMax].m = lanes(hiX[0], hiY[0], hiZ[0], 0.0f);
+  m_stored[kMin].m = lanes(loX[0], loY[0], loZ[0], 0.0f);
+  m_stored[kMax2D].m = lanes(hiX[0], hiY[0], 0.0f, 0.0f);
+  m_stored[kMin2D].m = lanes(loX[0], loY[0], 0.0f, 0.0f);
   m_boxCalculated = true;
 }
 
@@ -338,12 +338,13 @@ void CSSE3dPolygon::GetBoundingBox3D(float& minX, float& minY, float& minZ, floa
 }
 
 void CSSE3dPolygon::CalcGeometricCenter() {
-  __m128 c = _mm_setzero_ps();
-  const __m128 n = _mm_set1_ps(static_cast<float>(m_count));
+  using namespace qssse::simd;
+  f4 c = zero();
+  const f4 n = splat(static_cast<float>(m_count));
   SSEPoint p;
   for (int i = 0; i < m_count; ++i) {
     GetPointSSE(i, p);
-    c = _mm_add_ps(c, _mm_div_ps(p.m, n));
+    c = add(c, div(p.m, n));
   }
   m_stored[kCenter].m = c;
   m_stored[kCenter].w = 0.0f;

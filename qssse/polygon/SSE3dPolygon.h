@@ -5,6 +5,7 @@
 #include "qssse/platform/ReferenceCounted.h"
 #include "qssse/polygon/ResolutionData.h"
 #include "qssse/vector/SSEPoint.h"
+#include "qssse/vector/SimdOps.h"
 
 class CArchive;
 class CbMatrix4Rf;
@@ -35,6 +36,11 @@ struct Vertex;
 // Bad input never crashes: out-of-range indices are ignored (getters leave their outputs untouched),
 // members that cannot work on an empty polygon do nothing and say so below, and loaders reject
 // impossible counts before allocating. A failed allocation raises CMemoryException.
+//
+// Steps below 1: a step that picks every step-th point or pixel (the pixel-chain constructor, the fill
+// rule, ClosestPointXY, InterpolateZ) is taken as 1; Subsample(k) with k < 1 leaves the polygon as it is;
+// a length step (ReParametrize*, CreateFromPolyLine and the curve constructors) that is not positive
+// resamples nothing (the spline constructor then keeps one point per control point).
 class QSSSE_API CSSE3dPolygon : public CbReferenceCounted {
  public:
   // ---- construction, copying, storage (SSE3dPolygon.cpp) ----
@@ -614,25 +620,25 @@ inline void CSSE3dPolygon::GetPointZ(int i, float& z) const {
 }
 inline void CSSE3dPolygon::SetPointSSE(int i, const SSEPoint& p) { SetPoint(i, p.x, p.y, p.z); }
 inline void CSSE3dPolygon::GetPointSSE(int i, SSEPoint& p) const {
-  p.m = _mm_setzero_ps();
+  p.m = qssse::simd::zero();
   if (!Valid(i)) return;
   p.x = m_x[i];
   p.y = m_y[i];
   p.z = m_z[i];
 }
 inline void CSSE3dPolygon::GetPointXYSSE(int i, SSEPoint& p) const {
-  p.m = _mm_setzero_ps();
+  p.m = qssse::simd::zero();
   if (!Valid(i)) return;
   p.x = m_x[i];
   p.y = m_y[i];
 }
 inline void CSSE3dPolygon::GetPointSSEClosed(int i, SSEPoint& p) const {
-  p.m = _mm_setzero_ps();
+  p.m = qssse::simd::zero();
   if (m_count <= 0) return;
   GetPointSSE(i % m_count, p);
 }
 inline void CSSE3dPolygon::GetPointSSEModulo(int i, SSEPoint& p) const {
-  p.m = _mm_setzero_ps();
+  p.m = qssse::simd::zero();
   if (m_count <= 0) return;
   int r = i % m_count;
   if (r < 0) r += m_count;
@@ -660,14 +666,14 @@ inline void CSSE3dPolygon::SetPointNormalizedSSE(int i, const SSEPoint& p) {
   SetPointNormalized(i, p.x, p.y, p.z);
 }
 inline void CSSE3dPolygon::GetPointNormalizedSSE(int i, SSEPoint& p) const {
-  p.m = _mm_setzero_ps();
+  p.m = qssse::simd::zero();
   if (!Valid(i)) return;
   p.x = m_nx[i];
   p.y = m_ny[i];
   p.z = m_nz[i];
 }
 inline void CSSE3dPolygon::GetPointNormalizedXYSSE(int i, SSEPoint& p) const {
-  p.m = _mm_setzero_ps();
+  p.m = qssse::simd::zero();
   if (!Valid(i)) return;
   p.x = m_nx[i];
   p.y = m_ny[i];

@@ -2,21 +2,14 @@
 #include <algorithm>
 #include <cmath>
 
+#include "qssse/polygon/CellCoordinates.h"
 #include "qssse/polygon/SSE3dPolygon.h"
 #include "qssse/raster/SSEMatrix.h"
 
 namespace {
 
-// Truncation toward zero that saturates instead of overflowing; NaN gives 0. Saturated coordinates
-// are clamped into the matrix by every write anyway.
-int TruncSat(float t) {
-  if (!(t == t)) return 0;
-  if (t >= 1073741824.0f) return 1073741824;
-  if (t <= -1073741824.0f) return -1073741824;
-  return static_cast<int>(t);
-}
-
-int Rnd(float t) { return TruncSat(t + 0.5f); }
+using qssse::polygon::Rnd;
+using qssse::polygon::TruncSat;
 
 int Clamp(int v, int lo, int hi) { return v < lo ? lo : (v > hi ? hi : v); }
 
@@ -24,15 +17,31 @@ bool IsBoundary(const CSSEMatrix& m, int x, int y, float value, float tolerance)
   return std::fabs(m.GetPoint(x, y) - value) < tolerance;
 }
 
-// Walks from `start` by `dir` (+1 or -1) until a boundary cell, `last` included; returns the index
-// found or `none`. Callers start inside the matrix: indices beyond it all read the same clamped cell,
-// which the callers test once instead of stepping through them.
-template <class IsB>
-long long Walk(long long start, int dir, long long last, IsB isBoundaryAt, long long none) {
-  for (long long i = start; dir > 0 ? i <= last : i >= last; i += dir) {
-    if (isBoundaryAt(i)) return i;
+// One span of the edge-walking fill along a row or column of `size` cells: from the vertex's cell p, walk
+// by dir (+1 or -1) to the first boundary cell (boundary(i)) and put(i) every cell strictly between. No
+// span when the first cell of the walk, p + dir, is off the walk's side of the matrix, or when the walk
+// reaches the matrix's end without a boundary. Cells beyond the far side all read as its border cell,
+// so the walk tests that cell once for all of them.
+template <class IsB, class Put>
+void CastSpan(long long p, int dir, long long size, IsB boundary, Put put) {
+  const long long last = dir > 0 ? size - 1 : 0;      // the end the walk runs to
+  const long long border = dir > 0 ? 0 : size - 1;    // the border it may start beyond
+  if (dir > 0 ? p >= size - 1 : p < 1) return;
+  long long start = p + dir;
+  if (dir > 0 ? start < 0 : start > size - 1) {
+    if (boundary(border)) return;
+    start = border + dir;
   }
-  return none;
+  long long found = -1;
+  for (long long i = start; dir > 0 ? i <= last : i >= last; i += dir) {
+    if (boundary(i)) {
+      found = i;
+      break;
+    }
+  }
+  if (found < 0) return;
+  const long long from = dir > 0 ? std::max<long long>(p + 1, 0) : std::min<long long>(p - 1, size - 1);
+  for (long long i = from; i != found; i += dir) put(i);
 }
 
 }  // namespace
@@ -45,67 +54,27 @@ void CSSE3dPolygon::DrawInMatrixAndFill(float value, CSSEMatrix* m) {
   const float span = value + 5.0f;
   // 1. vertices
   for (int i = 0; i < n; ++i) m->SetPoint(Rnd(m_x[i]), Rnd(m_y[i]), value);
-  // 2. one span per edge, to the left of its direction of travel
+  // 2. one span per edge, to the left of its direction of travel: steep edges along their row (leftward
+  //    going down, rightward going up), shallow ones along their column (downward going right, upward
+  //    going left)
   for (int i = 0; i < n; ++i) {
     const int j = i + 1 == n ? 0 : i + 1;
     const float dx = m_x[j] - m_x[i], dy = m_y[j] - m_y[i];
     const long long px = Rnd(m_x[i]), py = Rnd(m_y[i]);
-    const bool steep = std::fabs(dx) <= std::fabs(dy);
-    if (steep) {
+    if (std::fabs(dx) <= std::fabs(dy)) {
       const int row = Clamp(static_cast<int>(py), 0, h - 1);
-      auto boundary = [&](long long x) { return IsBoundary(*m, static_cast<int>(x), row, value, 1.0f); };
-      if (dy >= 0) {
-        if (px < 1) continue;
-        // Cells beyond the right border read as the border cell: one read stands for all of them.
-        long long start = px - 1;
-        if (start > w - 1) {
-          if (boundary(w - 1)) continue;
-          start = w - 2;
-        }
-        const long long found = Walk(start, -1, 0, boundary, -1);
-        if (found < 0) continue;
-        for (long long x = std::min<long long>(px - 1, w - 1); x > found; --x)
-          m->SetPoint(static_cast<int>(x), row, span);
-      } else {
-        if (px >= w - 1) continue;
-        long long start = px + 1;
-        if (start < 0) {
-          if (boundary(0)) continue;
-          start = 1;
-        }
-        const long long found = Walk(start, 1, w - 1, boundary, -1);
-        if (found < 0) continue;
-        for (long long x = std::max<long long>(px + 1, 0); x < found; ++x)
-          m->SetPoint(static_cast<int>(x), row, span);
-      }
+      CastSpan(
+          px, dy >= 0 ? -1 : 1, w,
+          [&](long long x) { return IsBoundary(*m, static_cast<int>(x), row, value, 1.0f); },
+          [&](long long x) { m->SetPoint(static_cast<int>(x), row, span); });
     } else {
       const int col = Clamp(static_cast<int>(px), 0, w - 1);
-      if (dx >= 0) {
-        // The tighter tolerance of this case is intended and kept.
-        auto boundary = [&](long long y) { return IsBoundary(*m, col, static_cast<int>(y), value, 0.1f); };
-        if (py >= h - 1) continue;
-        long long start = py + 1;
-        if (start < 0) {
-          if (boundary(0)) continue;
-          start = 1;
-        }
-        const long long found = Walk(start, 1, h - 1, boundary, -1);
-        if (found < 0) continue;
-        for (long long y = std::max<long long>(py + 1, 0); y < found; ++y)
-          m->SetPoint(col, static_cast<int>(y), span);
-      } else {
-        auto boundary = [&](long long y) { return IsBoundary(*m, col, static_cast<int>(y), value, 1.0f); };
-        if (py < 1) continue;
-        long long start = py - 1;
-        if (start > h - 1) {
-          if (boundary(h - 1)) continue;
-          start = h - 2;
-        }
-        const long long found = Walk(start, -1, 0, boundary, -1);
-        if (found < 0) continue;
-        for (long long y = std::min<long long>(py - 1, h - 1); y > found; --y)
-          m->SetPoint(col, static_cast<int>(y), span);
-      }
+      // The tighter tolerance of the rightward case is intended and kept.
+      const float tolerance = dx >= 0 ? 0.1f : 1.0f;
+      CastSpan(
+          py, dx >= 0 ? 1 : -1, h,
+          [&](long long y) { return IsBoundary(*m, col, static_cast<int>(y), value, tolerance); },
+          [&](long long y) { m->SetPoint(col, static_cast<int>(y), span); });
     }
   }
 }

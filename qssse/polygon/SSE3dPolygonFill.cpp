@@ -13,28 +13,25 @@
 
 #include <algorithm>
 #include <cmath>
-#include <exception>
+#include <cstdint>
 #include <memory>
 #include <utility>
 #include <vector>
 
 #include "qssse/platform/CPU.h"
-#include "qssse/platform/Event.h"
-#include "qssse/platform/WinThread.h"
+#include "qssse/platform/ScratchVector.h"
+#include "qssse/platform/WorkerPool.h"
 
+#include "qssse/polygon/CellCoordinates.h"
 #include "qssse/polygon/SSE3dPolygon.h"
+#include "qssse/raster/PixelLayout.h"
 #include "qssse/raster/SSEMatrix.h"
 #include "qssse/raster/SSEcharMatrix.h"
+#include "qssse/vector/SimdOps.h"
 
 namespace {
 
-// Truncation toward zero that saturates instead of overflowing; NaN gives 0.
-int TruncSat(float t) {
-  if (!(t == t)) return 0;
-  if (t >= 1073741824.0f) return 1073741824;
-  if (t <= -1073741824.0f) return -1073741824;
-  return static_cast<int>(t);
-}
+using qssse::polygon::TruncSat;
 
 // First i in [lo, hi) for which pred holds, for a pred that is false and then true; hi when none.
 template <class Pred>
@@ -71,10 +68,12 @@ struct Ranges {
   int xStart, xEnd, yStart, yEnd;
 };
 
-// Calls emit(x, j0, j1) for every maximal run of grid rows j0 .. j1-1 of column x (columns ascending,
-// runs ascending) whose cells the fill rule with step 1 finds inside the ring.
-template <class Emit>
-void SweepInside(const Ring& ring, const Grid& g, Emit emit) {
+// The column sweep: calls column(x, jLo, ends, count) for every grid column x (ascending) that some edge
+// straddles, where rows jLo .. jHi-1 pass the rule's box test and each of the count straddling edges
+// toggles the rows jLo .. end-1 of the column (ends > jLo, unordered). A cell is inside when an odd
+// number of those prefixes covers it.
+template <class Column>
+void SweepEnds(const Ring& ring, const Grid& g, Column column) {
   const int n = static_cast<int>(ring.x.size());
   if (n < 3 || g.nx <= 0 || g.ny <= 0) return;
   auto colX = [&](int i) { return static_cast<float>(g.x0 + i * g.sx); };
@@ -138,9 +137,17 @@ void SweepInside(const Ring& ring, const Grid& g, Emit emit) {
       }
       if (end > jLo) ends.push_back(end);
     }
-    // 4. a row is inside when an odd number of prefixes covers it
-    std::sort(ends.begin(), ends.end());
-    const int m = static_cast<int>(ends.size());
+    column(g.x0 + i * g.sx, jLo, ends.data(), static_cast<int>(ends.size()));
+  }
+}
+
+// Calls emit(x, j0, j1) for every maximal run of grid rows j0 .. j1-1 of column x (columns ascending,
+// runs ascending) whose cells the fill rule with step 1 finds inside the ring.
+template <class Emit>
+void SweepInside(const Ring& ring, const Grid& g, Emit emit) {
+  SweepEnds(ring, g, [&](int x, int jLo, int* ends, int m) {
+    // a row is inside when an odd number of prefixes covers it
+    std::sort(ends, ends + m);
     int runStart = -1, runEnd = -1, from = jLo;
     for (int k = 0; k < m; ++k) {
       const int to = ends[k];
@@ -148,15 +155,26 @@ void SweepInside(const Ring& ring, const Grid& g, Emit emit) {
         if (runEnd == from) {
           runEnd = to;
         } else {
-          if (runStart >= 0) emit(g.x0 + i * g.sx, runStart, runEnd);
+          if (runStart >= 0) emit(x, runStart, runEnd);
           runStart = from;
           runEnd = to;
         }
       }
       from = to;
     }
-    if (runStart >= 0) emit(g.x0 + i * g.sx, runStart, runEnd);
-  }
+    if (runStart >= 0) emit(x, runStart, runEnd);
+  });
+}
+
+// The same cells as toggles: toggle(x, j) for each grid row j of column x at which the inside state
+// changes an odd number of times going down the column (j = jLo included; rows at or beyond jHi are
+// outside); the inside cells of a column are those after an odd number of toggles.
+template <class Toggle>
+void SweepToggles(const Ring& ring, const Grid& g, Toggle toggle) {
+  SweepEnds(ring, g, [&](int x, int jLo, const int* ends, int m) {
+    if (m & 1) toggle(x, jLo);
+    for (int k = 0; k < m; ++k) toggle(x, ends[k]);
+  });
 }
 
 Ring RingOf(const CSSE3dPolygon& p, bool normalized) {
@@ -215,30 +233,95 @@ void StampColumn(CSSEMatrix& m, int x, int y0, int sy, int j0, int j1, float val
 }
 
 // Write rules of the Fine family, on one cell and on four cells at once (the same comparisons lane by
-// lane: Min and Max as CSSEMatrix::SetPointMin and SetPointMax, so a NaN cell takes the value).
-struct WriteSet {
+// lane: Set, Min and Max are the raster's keep rules, so a NaN cell takes the value).
+template <class Keep>
+struct WriteKept {
   float v;
-  void operator()(float* p) const { *p = v; }
-  __m128 operator()(__m128) const { return _mm_set1_ps(v); }
+  void operator()(float* p) const { *p = Keep::Keep(*p, v); }
+  __m128 operator()(__m128 p) const { return Keep::Keep(p, qssse::simd::splat(v)); }
 };
-struct WriteMin {
-  float v;
-  void operator()(float* p) const { *p = v > *p ? *p : v; }
-  __m128 operator()(__m128 p) const { return _mm_min_ps(p, _mm_set1_ps(v)); }
-};
-struct WriteMax {
-  float v;
-  void operator()(float* p) const { *p = *p > v ? *p : v; }
-  __m128 operator()(__m128 p) const { return _mm_max_ps(p, _mm_set1_ps(v)); }
-};
+using WriteSet = WriteKept<qssse::raster::KeepOverwrite>;
+using WriteMin = WriteKept<qssse::raster::KeepMin>;
+using WriteMax = WriteKept<qssse::raster::KeepMax>;
 struct WriteSub {
   float v, threshold;
   void operator()(float* p) const {
     if (*p - v < threshold) *p = 0.0f;
   }
   __m128 operator()(__m128 p) const {
-    return _mm_andnot_ps(_mm_cmplt_ps(_mm_sub_ps(p, _mm_set1_ps(v)), _mm_set1_ps(threshold)), p);
+    using namespace qssse::simd;
+    return andnot(lt(sub(p, splat(v)), splat(threshold)), p);
   }
+};
+
+// The inside cells of a fill, collected as runs down the columns and written along the SIMD rows: a run
+// toggles a bit at its first row and after its last in a bitmap of the covered area, the rows' inside
+// masks are the running exclusive-or of those bits, and four rows at a time give each element's lanes.
+// Whole elements (all four rows inside) are written as whole vectors. Writes along the rows, one element
+// after the other, instead of one element per SIMD row down a column.
+class RowWriter {
+ public:
+  // The area: columns x0..x1, rows y0..y1 of m (inside it).
+  RowWriter(int x0, int x1, int y0, int y1)
+      : x0_(x0), y0_(y0), y1_(y1), words_((x1 - x0 + 64) / 64),
+        toggles_(qssse::scratchVector<std::uint64_t>(words_ * static_cast<std::size_t>(y1 - y0 + 2))) {}
+
+  // Rows ya..yb (inclusive, inside the area) of column x are inside.
+  void Run(int x, int ya, int yb) {
+    Toggle(x, ya);
+    Toggle(x, yb + 1);
+  }
+  // The inside state of column x changes at row y (y0 <= y <= y1 + 1).
+  void Toggle(int x, int y) {
+    toggles_[static_cast<std::size_t>(y - y0_) * words_ + (static_cast<std::size_t>(x - x0_) >> 6)] ^=
+        std::uint64_t{1} << ((x - x0_) & 63);
+  }
+
+  template <class Rule>
+  void Write(__m128** rows, Rule rule) const {
+    using namespace qssse::simd;
+    std::vector<std::uint64_t> inside = qssse::scratchVector<std::uint64_t>(4 * words_);
+    std::vector<std::uint64_t> running = qssse::scratchVector<std::uint64_t>(words_);
+    for (int g = y0_ >> 2; g <= y1_ >> 2; ++g) {
+      // 1. the four rows' inside masks
+      for (int l = 0; l < 4; ++l) {
+        const int y = 4 * g + l;
+        std::uint64_t* row = &inside[static_cast<std::size_t>(l) * words_];
+        if (y < y0_ || y > y1_) {
+          std::fill(row, row + words_, 0);
+          continue;
+        }
+        const std::uint64_t* t = &toggles_[static_cast<std::size_t>(y - y0_) * words_];
+        for (std::size_t w = 0; w < words_; ++w) row[w] = running[w] ^= t[w];
+      }
+      // 2. the elements: whole ones as whole vectors, the others lane by lane through a mask
+      __m128* band = rows[g] + x0_;
+      for (std::size_t w = 0; w < words_; ++w) {
+        const std::uint64_t m0 = inside[w], m1 = inside[words_ + w], m2 = inside[2 * words_ + w],
+                            m3 = inside[3 * words_ + w];
+        std::uint64_t whole = m0 & m1 & m2 & m3, part = (m0 | m1 | m2 | m3) & ~whole;
+        __m128* e = band + 64 * w;
+        while (whole != 0) {
+          const int first = __builtin_ctzll(whole);
+          const std::uint64_t run = whole >> first;
+          const int length = run == ~std::uint64_t{0} ? 64 - first : __builtin_ctzll(~run);
+          for (int k = first; k < first + length; ++k) e[k] = rule(e[k]);
+          whole &= length + first >= 64 ? 0 : ~std::uint64_t{0} << (first + length);
+        }
+        while (part != 0) {
+          const int k = __builtin_ctzll(part);
+          part &= part - 1;
+          const f4 lanesIn = laneMask((m0 >> k) & 1, (m1 >> k) & 1, (m2 >> k) & 1, (m3 >> k) & 1);
+          e[k] = select(lanesIn, rule(e[k]), e[k]);
+        }
+      }
+    }
+  }
+
+ private:
+  int x0_, y0_, y1_;
+  std::size_t words_;
+  std::vector<std::uint64_t> toggles_;
 };
 
 // The margin-5 grid of the Fine members over the clamped box.
@@ -275,18 +358,31 @@ void FillFine(CSSE3dPolygon& self, CSSEMatrix* m, bool subsample, float yFrom, f
   const int w = m->GetSizeX(), h = m->GetSizeY();
   __m128** rows = m->GetMatrixDataDirectly();
   const Grid g = FineGrid(r, w, h);
+  // Runs inside the matrix go through the row writer; the few that clamping folds onto a border column
+  // or row are written cell by cell (every write rule is idempotent and reads only its own cell, so the
+  // order of writes does not matter).
+  const int ax0 = std::max(g.x0, 0), ax1 = std::min(g.x0 + g.nx - 1, w - 1);
+  const int ay0 = std::max(g.y0, 0), ay1 = std::min(g.y0 + g.ny - 1, h - 1);
+  if (ax0 > ax1 || ay0 > ay1) return;
+  RowWriter writer(ax0, ax1, ay0, ay1);
+  if (g.x0 >= 0 && g.x0 + g.nx <= w && g.y0 >= 0 && g.y0 + g.ny <= h) {
+    // Nothing to clamp: the column sweep's toggles go straight into the bitmap, without runs.
+    SweepToggles(RingOf(copy, false), g, [&](int x, int j) { writer.Toggle(x, g.y0 + j); });
+    writer.Write(rows, rule);
+    return;
+  }
   SweepInside(RingOf(copy, false), g, [&](int x, int j0, int j1) {
-    const int cx = std::clamp(x, 0, w - 1);
-    int y = std::clamp(g.y0 + j0, 0, h - 1);
-    const int yb = std::clamp(g.y0 + j1 - 1, 0, h - 1);
-    // Single cells up to a four-row boundary, whole SIMD elements, then single cells again.
-    for (; y <= yb && (y & 3) != 0; ++y) rule(reinterpret_cast<float*>(rows[y >> 2]) + 4 * cx + (y & 3));
-    for (; y + 3 <= yb; y += 4) {
-      __m128* e = rows[y >> 2] + cx;
-      *e = rule(*e);
+    const int ya = g.y0 + j0, yb = g.y0 + j1 - 1;
+    if (x >= 0 && x < w && ya >= 0 && yb < h) {
+      writer.Run(x, ya, yb);
+      return;
     }
-    for (; y <= yb; ++y) rule(reinterpret_cast<float*>(rows[y >> 2]) + 4 * cx + (y & 3));
+    const int cx = std::clamp(x, 0, w - 1);
+    for (int y = std::clamp(ya, 0, h - 1); y <= std::clamp(yb, 0, h - 1); ++y) {
+      rule(qssse::raster::PixelAddress(rows, cx, y));
+    }
   });
+  writer.Write(rows, rule);
 }
 
 float SegmentDistance(float qx, float qy, float ax, float ay, float bx, float by) {
@@ -333,7 +429,7 @@ void CSSE3dPolygon::DrawInCharMatrixAndFillFine(char value, CSSEcharMatrix* m, b
   SweepInside(RingOf(copy, false), g, [&](int x, int j0, int j1) {
     const int cx = std::clamp(x, 0, w - 1);
     const int ya = std::clamp(g.y0 + j0, 0, h - 1), yb = std::clamp(g.y0 + j1 - 1, 0, h - 1);
-    for (int y = ya; y <= yb; ++y) reinterpret_cast<char*>(rows[y >> 4])[16 * cx + (y & 15)] = value;
+    for (int y = ya; y <= yb; ++y) *qssse::raster::BytePixelAddress(rows, cx, y) = value;
   });
 }
 
@@ -353,7 +449,7 @@ void CSSE3dPolygon::DrawOutsidePixels(CSSEMatrix& m, float value) {
   const int w = m.GetSizeX(), h = m.GetSizeY();
   __m128** rows = m.GetMatrixDataDirectly();
   auto put = [&](int x, int y0, int y1) {
-    for (int y = y0; y < y1; ++y) reinterpret_cast<float*>(rows[y >> 2])[4 * x + (y & 3)] = value;
+    for (int y = y0; y < y1; ++y) *qssse::raster::PixelAddress(rows, x, y) = value;
   };
   if (m_count < 3) {
     for (int x = 0; x < w; ++x) put(x, 0, h);
@@ -449,7 +545,6 @@ struct BandWork {
   CSSEMatrix* matrix;
   int ownFirst, ownEnd;
   std::vector<std::pair<int, int>> spill;  // (x, y) samples left to the caller
-  CEvent done;
 };
 
 void RunBand(BandWork& b) {
@@ -511,25 +606,8 @@ void CSSE3dPolygon::DrawInMatrixAndFillCoarseFast(float value, CSSEMatrix* m, bo
     b->ownEnd = k + 1 == t ? h : std::clamp(b->firstRow + height, 0, h);
     bands.push_back(std::move(b));
   }
-  // 3. one worker per band; wait for every band's event in order, then collect the workers' errors.
-  // The threads are declared after the bands so that they are joined before the bands go away.
-  std::vector<std::unique_ptr<CWinThread>> workers;
-  workers.reserve(bands.size());
-  for (auto& b : bands) {
-    b->done.ResetEvent();
-    BandWork* work = b.get();
-    workers.push_back(AfxBeginThread([work] { RunBand(*work); }, &work->done));
-  }
-  for (auto& b : bands) WaitForSingleObject(b->done, CEvent::INFINITE_WAIT);
-  std::exception_ptr error;
-  for (auto& worker : workers) {
-    try {
-      worker->Join();
-    } catch (...) {
-      if (!error) error = std::current_exception();
-    }
-  }
-  if (error) std::rethrow_exception(error);
+  // 3. one worker per band, waited for in order
+  qssse::RunWorkers(t, [&bands](int k) { RunBand(*bands[static_cast<std::size_t>(k)]); });
   // 4. the stamps that reach across a band edge, on this thread
   for (const auto& b : bands) {
     for (const auto& [x, y] : b->spill) m->Set3x3BoxPoint(x, y, value);

@@ -25,8 +25,8 @@ inline int EdgesAbove(const float* xs, const float* ys, int n, int b, qssse::sim
   f4 px, py;
   if (b == 0) {
     // lanes (n-1, 0, 1, 2)
-    px = _mm_move_ss(_mm_castsi128_ps(_mm_slli_si128(_mm_castps_si128(cx), 4)), _mm_set_ss(xs[n - 1]));
-    py = _mm_move_ss(_mm_castsi128_ps(_mm_slli_si128(_mm_castps_si128(cy), 4)), _mm_set_ss(ys[n - 1]));
+    px = shiftLanesUp(cx, splat(xs[n - 1]));
+    py = shiftLanesUp(cy, splat(ys[n - 1]));
   } else {
     px = loadu(xs + b - 1);
     py = loadu(ys + b - 1);

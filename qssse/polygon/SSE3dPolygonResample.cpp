@@ -29,7 +29,6 @@ void CSSE3dPolygon::ReParametrizeImpl(float step, int* map, bool withZ) {
   using namespace qssse::simd;
   if (!(step > 0.0f)) return;
   const f4 steps = splat(step);
-  const f4 absMask = _mm_castsi128_ps(_mm_set1_epi32(0x7fffffff));
   // 1. the number of points each edge emits (0: the edge keeps its start point alone) and the output
   //    index of each start point
   std::vector<int> emitted = qssse::scratchVector<int>(static_cast<std::size_t>(m_count));
@@ -39,7 +38,7 @@ void CSSE3dPolygon::ReParametrizeImpl(float step, int* map, bool withZ) {
     const int j = i + 1 < m_count ? i + 1 : 0;
     // Built in registers: assembling the point lane by lane in memory would stall the vector load.
     const f4 d = sub(lanes(m_x[j], m_y[j], m_z[j], 0.0f), lanes(m_x[i], m_y[i], m_z[i], 0.0f));
-    ad.m = and_(d, absMask);
+    ad.m = abs(d);
     ratio.m = div(ad.m, steps);  // |d| / step on all lanes in one division
     if (map != nullptr && c < kMaxEmitted) map[i] = c;
     int k = 0;
@@ -114,10 +113,9 @@ bool CSSE3dPolygon::PointAlreadyThereInArrayXY(int i, const SSEPoint& p, float t
   const int k = std::clamp(i, 0, std::max(m_count - 1, 0));
   if (k < 1 || m_count <= 0) return false;
   const f4 px = splat(p.x), py = splat(p.y), tol = splat(tolerance);
-  const f4 absMask = _mm_castsi128_ps(_mm_set1_epi32(0x7fffffff));
   int j = 0;
   for (; j + 4 <= k; j += 4) {
-    const f4 dist = add(and_(sub(load(m_x + j), px), absMask), and_(sub(load(m_y + j), py), absMask));
+    const f4 dist = add(abs(sub(load(m_x + j), px)), abs(sub(load(m_y + j), py)));
     if (any(lt(dist, tol))) return true;
   }
   for (; j < k; ++j) {

@@ -53,15 +53,13 @@ std::vector<Comparator> MedianNetwork(int n) {
 inline f4 VerticalShift(f4 above, f4 cur, f4 below, int d) {
   switch (d) {
     case -2:
-      return _mm_shuffle_ps(above, cur, _MM_SHUFFLE(1, 0, 3, 2));
+      return shuffle<2, 3, 0, 1>(above, cur);
     case -1:
-      return _mm_shuffle_ps(_mm_shuffle_ps(above, cur, _MM_SHUFFLE(1, 0, 3, 2)), cur,
-                            _MM_SHUFFLE(2, 1, 2, 1));
+      return shuffle<1, 2, 1, 2>(shuffle<2, 3, 0, 1>(above, cur), cur);
     case 1:
-      return _mm_shuffle_ps(cur, _mm_shuffle_ps(cur, below, _MM_SHUFFLE(1, 0, 3, 2)),
-                            _MM_SHUFFLE(2, 1, 2, 1));
+      return shuffle<1, 2, 1, 2>(cur, shuffle<2, 3, 0, 1>(cur, below));
     case 2:
-      return _mm_shuffle_ps(cur, below, _MM_SHUFFLE(1, 0, 3, 2));
+      return shuffle<2, 3, 0, 1>(cur, below);
     default:
       return cur;
   }
@@ -109,9 +107,8 @@ void Median(const CSSEMatrix& source, CSSEMatrix& target, int x0, int x1, int y0
       }
     }
     // 2. the network over the kSide x kSide window of each column, clamped in x
-    alignas(16) int laneIn[4];
-    for (int l = 0; l < 4; ++l) laneIn[l] = (4 * g + l >= y0 && 4 * g + l <= y1) ? -1 : 0;
-    const f4 rowsIn = _mm_castsi128_ps(_mm_load_si128(reinterpret_cast<const __m128i*>(laneIn)));
+    const auto in = [&](int l) { return 4 * g + l >= y0 && 4 * g + l <= y1; };
+    const f4 rowsIn = laneMask(in(0), in(1), in(2), in(3));
     for (int x = x0; x <= x1; ++x) {
       f4 v[kCount];
       for (int dx = -kRadius; dx <= kRadius; ++dx) {

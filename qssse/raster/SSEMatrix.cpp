@@ -108,7 +108,7 @@ void CSSEMatrix::Clear() {
 }
 
 void CSSEMatrix::Fill(float v) {
-  const __m128 value = _mm_set1_ps(v);
+  const __m128 value = qssse::simd::splat(v);
   ForEachField([value](__m128* block, std::size_t n) {
     for (std::size_t i = 0; i < n; ++i) block[i] = value;
   });
@@ -145,60 +145,80 @@ void CSSEMatrix::CopyFromField(const DmField2D<float, 1>& field) {
 
 namespace {
 
-// True when src cannot hold a centred window of dst's size (the centred copies then do nothing).
-bool WindowMissing(const CSSEMatrix& dst, const CSSEMatrix& src) {
-  return src.GetSizeX() < dst.GetSizeX() || src.GetSizeY() < dst.GetSizeY() || dst.GetSizeY() < 1;
+// The centred window of src over dst: dst(x, y) = combine(dst(x, y), src(x - (dst.sizeX >> 1) +
+// (src.sizeX >> 1), y - likewise)), src read clamped. Nothing when src cannot hold the window.
+template <class Combine>
+void CopyCentered(CSSEMatrix& dst, const CSSEMatrix& src, Combine combine) {
+  const int w = dst.GetSizeX(), h = dst.GetSizeY();
+  if (src.GetSizeX() < w || src.GetSizeY() < h || h < 1 || !dst.HasPixels()) return;
+  const int dx = (src.GetSizeX() >> 1) - (w >> 1), dy = (src.GetSizeY() >> 1) - (h >> 1);
+  __m128** rows = dst.GetMatrixDataDirectly();
+  for (int y = 0; y < h; ++y) {
+    for (int x = 0; x < w; ++x) {
+      float* p = qssse::raster::PixelAddress(rows, x, y);
+      *p = combine(*p, src.GetPoint(x + dx, y + dy));
+    }
+  }
 }
 
 }  // namespace
 
 void CSSEMatrix::CopyFromSSEMatrixCentered(const CSSEMatrix& src) {
   Clear();
-  if (WindowMissing(*this, src) || !HasPixels()) return;
-  const int dx = (src.sizeX >> 1) - (sizeX >> 1), dy = (src.sizeY >> 1) - (sizeY >> 1);
-  for (int y = 0; y < sizeY; ++y) {
-    for (int x = 0; x < sizeX; ++x) *pixel(x, y) = src.GetPoint(x + dx, y + dy);
-  }
+  CopyCentered(*this, src, [](float, float w) { return w; });
 }
 
+// Only a strictly larger (smaller) window value replaces the pixel: a NaN on either side keeps it.
 void CSSEMatrix::CopyFromSSEMatrixCenteredMaximum(const CSSEMatrix& src) {
-  if (WindowMissing(*this, src) || !HasPixels()) return;
-  const int dx = (src.sizeX >> 1) - (sizeX >> 1), dy = (src.sizeY >> 1) - (sizeY >> 1);
-  for (int y = 0; y < sizeY; ++y) {
-    for (int x = 0; x < sizeX; ++x) {
-      const float w = src.GetPoint(x + dx, y + dy);
-      float* p = pixel(x, y);
-      if (w > *p) *p = w;
-    }
-  }
+  CopyCentered(*this, src, [](float p, float w) { return w > p ? w : p; });
 }
 
 void CSSEMatrix::CopyFromSSEMatrixCenteredMinimum(const CSSEMatrix& src) {
-  if (WindowMissing(*this, src) || !HasPixels()) return;
-  const int dx = (src.sizeX >> 1) - (sizeX >> 1), dy = (src.sizeY >> 1) - (sizeY >> 1);
-  for (int y = 0; y < sizeY; ++y) {
-    for (int x = 0; x < sizeX; ++x) {
-      const float w = src.GetPoint(x + dx, y + dy);
-      float* p = pixel(x, y);
-      if (w < *p) *p = w;
-    }
-  }
+  CopyCentered(*this, src, [](float p, float w) { return w < p ? w : p; });
 }
 
 void CSSEMatrix::CalcMinMaxValues(float* maxOut, float* minOut) const {
   if (rows != nullptr && sseSizeY > 2 && sseSizeX > 6) {
     using namespace qssse::simd;
-    // The accumulator is the second operand, so a NaN pixel loses every comparison and is ignored.
-    f4 mn = splat(1000000.0f), mx = splat(-1000000.0f);
-    for (int g = 1; g <= sseSizeY - 2; ++g) {
-      const __m128* row = rows[g];
+    // The accumulator is the second operand, so a NaN pixel loses every comparison and is ignored, and of
+    // equal values (+0 and -0) the earlier one stays. Four accumulator pairs, each over a quarter of the
+    // rows in order, run side by side; then each later quarter's result joins the earlier ones as the
+    // second operand, which keeps the earlier of equal values: the same bits as one pair over all rows.
+    constexpr int kParts = 4;
+    f4 mn[kParts], mx[kParts];
+    for (int p = 0; p < kParts; ++p) {
+      mn[p] = splat(1000000.0f);
+      mx[p] = splat(-1000000.0f);
+    }
+    const int first = 1, end = sseSizeY - 1, part = (end - first) / kParts;
+    // Part p owns rows first + p·part .. first + (p+1)·part - 1; the last also owns the rest.
+    for (int k = 0; k < part; ++k) {
+      const __m128 *r0 = rows[first + k], *r1 = rows[first + part + k], *r2 = rows[first + 2 * part + k],
+                   *r3 = rows[first + 3 * part + k];
       for (int x = 3; x <= sseSizeX - 4; ++x) {
-        mn = min(row[x], mn);
-        mx = max(row[x], mx);
+        mn[0] = min(r0[x], mn[0]);
+        mx[0] = max(r0[x], mx[0]);
+        mn[1] = min(r1[x], mn[1]);
+        mx[1] = max(r1[x], mx[1]);
+        mn[2] = min(r2[x], mn[2]);
+        mx[2] = max(r2[x], mx[2]);
+        mn[3] = min(r3[x], mn[3]);
+        mx[3] = max(r3[x], mx[3]);
       }
     }
-    CSSEFns::min_of_m128(mn, minOut);
-    CSSEFns::max_of_m128(mx, maxOut);
+    for (int g = first + kParts * part; g < end; ++g) {
+      for (int x = 3; x <= sseSizeX - 4; ++x) {
+        mn[kParts - 1] = min(rows[g][x], mn[kParts - 1]);
+        mx[kParts - 1] = max(rows[g][x], mx[kParts - 1]);
+      }
+    }
+    f4 allMin = mn[0], allMax = mx[0];
+    for (int p = 1; p < kParts; ++p) {
+      allMin = min(mn[p], allMin);
+      allMax = max(mx[p], allMax);
+    }
+    CSSEFns::min_of_m128(allMin, minOut);
+    CSSEFns::max_of_m128(allMax, maxOut);
     return;
   }
   if (!HasPixels()) {

@@ -9,6 +9,7 @@
 #include "qssse/platform/ReferenceCounted.h"
 #include "qssse/platform/String.h"
 #include "qssse/raster/ImgFromToArray.h"
+#include "qssse/raster/PixelLayout.h"
 
 class CArchive;
 class CSSEcharMatrix;
@@ -105,7 +106,9 @@ class QSSSE_API CSSEMatrix : public CbReferenceCounted {
   // sseSizeY > 2 and sseSizeX > 6 are scanned by SIMD without a frame of one SIMD row at top and bottom
   // and three columns left and right, starting from min 1e6 / max -1e6 (so min <= 1e6 and max >= -1e6
   // always); smaller ones are scanned pixel by pixel from +-FLT_MAX; a matrix without pixels yields the
-  // inverted range max = +FLT_MAX, min = -FLT_MAX. NaN pixels are ignored.
+  // inverted range max = +FLT_MAX, min = -FLT_MAX. NaN pixels are ignored; of equal extremes (+0 and
+  // -0) each lane keeps the first in scan order (SIMD rows down, columns across), and the four lanes are
+  // joined as CSSEFns::min_of_m128 / max_of_m128 join them.
   void CalcMinMaxValues(float* maxOut, float* minOut) const;
 
   // ---- persistence (SSEMatrixIO.cpp) ----
@@ -265,6 +268,11 @@ class QSSSE_API CSSEMatrix : public CbReferenceCounted {
   // The same four rows at a time with SIMD; equal to ScaleMatrix bit for bit on every pixel. The
   // result is built in new storage that replaces the old (earlier row pointers become invalid).
   void ScaleMatrix_SSE(int newSizeX, int newSizeY);
+  // The same resampling of this matrix into target, which is re-created at the new size unless it has
+  // that size already (then its storage, its pages already in memory, is reused); this matrix is
+  // unchanged. target == this scales in place. A size below 1 or a matrix without pixels leaves target
+  // as it is.
+  void ScaleMatrix_SSE(int newSizeX, int newSizeY, CSSEMatrix& target) const;
 
   // ---- value queries, row fill and masks (SSEMatrixQueries.cpp) ----
   // All queries read the real pixels only (never padding) and skip NaN pixels.
@@ -299,7 +307,7 @@ class QSSSE_API CSSEMatrix : public CbReferenceCounted {
 
  protected:
   // Unchecked address of pixel (x, y): the caller guarantees storage and in-range coordinates.
-  float* pixel(int x, int y) const { return reinterpret_cast<float*>(rows[y >> 2]) + 4 * x + (y & 3); }
+  float* pixel(int x, int y) const { return qssse::raster::PixelAddress(rows, x, y); }
   // Applies f(__m128* block, std::size_t count) to each allocated field in turn: every element of the
   // matrix, padding included, exactly once. Nothing happens without storage.
   template <class F>
@@ -316,6 +324,8 @@ class QSSSE_API CSSEMatrix : public CbReferenceCounted {
   void StampCross(int x, int y, float v);
   template <class Op>
   void StampSafe(int x, int y, float v);  // one clamped pixel, combined by Op
+  // The SIMD resampling of src into t (sized already, not src).
+  static void ScaleInto(const CSSEMatrix& src, CSSEMatrix& t);
   // Exchanges sizes and pixel storage with other (span array and rowProcessed stay): a kernel builds
   // its result in a temporary and keeps it without a copy back.
   void SwapStorage(CSSEMatrix& other) noexcept;

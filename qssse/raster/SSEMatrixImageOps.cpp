@@ -19,25 +19,18 @@ namespace {
 // Lanes of SIMD row g that hold real pixels of a matrix sizeY high.
 inline f4 RealLanes(int g, int sizeY) {
   const int y = 4 * g;
-  return _mm_castsi128_ps(_mm_setr_epi32(y < sizeY ? -1 : 0, y + 1 < sizeY ? -1 : 0, y + 2 < sizeY ? -1 : 0,
-                                         y + 3 < sizeY ? -1 : 0));
+  return firstLanes(sizeY - y);
 }
 
 inline int PopCount4(int bits) { return (bits & 1) + (bits >> 1 & 1) + (bits >> 2 & 1) + (bits >> 3 & 1); }
 
 // (a3, v0, v1, v2): every lane gets the pixel one row up, lane 0 the last lane of `above`.
-inline f4 FromAbove(f4 v, f4 above) {
-  const f4 rotated = _mm_shuffle_ps(v, v, _MM_SHUFFLE(2, 1, 0, 3));
-  return _mm_move_ss(rotated, _mm_shuffle_ps(above, above, _MM_SHUFFLE(3, 3, 3, 3)));
-}
+inline f4 FromAbove(f4 v, f4 above) { return shiftLanesUp(v, above); }
 
 // (v1, v2, v3, b0): every lane gets the pixel one row down, lane 3 the first lane of `below`.
-inline f4 FromBelow(f4 v, f4 below) {
-  const f4 t = _mm_move_ss(v, below);
-  return _mm_shuffle_ps(t, t, _MM_SHUFFLE(0, 3, 2, 1));
-}
+inline f4 FromBelow(f4 v, f4 below) { return shiftLanesDown(v, below); }
 
-inline f4 Abs(f4 v) { return andnot(splat(-0.0f), v); }
+inline f4 Abs(f4 v) { return abs(v); }
 
 }  // namespace
 
@@ -223,7 +216,7 @@ int CSSEMatrix::RemoveSteps(float maxStep, float value) {
   const f4 v = splat(value), step = splat(maxStep);
   // A neighbour counts when it is real, neither value nor NaN, and differs by more than maxStep.
   auto differs = [&](f4 p, f4 q, f4 real) {
-    const f4 counts = and_(real, and_(_mm_cmpneq_ps(q, v), eq(q, q)));
+    const f4 counts = and_(real, and_(neq(q, v), eq(q, q)));
     return and_(counts, gt(Abs(sub(p, q)), step));
   };
   // The SIMD row above and the current one as they were, four floats per element.
@@ -240,8 +233,7 @@ int CSSEMatrix::RemoveSteps(float maxStep, float value) {
     const int y = 4 * g;
     const f4 real = RealLanes(g, sizeY);
     // The rows y - 1 .. y + 2 and y + 1 .. y + 4 must be real for the upper and lower neighbours.
-    const f4 upReal = _mm_castsi128_ps(_mm_setr_epi32(y >= 1 ? -1 : 0, y + 1 < sizeY ? -1 : 0,
-                                                      y + 2 < sizeY ? -1 : 0, y + 3 < sizeY ? -1 : 0));
+    const f4 upReal = laneMask(y >= 1, y + 1 < sizeY, y + 2 < sizeY, y + 3 < sizeY);
     const f4 downReal = RealLanes(g, sizeY - 1);
     for (int x = 0; x < sizeX; ++x) {
       const f4 p = load(current + 4 * x);
@@ -250,7 +242,7 @@ int CSSEMatrix::RemoveSteps(float maxStep, float value) {
       if (x + 1 < sizeX) hit = or_(hit, differs(p, load(current + 4 * (x + 1)), real));
       hit = or_(hit, differs(p, FromAbove(p, g > 0 ? load(above + 4 * x) : none), upReal));
       hit = or_(hit, differs(p, FromBelow(p, below ? below[x] : none), downReal));
-      hit = and_(and_(hit, real), _mm_cmpneq_ps(p, v));
+      hit = and_(and_(hit, real), neq(p, v));
       row[x] = select(hit, v, p);
       count += PopCount4(movemask(hit));
     }

@@ -145,7 +145,7 @@ class DiscFilter {
     f4 nans = zero();
     auto clean = [&](f4 v) {
       zeros = _mm_or_si128(zeros, _mm_cmpeq_epi32(_mm_castps_si128(v), signBit));
-      nans = or_(nans, _mm_cmpunord_ps(v, v));
+      nans = or_(nans, isnan(v));
       return Op::Plain(v, neutral);  // NaN gives the second operand; any other value stays as it is
     };
     const __m128* row = rows_[g];
@@ -255,8 +255,7 @@ class DiscFilter {
   // without either is written without reading it).
   void Store(int g) const {
     const int y = 4 * g;
-    const f4 padding = _mm_castsi128_ps(_mm_setr_epi32(y < sizeY_ ? 0 : -1, y + 1 < sizeY_ ? 0 : -1,
-                                                       y + 2 < sizeY_ ? 0 : -1, y + 3 < sizeY_ ? 0 : -1));
+    const f4 padding = laneMask(y >= sizeY_, y + 1 >= sizeY_, y + 2 >= sizeY_, y + 3 >= sizeY_);
     __m128* row = rows_[g];
     const bool plain = plainStore_[static_cast<std::size_t>(g)] != 0;
     const float* o = out_.get();
@@ -270,7 +269,7 @@ class DiscFilter {
       }
       for (int k = 0; k < 4 && c + k < sizeX_; ++k) {
         const f4 orig = row[c + k];
-        row[c + k] = select(or_(_mm_cmpunord_ps(orig, orig), padding), orig, e[k]);
+        row[c + k] = select(or_(isnan(orig), padding), orig, e[k]);
       }
     }
   }

@@ -70,25 +70,13 @@ void CSSEMatrix::RemoveFrameArtefacts(int nx, int ny, float value) {
 
 namespace {
 
-// (in3, v0, v1, v2): the lanes moved one pixel row down, in3 taken from lane 3 of `above`.
-inline f4 ShiftInFromAbove(f4 v, f4 above) {
-  const f4 rotated = _mm_shuffle_ps(v, v, _MM_SHUFFLE(2, 1, 0, 3));
-  return _mm_move_ss(rotated, _mm_shuffle_ps(above, above, _MM_SHUFFLE(3, 3, 3, 3)));
-}
-
-// (v1, v2, v3, b0): the lanes moved one pixel row up, b0 taken from lane 0 of `below`.
-inline f4 ShiftInFromBelow(f4 v, f4 below) {
-  const f4 t = _mm_move_ss(v, below);
-  return _mm_shuffle_ps(t, t, _MM_SHUFFLE(0, 3, 2, 1));
-}
-
-inline f4 Relax(f4 candidate, f4 m) { return _mm_min_ps(candidate, m); }  // candidate < m ? candidate : m
+inline f4 Relax(f4 candidate, f4 m) { return min(candidate, m); }  // candidate < m ? candidate : m
 
 // Lanes of band g whose pixel rows lie in [yLo, yHi].
 inline f4 LaneMask(int g, int yLo, int yHi) {
   const int y = 4 * g;
-  auto in = [&](int l) { return (y + l >= yLo && y + l <= yHi) ? -1 : 0; };
-  return _mm_castsi128_ps(_mm_setr_epi32(in(0), in(1), in(2), in(3)));
+  return laneMask(y >= yLo && y <= yHi, y + 1 >= yLo && y + 1 <= yHi, y + 2 >= yLo && y + 2 <= yHi,
+                  y + 3 >= yLo && y + 3 <= yHi);
 }
 
 constexpr int kWave = 4;
@@ -97,57 +85,50 @@ struct ChamferConstants {
   f4 three = splat(3.0f), four = splat(4.0f);
 };
 
-// One element of the forward pass: left (final), upper-left (final), lower-left (before the pass), then
-// the serial chain from the pixel above (`up`, lane 3 of the final element above).
-inline f4 ForwardElement(const ChamferConstants& k, f4 cur, f4 prevFinal, f4 prevOrig, f4 aboveLeft,
-                         f4 aboveHere, f4 belowLeft) {
-  f4 m = Relax(add(ShiftInFromBelow(prevOrig, belowLeft), k.four), cur);
-  m = Relax(add(ShiftInFromAbove(prevFinal, aboveLeft), k.four), m);
-  m = Relax(add(prevFinal, k.three), m);
-  const f4 up = _mm_shuffle_ps(aboveHere, aboveHere, _MM_SHUFFLE(3, 3, 3, 3));
+// One element of a pass. "Done" is the side the pass has already visited (the band above and the
+// element to the left going forward; below and to the right going backward), "ahead" the other: the
+// done neighbours are read final, the diagonal one ahead as it was before the pass (prevOrig and its
+// neighbour aheadDiagonal). Then the serial chain along y from the done band's nearest pixel
+// (doneHere), four rounds of shift-and-min. With kMasked, lanes outside mask keep cur.
+template <bool kForward, bool kMasked>
+inline f4 RelaxElement(const ChamferConstants& k, f4 cur, f4 prevFinal, f4 prevOrig, f4 doneDiagonal,
+                       f4 doneHere, f4 aheadDiagonal, f4 mask) {
+  // Lanes moved one row away from the done side, the done band's nearest lane entering; and the reverse.
+  const auto fromDone = [](f4 v, f4 in) { return kForward ? shiftLanesUp(v, in) : shiftLanesDown(v, in); };
+  const auto fromAhead = [](f4 v, f4 in) { return kForward ? shiftLanesDown(v, in) : shiftLanesUp(v, in); };
+  f4 m = Relax(add(prevFinal, k.three), cur);
+  m = Relax(add(fromDone(prevFinal, doneDiagonal), k.four), m);
+  m = Relax(add(fromAhead(prevOrig, aheadDiagonal), k.four), m);
+  if (kMasked) m = select(mask, m, cur);
   for (int round = 0; round < 4; ++round) {
-    m = Relax(add(_mm_move_ss(_mm_shuffle_ps(m, m, _MM_SHUFFLE(2, 1, 0, 3)), up), k.three), m);
+    const f4 relaxed = Relax(add(fromDone(m, doneHere), k.three), m);
+    m = kMasked ? select(mask, relaxed, m) : relaxed;
   }
   return m;
 }
 
-// One element of the backward pass: right (final), lower-right (final), upper-right (before the
-// pass), then the serial chain from the pixel below (`down`, lane 0 of the final element below).
-inline f4 BackwardElement(const ChamferConstants& k, f4 cur, f4 prevFinal, f4 prevOrig, f4 aboveRight,
-                          f4 belowRight, f4 belowHere) {
-  f4 m = Relax(add(ShiftInFromAbove(prevOrig, aboveRight), k.four), cur);
-  m = Relax(add(ShiftInFromBelow(prevFinal, belowRight), k.four), m);
-  m = Relax(add(prevFinal, k.three), m);
-  const f4 down = _mm_shuffle_ps(belowHere, belowHere, _MM_SHUFFLE(0, 0, 0, 0));
-  for (int round = 0; round < 4; ++round) m = Relax(add(ShiftInFromBelow(m, down), k.three), m);
-  return m;
-}
-
-// A run of bands relaxed as a wavefront. Forward, band i of the run is rows[g + i] and handles column
-// 1 + s - i at step s; backward, band i is rows[g - i] and handles column sizeX - 2 - s + i. Within a
-// step the bands go in run order, so each reads its neighbour band ahead of that band's write.
-template <bool kForward, int kBands>
-void ChamferWave(__m128** rows, int g, int sizeX, const ChamferConstants& k) {
+// The relaxation of kBands bands in one pass, as a wavefront: forward, band i of the run is rows[g + i]
+// and handles column 1 + s - i at step s; backward, band i is rows[g - i] and handles column
+// sizeX - 2 - s + i. Within a step the bands go in run order, so each reads its neighbour band ahead
+// of that band's write. done and ahead are the rows beyond the run on either side; a band at the
+// border passes itself there, masked out of every lane that would read it.
+template <bool kForward, int kBands, bool kMasked>
+void RelaxBands(__m128** rows, int g, const __m128* done, const __m128* ahead, int sizeX,
+                const ChamferConstants& k, f4 mask) {
   __m128* row[kBands];
   f4 prevFinal[kBands], prevOrig[kBands];
   const int dir = kForward ? 1 : -1;
   const int first = kForward ? 1 : sizeX - 2;
-  const __m128* outer = rows[g - dir];           // final before the run starts
-  const __m128* inner = rows[g + dir * kBands];  // not yet touched by this pass
   for (int i = 0; i < kBands; ++i) {
     row[i] = rows[g + dir * i];
     prevFinal[i] = prevOrig[i] = row[i][first - dir];
   }
-  auto element = [&](int i, int x) {
-    const __m128* before = i == 0 ? outer : row[i - 1];
-    const __m128* after = i == kBands - 1 ? inner : row[i + 1];
+  const auto element = [&](int i, int x) {
+    const __m128* before = i == 0 ? done : row[i - 1];
+    const __m128* after = i == kBands - 1 ? ahead : row[i + 1];
     const f4 cur = row[i][x];
-    f4 m;
-    if constexpr (kForward) {
-      m = ForwardElement(k, cur, prevFinal[i], prevOrig[i], before[x - 1], before[x], after[x - 1]);
-    } else {
-      m = BackwardElement(k, cur, prevFinal[i], prevOrig[i], after[x + 1], before[x + 1], before[x]);
-    }
+    const f4 m = RelaxElement<kForward, kMasked>(k, cur, prevFinal[i], prevOrig[i], before[x - dir],
+                                                 before[x], after[x - dir], mask);
     row[i][x] = m;
     prevOrig[i] = cur;
     prevFinal[i] = m;
@@ -164,21 +145,47 @@ void ChamferWave(__m128** rows, int g, int sizeX, const ChamferConstants& k) {
   }
 }
 
+// One pass over the bands holding rows 1 .. sizeY - 2: the bands whose four rows all lie there as
+// wavefronts of up to kWave bands, the first and the last ones alone with a lane mask.
 template <bool kForward>
-void ChamferWaveOf(int bands, __m128** rows, int g, int sizeX, const ChamferConstants& k) {
-  switch (bands) {
-    case 1:
-      ChamferWave<kForward, 1>(rows, g, sizeX, k);
-      break;
-    case 2:
-      ChamferWave<kForward, 2>(rows, g, sizeX, k);
-      break;
-    case 3:
-      ChamferWave<kForward, 3>(rows, g, sizeX, k);
-      break;
-    default:
-      ChamferWave<kForward, kWave>(rows, g, sizeX, k);
-      break;
+void ChamferPass(__m128** rows, int sizeX, int sizeY, int sseSizeY, const ChamferConstants& k) {
+  const int yLo = 1, yHi = sizeY - 2, gHi = yHi >> 2;
+  // Bands 1 .. cleanHi have all four rows in [yLo, yHi].
+  const int cleanHi = sizeY >= 5 ? (sizeY - 5) >> 2 : 0;
+  const int dir = kForward ? 1 : -1;
+  const auto masked = [&](int g) {
+    const __m128* done = g - dir >= 0 && g - dir < sseSizeY ? rows[g - dir] : rows[g];
+    const __m128* ahead = g + dir >= 0 && g + dir < sseSizeY ? rows[g + dir] : rows[g];
+    RelaxBands<kForward, 1, true>(rows, g, done, ahead, sizeX, k, LaneMask(g, yLo, yHi));
+  };
+  const auto wave = [&](int g, int bands) {
+    const __m128* done = rows[g - dir];
+    const __m128* ahead = rows[g + dir * bands];
+    const f4 unused = zero();
+    switch (bands) {
+      case 1:
+        RelaxBands<kForward, 1, false>(rows, g, done, ahead, sizeX, k, unused);
+        break;
+      case 2:
+        RelaxBands<kForward, 2, false>(rows, g, done, ahead, sizeX, k, unused);
+        break;
+      case 3:
+        RelaxBands<kForward, 3, false>(rows, g, done, ahead, sizeX, k, unused);
+        break;
+      default:
+        RelaxBands<kForward, kWave, false>(rows, g, done, ahead, sizeX, k, unused);
+        break;
+    }
+  };
+  const int lastMasked = std::max(cleanHi + 1, 1);
+  if (kForward) {
+    masked(0);
+    for (int g = 1; g <= cleanHi; g += kWave) wave(g, std::min(kWave, cleanHi - g + 1));
+    for (int g = lastMasked; g <= gHi; ++g) masked(g);
+  } else {
+    for (int g = gHi; g >= lastMasked; --g) masked(g);
+    for (int g = cleanHi; g >= 1; g -= kWave) wave(g, std::min(kWave, g));
+    masked(0);
   }
 }
 
@@ -186,86 +193,24 @@ void ChamferWaveOf(int bands, __m128** rows, int g, int sizeX, const ChamferCons
 
 void CSSEMatrix::Chamfer() {
   if (rows == nullptr) return;
-  // Both replacements in one sweep, in their order: background to the far distance, objects to 0.
-  {
-    const f4 far = splat(99999.9f), zeroV = zero(), one = splat(1.0f);
-    const f4 lo = splat(-0.002f), hi = splat(0.002f);
-    ForEachField([=](__m128* block, std::size_t count) {
-      for (std::size_t i = 0; i < count; ++i) {
-        const f4 d0 = sub(zeroV, block[i]);
-        const f4 v = select(and_(gt(d0, lo), lt(d0, hi)), far, block[i]);
-        const f4 d1 = sub(one, v);
-        block[i] = select(and_(gt(d1, lo), lt(d1, hi)), zeroV, v);
-      }
-    });
-  }
+  // 1. distances: background to the far distance, then objects to 0 (both replacements in one sweep)
+  const f4 far = splat(99999.9f), zeroV = zero(), one = splat(1.0f);
+  const f4 lo = splat(-0.002f), hi = splat(0.002f);
+  ForEachField([=](__m128* block, std::size_t count) {
+    for (std::size_t i = 0; i < count; ++i) {
+      const f4 d0 = sub(zeroV, block[i]);
+      const f4 v = select(and_(gt(d0, lo), lt(d0, hi)), far, block[i]);
+      const f4 d1 = sub(one, v);
+      block[i] = select(and_(gt(d1, lo), lt(d1, hi)), zeroV, v);
+    }
+  });
   if (sizeX >= 3 && sizeY >= 3) {
     const ChamferConstants k;
-    const f4 none = zero();
-    const int yLo = 1, yHi = sizeY - 2, gHi = yHi >> 2;
-    // Bands 1 .. cleanHi have all four rows in [yLo, yHi] and run as wavefronts.
-    const int cleanHi = sizeY >= 5 ? (sizeY - 5) >> 2 : 0;
-    auto forwardMasked = [&](int g) {
-      __m128* row = rows[g];
-      const __m128* above = g > 0 ? rows[g - 1] : nullptr;
-      const __m128* below = g + 1 < sseSizeY ? rows[g + 1] : nullptr;
-      const f4 mask = LaneMask(g, yLo, yHi);
-      f4 prevFinal = row[0], prevOrig = row[0];
-      for (int x = 1; x <= sizeX - 2; ++x) {
-        const f4 cur = row[x];
-        const f4 aboveLeft = above ? above[x - 1] : none, aboveHere = above ? above[x] : none;
-        const f4 belowLeft = below ? below[x - 1] : none;
-        f4 m = Relax(add(prevFinal, k.three), cur);
-        m = Relax(add(ShiftInFromAbove(prevFinal, aboveLeft), k.four), m);
-        m = Relax(add(ShiftInFromBelow(prevOrig, belowLeft), k.four), m);
-        m = select(mask, m, cur);
-        const f4 up = _mm_shuffle_ps(aboveHere, aboveHere, _MM_SHUFFLE(3, 3, 3, 3));
-        for (int round = 0; round < 4; ++round) {
-          const f4 chain = _mm_move_ss(_mm_shuffle_ps(m, m, _MM_SHUFFLE(2, 1, 0, 3)), up);
-          m = select(mask, Relax(add(chain, k.three), m), m);
-        }
-        row[x] = m;
-        prevOrig = cur;
-        prevFinal = m;
-      }
-    };
-    auto backwardMasked = [&](int g) {
-      __m128* row = rows[g];
-      const __m128* above = g > 0 ? rows[g - 1] : nullptr;
-      const __m128* below = g + 1 < sseSizeY ? rows[g + 1] : nullptr;
-      const f4 mask = LaneMask(g, yLo, yHi);
-      f4 prevFinal = row[sizeX - 1], prevOrig = row[sizeX - 1];
-      for (int x = sizeX - 2; x >= 1; --x) {
-        const f4 cur = row[x];
-        const f4 aboveRight = above ? above[x + 1] : none;
-        const f4 belowRight = below ? below[x + 1] : none, belowHere = below ? below[x] : none;
-        f4 m = Relax(add(prevFinal, k.three), cur);
-        m = Relax(add(ShiftInFromBelow(prevFinal, belowRight), k.four), m);
-        m = Relax(add(ShiftInFromAbove(prevOrig, aboveRight), k.four), m);
-        m = select(mask, m, cur);
-        const f4 down = _mm_shuffle_ps(belowHere, belowHere, _MM_SHUFFLE(0, 0, 0, 0));
-        for (int round = 0; round < 4; ++round) {
-          const f4 chain = ShiftInFromBelow(m, down);
-          m = select(mask, Relax(add(chain, k.three), m), m);
-        }
-        row[x] = m;
-        prevOrig = cur;
-        prevFinal = m;
-      }
-    };
-    // 1. forward: band 0, the clean bands in runs of kWave, the last bands
-    forwardMasked(0);
-    for (int g = 1; g <= cleanHi; g += kWave) {
-      ChamferWaveOf<true>(std::min(kWave, cleanHi - g + 1), rows, g, sizeX, k);
-    }
-    for (int g = std::max(cleanHi + 1, 1); g <= gHi; ++g) forwardMasked(g);
-    // 2. backward: the same bands in the opposite order
-    for (int g = gHi; g >= std::max(cleanHi + 1, 1); --g) backwardMasked(g);
-    for (int g = cleanHi; g >= 1; g -= kWave) {
-      ChamferWaveOf<false>(std::min(kWave, g), rows, g, sizeX, k);
-    }
-    backwardMasked(0);
+    // 2. forward and 3. backward relaxation
+    ChamferPass<true>(rows, sizeX, sizeY, sseSizeY, k);
+    ChamferPass<false>(rows, sizeX, sizeY, sseSizeY, k);
   }
+  // 4. the frame
   RemoveFrameArtefacts(4, 4, 0.0f);
 }
 

@@ -15,8 +15,7 @@ namespace {
 // Lanes of SIMD row g that hold real pixels of a matrix sizeY high (the rest is padding).
 inline f4 RealLanes(int g, int sizeY) {
   const int y = 4 * g;
-  return _mm_castsi128_ps(_mm_setr_epi32(y < sizeY ? -1 : 0, y + 1 < sizeY ? -1 : 0, y + 2 < sizeY ? -1 : 0,
-                                         y + 3 < sizeY ? -1 : 0));
+  return firstLanes(sizeY - y);
 }
 
 inline int PopCount4(int bits) {
@@ -90,26 +89,30 @@ float CSSEMatrix::CalcMinValueOfPatchExcludeZero(int x0, int x1, int y0, int y1)
   return mn;
 }
 
-int CSSEMatrix::NumValuesAbove(float threshold) const {
-  if (!HasPixels()) return 0;
+namespace {
+
+// Real pixels p of m for which passes(p, threshold) holds lane-wise.
+template <class Passes>
+int CountPassing(const CSSEMatrix& m, float threshold, Passes passes) {
+  if (!m.HasPixels()) return 0;
   const f4 t = splat(threshold);
   int count = 0;
-  for (int g = 0; g < sseSizeY; ++g) {
-    const f4 real = RealLanes(g, sizeY);
-    for (int x = 0; x < sseSizeX; ++x) count += PopCount4(movemask(and_(gt(rows[g][x], t), real)));
+  for (int g = 0; g < m.GetSSESizeY(); ++g) {
+    const f4 real = RealLanes(g, m.GetSizeY());
+    const __m128* row = m.GetMatrixDataDirectly()[g];
+    for (int x = 0; x < m.GetSSESizeX(); ++x) count += PopCount4(movemask(and_(passes(row[x], t), real)));
   }
   return count;
 }
 
+}  // namespace
+
+int CSSEMatrix::NumValuesAbove(float threshold) const {
+  return CountPassing(*this, threshold, [](f4 p, f4 t) { return gt(p, t); });
+}
+
 int CSSEMatrix::NumValuesBelow(float threshold) const {
-  if (!HasPixels()) return 0;
-  const f4 t = splat(threshold);
-  int count = 0;
-  for (int g = 0; g < sseSizeY; ++g) {
-    const f4 real = RealLanes(g, sizeY);
-    for (int x = 0; x < sseSizeX; ++x) count += PopCount4(movemask(and_(lt(rows[g][x], t), real)));
-  }
-  return count;
+  return CountPassing(*this, threshold, [](f4 p, f4 t) { return lt(p, t); });
 }
 
 int CSSEMatrix::NumValuesAbove(const CSSEMatrix& ref) const {

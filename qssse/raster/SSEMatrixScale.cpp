@@ -56,16 +56,18 @@ struct BandRows {
 template <int kImm>
 void GatherPaired(const BandRows& r, std::size_t begin, std::size_t end, float* out) {
   const __m128 *a = r.src[0], *b = r.src[2];
-  for (std::size_t c = begin; c < end; ++c) qssse::simd::store(out + 4 * c, _mm_shuffle_ps(a[c], b[c], kImm));
+  constexpr int k0 = kImm & 3, k1 = (kImm >> 2) & 3, k2 = (kImm >> 4) & 3, k3 = (kImm >> 6) & 3;
+  for (std::size_t c = begin; c < end; ++c) qssse::simd::store(out + 4 * c, qssse::simd::shuffle<k0, k1, k2, k3>(a[c], b[c]));
 }
 
 template <int kImm>
 void GatherSpread(const BandRows& r, std::size_t begin, std::size_t end, float* out) {
   constexpr int k0 = kImm & 3, k1 = (kImm >> 2) & 3, k2 = (kImm >> 4) & 3, k3 = (kImm >> 6) & 3;
   for (std::size_t c = begin; c < end; ++c) {
-    const f4 p = _mm_shuffle_ps(r.src[0][c], r.src[1][c], _MM_SHUFFLE(k1, k1, k0, k0));
-    const f4 q = _mm_shuffle_ps(r.src[2][c], r.src[3][c], _MM_SHUFFLE(k3, k3, k2, k2));
-    qssse::simd::store(out + 4 * c, _mm_shuffle_ps(p, q, _MM_SHUFFLE(2, 0, 2, 0)));
+    using qssse::simd::shuffle;
+    const f4 p = shuffle<k0, k0, k1, k1>(r.src[0][c], r.src[1][c]);
+    const f4 q = shuffle<k2, k2, k3, k3>(r.src[2][c], r.src[3][c]);
+    qssse::simd::store(out + 4 * c, shuffle<0, 2, 0, 2>(p, q));
   }
 }
 
@@ -92,13 +94,18 @@ void Gather(const BandRows& r, std::size_t begin, std::size_t end, float* out) {
 
 }  // namespace
 
-void CSSEMatrix::ScaleMatrix_SSE(int newSizeX, int newSizeY) {
+// The SIMD resampling of src into t (already newSizeX x newSizeY, not src). Results larger than the
+// caches take streaming stores: they skip reading the target's lines into the cache first and do not
+// evict the source on their way out.
+void CSSEMatrix::ScaleInto(const CSSEMatrix& src, CSSEMatrix& t) {
   using namespace qssse::simd;
-  if (!HasPixels() || newSizeX < 1 || newSizeY < 1) return;
+  const int newSizeX = t.sizeX, newSizeY = t.sizeY;
+  const bool stream =
+      static_cast<std::size_t>(t.sseSizeY) * static_cast<std::size_t>(newSizeX) >= (std::size_t{1} << 18);
+  const int sizeX = src.sizeX, sizeY = src.sizeY;
+  __m128** rows = src.rows;
   const float sx = static_cast<float>(sizeX) / static_cast<float>(newSizeX);
   const float sy = static_cast<float>(sizeY) / static_cast<float>(newSizeY);
-  CSSEMatrix t;
-  t.CreateNoClear(newSizeX, newSizeY);
 
   // 1. per target column: clamped source columns and weights as vectors
   const auto columns = static_cast<std::size_t>(newSizeX);
@@ -116,9 +123,7 @@ void CSSEMatrix::ScaleMatrix_SSE(int newSizeX, int newSizeY) {
   const auto sourceColumns = static_cast<std::size_t>(sizeX);
   qssse::AlignedBuffer<float> upper(4 * sourceColumns), lower(4 * sourceColumns);
 
-  // Streaming stores keep a result larger than the caches from evicting the source on its way out.
-  const bool stream = static_cast<std::size_t>(t.sseSizeY) * columns >= (std::size_t{1} << 18);
-  const f4 fill = splat(*pixel(0, 0)), one = splat(1.0f);
+  const f4 fill = splat(*src.pixel(0, 0)), one = splat(1.0f);
   for (int g = 0; g < t.sseSizeY; ++g) {
     // 2. per lane: source rows and vertical weight; the gather
     BandRows rowA, rowB;
@@ -140,29 +145,45 @@ void CSSEMatrix::ScaleMatrix_SSE(int newSizeX, int newSizeY) {
       Gather(rowB, k, end, lower.get());
     }
     const f4 wy = load(wyLanes), omwy = sub(one, wy);
+    // The padding lanes of the last band hold source (0, 0), as in the plain loop.
+    const bool padded = 4 * g + 3 >= newSizeY;
+    const f4 real = firstLanes(newSizeY - 4 * g);
 
     // 3. interpolate: (a wx)(1-wy) + ((1-wx) b)(1-wy) + ((1-wx) c) wy + (d wx) wy, left to right
-    __m128* out = t.rows[g];
+    float* out = reinterpret_cast<float*>(t.rows[g]);
     const float *u = upper.get(), *lo = lower.get();
     for (int i = 0; i < newSizeX; ++i) {
       const f4 w = load(&wx[4 * i]), omw = load(&omwx[4 * i]);
       const std::size_t l = 4 * static_cast<std::size_t>(left[i]), r = 4 * static_cast<std::size_t>(right[i]);
       const f4 a = load(u + r), b = load(u + l), c = load(lo + l), d = load(lo + r);
-      const f4 v = add(add(add(mul(mul(a, w), omwy), mul(mul(omw, b), omwy)), mul(mul(omw, c), wy)),
-                       mul(mul(d, w), wy));
+      f4 v = add(add(add(mul(mul(a, w), omwy), mul(mul(omw, b), omwy)), mul(mul(omw, c), wy)), mul(mul(d, w), wy));
+      if (padded) v = select(real, v, fill);
       if (stream) {
-        _mm_stream_ps(reinterpret_cast<float*>(out + i), v);
+        qssse::simd::stream(out + 4 * i, v);
       } else {
-        out[i] = v;
+        store(out + 4 * i, v);
       }
     }
-    // 4. the padding lanes of the last band hold source (0, 0), as in the plain loop
-    if (4 * g + 3 >= newSizeY) {
-      auto in = [&](int l) { return 4 * g + l < newSizeY ? -1 : 0; };
-      const f4 real = _mm_castsi128_ps(_mm_setr_epi32(in(0), in(1), in(2), in(3)));
-      for (int i = 0; i < newSizeX; ++i) out[i] = select(real, out[i], fill);
-    }
   }
-  _mm_sfence();
+  if (stream) fence();
+}
+
+void CSSEMatrix::ScaleMatrix_SSE(int newSizeX, int newSizeY) {
+  if (!HasPixels() || newSizeX < 1 || newSizeY < 1) return;
+  CSSEMatrix t;
+  t.CreateNoClear(newSizeX, newSizeY);
+  ScaleInto(*this, t);
   SwapStorage(t);
+}
+
+void CSSEMatrix::ScaleMatrix_SSE(int newSizeX, int newSizeY, CSSEMatrix& target) const {
+  if (&target == this) {
+    target.ScaleMatrix_SSE(newSizeX, newSizeY);
+    return;
+  }
+  if (!HasPixels() || newSizeX < 1 || newSizeY < 1) return;
+  if (!target.HasPixels() || target.sizeX != newSizeX || target.sizeY != newSizeY) {
+    target.CreateNoClear(newSizeX, newSizeY);
+  }
+  ScaleInto(*this, target);
 }

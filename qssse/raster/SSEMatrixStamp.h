@@ -1,4 +1,5 @@
 #pragma once
+#include "qssse/raster/PixelLayout.h"
 #include "qssse/raster/SSEMatrix.h"
 
 // Inline definitions of the stamping members of CSSEMatrix (included by SSEMatrix.h). They are called
@@ -6,16 +7,6 @@
 // beyond the centre clamp.
 
 namespace qssse::detail {
-
-struct StampOverwrite {
-  static float apply(float, float v) { return v; }
-};
-struct StampMin {
-  static float apply(float p, float v) { return v > p ? p : v; }
-};
-struct StampMax {
-  static float apply(float p, float v) { return p > v ? p : v; }
-};
 
 // Lower bound first, upper bound second: for a matrix narrower than the footprint the upper bound wins.
 inline int ClampCentre(int v, int lo, int hi) {
@@ -31,7 +22,7 @@ inline void CSSEMatrix::StampSafe(int x, int y, float v) {
   x = qssse::detail::ClampCentre(x, 0, sizeX - 1);
   y = qssse::detail::ClampCentre(y, 0, sizeY - 1);
   float* p = pixel(x, y);
-  *p = Op::apply(*p, v);
+  *p = Op::Keep(*p, v);
 }
 
 template <class Op>
@@ -41,10 +32,9 @@ inline void CSSEMatrix::StampRect(int x, int y, int left, int right, int up, int
   const int cy = ClampCentre(y, up, sizeY - 1 - down);
   if (rows != nullptr && sizeX >= left + right + 1 && sizeY >= up + down + 1) {
     for (int j = cy - up; j <= cy + down; ++j) {
-      float* row = reinterpret_cast<float*>(rows[j >> 2]) + (j & 3);
       for (int i = cx - left; i <= cx + right; ++i) {
-        float* p = row + 4 * i;
-        *p = Op::apply(*p, v);
+        float* p = qssse::raster::PixelAddress(rows, i, j);
+        *p = Op::Keep(*p, v);
       }
     }
     return;
@@ -64,7 +54,7 @@ inline void CSSEMatrix::StampCross(int x, int y, float v) {
     const int offsets[5][2] = {{-1, 0}, {0, 0}, {1, 0}, {0, -1}, {0, 1}};
     for (const auto& o : offsets) {
       float* p = pixel(cx + o[0], cy + o[1]);
-      *p = Op::apply(*p, v);
+      *p = Op::Keep(*p, v);
     }
     return;
   }
@@ -75,42 +65,42 @@ inline void CSSEMatrix::StampCross(int x, int y, float v) {
   StampSafe<Op>(cx, cy + 1, v);
 }
 
-inline void CSSEMatrix::SetPointMin(int x, int y, float v) { StampSafe<qssse::detail::StampMin>(x, y, v); }
-inline void CSSEMatrix::SetPointMax(int x, int y, float v) { StampSafe<qssse::detail::StampMax>(x, y, v); }
+inline void CSSEMatrix::SetPointMin(int x, int y, float v) { StampSafe<qssse::raster::KeepMin>(x, y, v); }
+inline void CSSEMatrix::SetPointMax(int x, int y, float v) { StampSafe<qssse::raster::KeepMax>(x, y, v); }
 inline void CSSEMatrix::SetPointAndRightOfPoint(int x, int y, float v) {
-  StampRect<qssse::detail::StampOverwrite>(x, y, 0, 1, 0, 0, v);
+  StampRect<qssse::raster::KeepOverwrite>(x, y, 0, 1, 0, 0, v);
 }
 inline void CSSEMatrix::SetPointAndLeftOfPoint(int x, int y, float v) {
-  StampRect<qssse::detail::StampOverwrite>(x, y, 1, 0, 0, 0, v);
+  StampRect<qssse::raster::KeepOverwrite>(x, y, 1, 0, 0, 0, v);
 }
 inline void CSSEMatrix::SetTriplePointMin(int x, int y, float v) {
-  StampRect<qssse::detail::StampMin>(x, y, 1, 1, 0, 0, v);
+  StampRect<qssse::raster::KeepMin>(x, y, 1, 1, 0, 0, v);
 }
 inline void CSSEMatrix::SetTriplePointMax(int x, int y, float v) {
-  StampRect<qssse::detail::StampMax>(x, y, 1, 1, 0, 0, v);
+  StampRect<qssse::raster::KeepMax>(x, y, 1, 1, 0, 0, v);
 }
 inline void CSSEMatrix::SetCross(int x, int y, float v) {
-  StampCross<qssse::detail::StampOverwrite>(x, y, v);
+  StampCross<qssse::raster::KeepOverwrite>(x, y, v);
 }
-inline void CSSEMatrix::SetCrossMin(int x, int y, float v) { StampCross<qssse::detail::StampMin>(x, y, v); }
-inline void CSSEMatrix::SetCrossMax(int x, int y, float v) { StampCross<qssse::detail::StampMax>(x, y, v); }
+inline void CSSEMatrix::SetCrossMin(int x, int y, float v) { StampCross<qssse::raster::KeepMin>(x, y, v); }
+inline void CSSEMatrix::SetCrossMax(int x, int y, float v) { StampCross<qssse::raster::KeepMax>(x, y, v); }
 inline void CSSEMatrix::Set3x3BoxPoint(int x, int y, float v) {
-  StampRect<qssse::detail::StampOverwrite>(x, y, 1, 1, 1, 1, v);
+  StampRect<qssse::raster::KeepOverwrite>(x, y, 1, 1, 1, 1, v);
 }
 inline void CSSEMatrix::Set3x3BoxPointMin(int x, int y, float v) {
-  StampRect<qssse::detail::StampMin>(x, y, 1, 1, 1, 1, v);
+  StampRect<qssse::raster::KeepMin>(x, y, 1, 1, 1, 1, v);
 }
 inline void CSSEMatrix::Set3x3BoxPointMax(int x, int y, float v) {
-  StampRect<qssse::detail::StampMax>(x, y, 1, 1, 1, 1, v);
+  StampRect<qssse::raster::KeepMax>(x, y, 1, 1, 1, 1, v);
 }
 inline void CSSEMatrix::Set5x5BoxPointMin(int x, int y, float v) {
-  StampRect<qssse::detail::StampMin>(x, y, 2, 2, 2, 2, v);
+  StampRect<qssse::raster::KeepMin>(x, y, 2, 2, 2, 2, v);
 }
 inline void CSSEMatrix::Set5x5BoxPointMax(int x, int y, float v) {
-  StampRect<qssse::detail::StampMax>(x, y, 2, 2, 2, 2, v);
+  StampRect<qssse::raster::KeepMax>(x, y, 2, 2, 2, 2, v);
 }
 inline void CSSEMatrix::Set11x11BoxPointMax(int x, int y, float v) {
-  StampRect<qssse::detail::StampMax>(x, y, 5, 5, 5, 5, v);
+  StampRect<qssse::raster::KeepMax>(x, y, 5, 5, 5, 5, v);
 }
 
 inline float CSSEMatrix::GetPointMax3x3(int x, int y) const {

@@ -3,6 +3,7 @@
 
 #include "qssse/platform/Export.h"
 #include "qssse/vector/SSEMatrix3.h"
+#include "qssse/vector/SimdOps.h"
 
 // The static vector functions every subsystem calls. All results are bit-exact in a fixed lane order:
 // sum4(a) is (a0 + a3) + (a2 + a1), computed as t = a + reverse(a), then t0 + t2. No function checks
@@ -13,16 +14,10 @@ class QSSSE_API CSSEFns {
 
   // *out = minimum of the four lanes: min(min(a1, a3), min(a0, a2)) with the SSE NaN rule (second
   // operand wins), so a NaN lane may or may not show, depending on its position.
-  static inline void min_of_m128(__m128 a, float* out) {
-    const __m128 m = _mm_min_ps(_mm_unpacklo_ps(a, a), _mm_unpackhi_ps(a, a));
-    _mm_store_ss(out, _mm_min_ss(_mm_shuffle_ps(m, m, _MM_SHUFFLE(3, 3, 3, 3)), m));
-  }
+  static inline void min_of_m128(__m128 a, float* out) { *out = qssse::simd::lane0(qssse::simd::minLanes(a)); }
 
   // *out = maximum of the four lanes, in the same order as min_of_m128.
-  static inline void max_of_m128(__m128 a, float* out) {
-    const __m128 m = _mm_max_ps(_mm_unpacklo_ps(a, a), _mm_unpackhi_ps(a, a));
-    _mm_store_ss(out, _mm_max_ss(_mm_shuffle_ps(m, m, _MM_SHUFFLE(3, 3, 3, 3)), m));
-  }
+  static inline void max_of_m128(__m128 a, float* out) { *out = qssse::simd::lane0(qssse::simd::maxLanes(a)); }
 
   // Sum of the four lanes in the library's order (a0 + a3) + (a2 + a1).
   static inline float internal_addition_of_m128(__m128 a) { return _mm_cvtss_f32(sum4(a)); }
@@ -73,10 +68,7 @@ class QSSSE_API CSSEFns {
   }
 
   // sum4 in lane 0: t = a + reverse(a) = (a0+a3, a1+a2, a2+a1, a3+a0), then t0 + t2.
-  static inline __m128 sum4(__m128 a) {
-    const __m128 t = _mm_add_ps(a, _mm_shuffle_ps(a, a, _MM_SHUFFLE(0, 1, 2, 3)));
-    return _mm_add_ss(t, _mm_movehl_ps(t, t));
-  }
+  static inline __m128 sum4(__m128 a) { return qssse::simd::sumLanes(a); }
 
  private:
   static inline __m128 lowThreeLanes() { return _mm_castsi128_ps(_mm_setr_epi32(-1, -1, -1, 0)); }

@@ -2,8 +2,10 @@
 #include <gtest/gtest.h>
 
 #include <cstddef>
+#include <random>
 
 #include "qssse/mesh/HTriangulation.h"
+#include "raster/RasterTestSupport.h"
 #include "qssse/raster/SSEMatrix.h"
 
 namespace meshtest {
@@ -30,6 +32,26 @@ inline bool SamePoint(const SSEPoint& a, const SSEPoint& b) {
     EXPECT_FLOAT_EQ(q_.z, Z);       \
     EXPECT_FLOAT_EQ(q_.w, W);       \
   } while (0)
+
+using rastertest::SameBits;
+
+// A mesh's derived data for the scan conversions, at scan resolution (res, res).
+inline void PrepareScan(CHTriangulation& t, float res) {
+  t.CalcSTV();
+  t.CalcBoundingBox();
+  t.SetScanConvResolution(res, res, 1.0f);
+}
+
+// n triangles with corners on the integer grid 0 .. extent-1 (ties, duplicates, slivers, zero-length
+// edges), heights -5 .. 4.
+inline void RandomSoup(CHTriangulation& t, std::mt19937& rng, int n, int extent) {
+  t.CreateTriangulation(n);
+  const auto c = [&](int range) { return static_cast<float>(static_cast<int>(rng() % range)); };
+  for (int i = 0; i < n; ++i) {
+    const auto corner = [&] { return P(c(extent), c(extent), c(10) - 5.0f); };
+    SetTriangle(t, i, corner(), corner(), corner());
+  }
+}
 
 // A field from rows of values, row y = rows[y].
 template <std::size_t H, std::size_t W>

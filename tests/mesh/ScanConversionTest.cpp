@@ -1,12 +1,13 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <cstring>
 #include <random>
 
 #include "MeshTestSupport.h"
 
 using meshtest::P;
+using meshtest::RandomSoup;
+using meshtest::SameBits;
 using meshtest::SetTriangle;
 
 namespace {
@@ -55,37 +56,6 @@ void PlainConvert(const CHTriangulation& t, CSSEMatrix& m, float zOffset, const 
   m.ReplaceValueWithValue(sentinel, 0.0f, 1.0f);
 }
 
-// Bit-for-bit equality of two matrices, padding included.
-::testing::AssertionResult SameBits(const CSSEMatrix& a, const CSSEMatrix& b) {
-  if (a.GetSizeX() != b.GetSizeX() || a.GetSizeY() != b.GetSizeY())
-    return ::testing::AssertionFailure() << "sizes " << a.GetSizeX() << "x" << a.GetSizeY() << " vs "
-                                         << b.GetSizeX() << "x" << b.GetSizeY();
-  for (int g = 0; g < a.GetSSESizeY(); ++g) {
-    for (int x = 0; x < a.GetSSESizeX(); ++x) {
-      if (std::memcmp(&a.GetMatrixDataDirectly()[g][x], &b.GetMatrixDataDirectly()[g][x], 16) != 0)
-        return ::testing::AssertionFailure() << "differs at column " << x << ", rows " << 4 * g << "..";
-    }
-  }
-  return ::testing::AssertionSuccess();
-}
-
-// A mesh of the given triangles with its derived data, scan resolution (res, res).
-void Prepare(CHTriangulation& t, float res) {
-  t.CalcSTV();
-  t.CalcBoundingBox();
-  t.SetScanConvResolution(res, res, 1.0f);
-}
-
-// n triangles with corners on a coarse integer grid (ties, duplicates, slivers, zero-length edges).
-void RandomSoup(CHTriangulation& t, std::mt19937& rng, int n, int extent) {
-  t.CreateTriangulation(n);
-  const auto c = [&](int range) { return static_cast<float>(static_cast<int>(rng() % range)); };
-  for (int i = 0; i < n; ++i) {
-    const auto corner = [&] { return P(c(extent), c(extent), c(10) - 5.0f); };
-    SetTriangle(t, i, corner(), corner(), corner());
-  }
-}
-
 float At(const CSSEMatrix& m, int x, int y) { return m.GetPoint(x, y); }
 
 }  // namespace
@@ -95,7 +65,7 @@ float At(const CSSEMatrix& m, int x, int y) { return m.GetPoint(x, y); }
 TEST(ScanConversion, FlatTriangleFillsItsPatchWithHeightAboveTheBoxPlusOffset) {
   CHTriangulation t(1, 1, 1, 1);
   SetTriangle(t, 0, P(0, 0, 7), P(8, 0, 7), P(0, 8, 7));
-  Prepare(t, 1.0f);
+  meshtest::PrepareScan(t, 1.0f);
   CSSEMatrix m;
   t.ScanConvertTriangulationMax(&m, 2.5f);
   ASSERT_EQ(m.GetSizeX(), 8);
@@ -117,7 +87,7 @@ TEST(ScanConversion, SamplesInTheFrameAreDroppedAndTinyBoxesLeaveTheMatrixAlone)
   // Corners on pixels 0 and 4 of a 4-pixel raster: only samples in 1..2 may stamp.
   CHTriangulation t(1, 1, 1, 1);
   SetTriangle(t, 0, P(0, 0, 1), P(4, 0, 1), P(0, 4, 1));
-  Prepare(t, 1.0f);
+  meshtest::PrepareScan(t, 1.0f);
   t.SetScanConvResolution(4.0f, 4.0f, 1.0f);  // one sample only, at P0, pixel (0, 0): in the frame
   CSSEMatrix m;
   t.ScanConvertTriangulationMax(&m, 9.0f);
@@ -126,7 +96,7 @@ TEST(ScanConversion, SamplesInTheFrameAreDroppedAndTinyBoxesLeaveTheMatrixAlone)
 
   CHTriangulation thin(1, 1, 1, 1);
   SetTriangle(thin, 0, P(0, 0, 1), P(0.4f, 0, 1), P(0, 9, 1));
-  Prepare(thin, 1.0f);
+  meshtest::PrepareScan(thin, 1.0f);
   CSSEMatrix kept;
   kept.Create(3, 3);
   kept.SetPoint(1, 1, 42.0f);
@@ -144,7 +114,7 @@ TEST(ScanConversion, MaximumAndMinimumKeepTheUpperAndLowerEnvelope) {
   CHTriangulation t(2, 1, 1, 1);
   SetTriangle(t, 0, P(0, 0, 1), P(10, 0, 1), P(0, 10, 1));
   SetTriangle(t, 1, P(0, 0, 3), P(10, 0, 3), P(0, 10, 3));
-  Prepare(t, 1.0f);
+  meshtest::PrepareScan(t, 1.0f);
   CSSEMatrix hi, lo;
   t.ScanConvertTriangulationMax(&hi, 0.0f);
   t.ScanConvertTriangulationMin(&lo, 0.0f, 1.0f);
@@ -158,7 +128,7 @@ TEST(ScanConversion, DensitySamplesTheMinimumMoreFinelyAndBadDensityMeansOne) {
   // hypotenuse, at density 4 they reach pixels beyond it.
   CHTriangulation t(1, 1, 1, 1);
   SetTriangle(t, 0, P(0, 0, 0), P(27, 0, 0), P(0, 27, 0));
-  Prepare(t, 3.0f);
+  meshtest::PrepareScan(t, 3.0f);
   CSSEMatrix one, four, bad;
   t.ScanConvertTriangulationMin(&one, 1.0f, 1.0f);
   t.ScanConvertTriangulationMin(&four, 1.0f, 4.0f);
@@ -187,7 +157,7 @@ TEST(ScanConversion, SweepEqualsThePlainRuleOnRandomMeshesOfEverySmallSize) {
     for (float res : {0.5f, 1.0f, 1.5f, 3.0f}) {
       CHTriangulation t(0, 1, 1, 1);
       RandomSoup(t, rng, 1 + static_cast<int>(rng() % 12), extent + 1);
-      Prepare(t, res);
+      meshtest::PrepareScan(t, res);
       SSEPoint lo, hi;
       t.GetMinPoint(lo);
       t.GetMaxPoint(hi);
@@ -209,7 +179,7 @@ TEST(ScanConversion, CallersBoxSetsSizeAndOrigin) {
   std::mt19937 rng(7);
   CHTriangulation t(0, 1, 1, 1);
   RandomSoup(t, rng, 40, 30);
-  Prepare(t, 0.75f);
+  meshtest::PrepareScan(t, 0.75f);
   SSEPoint lo = P(-3, 2, -1), hi = P(25, 20, 4);
   CSSEMatrix shipped, plain;
   t.ScanConvertTriangulationMax_MinMaxPoint(&shipped, 1.0f, lo, hi);
@@ -227,7 +197,7 @@ TEST(ScanConversion, DegenerateAndNonFiniteTrianglesNeverCrash) {
   SetTriangle(t, 1, P(0, 0, 0), P(1e30f, 0, 0), P(0, 1e30f, 0));  // step far below 2^-24: skipped
   SetTriangle(t, 2, P(NAN, 2, 0), P(1, 2, 0), P(2, 2, 0));        // NaN pixel: dropped
   SetTriangle(t, 3, P(6, 6, 2), P(6, 6, 2), P(6, 6, 2));
-  Prepare(t, 1.0f);
+  meshtest::PrepareScan(t, 1.0f);
   SSEPoint lo = P(0, 0, 0), hi = P(8, 8, 2);
   CSSEMatrix m;
   t.ScanConvertTriangulationMax_MinMaxPoint(&m, 0.0f, lo, hi);
@@ -242,7 +212,7 @@ TEST(ScanConversion, DegenerateAndNonFiniteTrianglesNeverCrash) {
 TEST(ScanConversion, NoDeleteCombinesWithTheContentsWithinTheMatrixSize) {
   CHTriangulation t(1, 1, 1, 1);
   SetTriangle(t, 0, P(0, 0, 4), P(12, 0, 4), P(0, 12, 4));  // heights relative to the box: 0
-  Prepare(t, 1.0f);
+  meshtest::PrepareScan(t, 1.0f);
   CSSEMatrix m;
   m.Create(6, 6);  // smaller than the 12 x 12 extent: clamped to it
   m.Fill(-1.0f);
@@ -276,7 +246,7 @@ TEST(ScanConversion, YAreaStampsOnlyTrianglesWhoseFirstCornerLiesStrictlyInside)
   SetTriangle(t, 0, P(2, 2, 1), P(2, 2, 1), P(2, 2, 1));
   SetTriangle(t, 1, P(5, 5, 2), P(5, 5, 2), P(5, 5, 2));
   SetTriangle(t, 2, P(0, 0, 0), P(10, 10, 0), P(10, 0, 0));
-  Prepare(t, 1.0f);
+  meshtest::PrepareScan(t, 1.0f);
   CSSEMatrix m;
   m.Create(10, 10);
   t.ScanConvertTriangulationMaxNoDeleteInYArea(&m, 2.0f, 6.0f);  // y = 2 is on the bound: out
@@ -293,7 +263,7 @@ TEST(ScanConversion, LimitedRangesIntoOneMatrixMakeTheWholeConversion) {
   std::mt19937 rng(3);
   CHTriangulation t(0, 1, 1, 1);
   RandomSoup(t, rng, 60, 25);
-  Prepare(t, 1.0f);
+  meshtest::PrepareScan(t, 1.0f);
   CSSEMatrix whole;
   t.ScanConvertTriangulationMax(&whole, 0.5f);
   CSSEMatrix parts;
@@ -329,7 +299,7 @@ TEST(ScanConversion, RefinementReplacesCoveredPixelsByTheExactEnvelope) {
   CHTriangulation t(2, 1, 1, 1);
   SetTriangle(t, 0, P(0, 0, 0), P(8, 8, 8), P(0, 8, 0));
   SetTriangle(t, 1, P(0, 0, 0), P(8, 0, 8), P(8, 8, 8));
-  Prepare(t, 1.0f);
+  meshtest::PrepareScan(t, 1.0f);
   CSSEMatrix m;
   t.ScanConvertTriangulationMax(&m, 0.0f);
   EXPECT_GT(At(m, 3, 4), 3.0f);  // dilated
@@ -342,7 +312,7 @@ TEST(ScanConversion, RefinementReplacesCoveredPixelsByTheExactEnvelope) {
   low.Fill(-7.0f);
   CHTriangulation half(1, 1, 1, 1);
   SetTriangle(half, 0, P(0, 0, 0), P(8, 0, 8), P(8, 8, 8));
-  Prepare(half, 1.0f);
+  meshtest::PrepareScan(half, 1.0f);
   half.RefineScanConvImage(&low, 1.0f);
   EXPECT_EQ(At(low, 6, 2), 7.0f);
   EXPECT_EQ(At(low, 2, 6), -7.0f);  // not covered

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <random>
 #include <string>
 #include <vector>
 
@@ -146,6 +147,65 @@ TEST(SSE3dPolygonDraw, HeightDrawersInterpolateAlongTheOpenPolyline) {
   Make({{1, 1, 5}}).DrawInMatrixFineZ(&none);
   EXPECT_EQ(none.NumValuesAbove(0.0f), 0);
   Make({{1, 1, 5}, {NAN, 1e30f, 5}}).DrawInMatrixFineZ(&none);
+}
+
+// The edge-walking fill as the rule states it, one cell at a time through the matrix's clamped access.
+void PlainEdgeWalk(const std::vector<P3>& pts, float value, CSSEMatrix& m) {
+  const int n = static_cast<int>(pts.size()) & ~3;
+  const int w = m.GetSizeX(), h = m.GetSizeY();
+  const auto rnd = [](float t) { return static_cast<int>(t + 0.5f); };
+  const auto boundary = [&](int x, int y, float tolerance) { return std::fabs(m.GetPoint(x, y) - value) < tolerance; };
+  for (int i = 0; i < n; ++i) m.SetPoint(rnd(pts[i][0]), rnd(pts[i][1]), value);
+  for (int i = 0; i < n; ++i) {
+    const int j = i + 1 == n ? 0 : i + 1;
+    const float dx = pts[j][0] - pts[i][0], dy = pts[j][1] - pts[i][1];
+    const int px = rnd(pts[i][0]), py = rnd(pts[i][1]);
+    // Walks from `from` by `dir` through `last`; the first boundary cell, if any, bounds the span.
+    const auto walk = [&](int from, int dir, int last, auto isBoundary, auto put) {
+      for (int k = from; dir > 0 ? k <= last : k >= last; k += dir) {
+        if (!isBoundary(k)) continue;
+        for (int c = from; c != k; c += dir) put(c);
+        return;
+      }
+    };
+    const auto inRow = [&](float tolerance) { return [&, tolerance](int x) { return boundary(x, py, tolerance); }; };
+    const auto inColumn = [&](float tolerance) { return [&, tolerance](int y) { return boundary(px, y, tolerance); }; };
+    const auto putRow = [&](int x) { m.SetPoint(x, py, value + 5.0f); };
+    const auto putColumn = [&](int y) { m.SetPoint(px, y, value + 5.0f); };
+    if (std::fabs(dx) <= std::fabs(dy) && dy >= 0) {
+      if (px >= 1) walk(px - 1, -1, 0, inRow(1.0f), putRow);
+    } else if (std::fabs(dx) <= std::fabs(dy)) {
+      if (px < w - 1) walk(px + 1, 1, w - 1, inRow(1.0f), putRow);
+    } else if (dx >= 0) {
+      if (py < h - 1) walk(py + 1, 1, h - 1, inColumn(0.1f), putColumn);
+    } else {
+      if (py >= 1) walk(py - 1, -1, 0, inColumn(1.0f), putColumn);
+    }
+  }
+}
+
+TEST(SSE3dPolygonDraw, EdgeWalkEqualsTheCellByCellRuleOnRandomRingsAndMatrices) {
+  // Vertices up to six cells beyond every border, on a half-cell grid, over backgrounds holding values
+  // near the boundary value, so that every case, tolerance and clamped walk is taken.
+  std::mt19937 rng(42);
+  for (int round = 0; round < 2000; ++round) {
+    const int w = 1 + static_cast<int>(rng() % 12), h = 1 + static_cast<int>(rng() % 12);
+    std::vector<P3> pts(3 + rng() % 14);
+    for (auto& p : pts) {
+      p = {0.5f * static_cast<float>(static_cast<int>(rng() % (2 * w + 24)) - 12),
+           0.5f * static_cast<float>(static_cast<int>(rng() % (2 * h + 24)) - 12), 0.0f};
+    }
+    CSSEMatrix fast = Blank(w, h);
+    for (int y = 0; y < h; ++y) {
+      for (int x = 0; x < w; ++x) fast.SetPoint(x, y, rng() % 4 == 0 ? 1.0f + 0.3f * static_cast<float>(rng() % 5) : 0.0f);
+    }
+    CSSEMatrix plain(fast);
+    Make(pts).DrawInMatrixAndFill(1.0f, &fast);
+    PlainEdgeWalk(pts, 1.0f, plain);
+    for (int y = 0; y < h; ++y) {
+      for (int x = 0; x < w; ++x) ASSERT_EQ(fast.GetPoint(x, y), plain.GetPoint(x, y)) << "round " << round << " " << x << "," << y;
+    }
+  }
 }
 
 }  // namespace

@@ -4,6 +4,7 @@
 #include <random>
 #include <vector>
 
+#include "RasterTestSupport.h"
 #include "qssse/raster/Filters.h"
 #include "qssse/raster/SSEMatrix.h"
 
@@ -18,13 +19,7 @@ float PlainMedian(const CSSEMatrix& m, int x, int y, int r) {
   return w[w.size() / 2];
 }
 
-CSSEMatrix Random(std::mt19937& rng, int sx, int sy) {
-  CSSEMatrix m;
-  m.Create(sx, sy);
-  for (int y = 0; y < sy; ++y)
-    for (int x = 0; x < sx; ++x) m.SetPoint(x, y, static_cast<float>(rng() % 7));  // many ties
-  return m;
-}
+CSSEMatrix Random(std::mt19937& rng, int sx, int sy) { return rastertest::RandomMatrix(rng, sx, sy, 7, 1.0f, 0.0f); }  // ties
 
 TEST(Filters, Median3x3RemovesASpikeAndKeepsAnEdge) {
   CSSEMatrix src;

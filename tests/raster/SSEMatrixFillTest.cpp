@@ -7,27 +7,16 @@
 #include <random>
 #include <vector>
 
+#include "RasterTestSupport.h"
 #include "qssse/raster/SSEMatrix.h"
 #include "qssse/raster/SSEcharMatrix.h"
 
 namespace {
 
-using Rows = std::vector<std::vector<float>>;
+using rastertest::Rows;
 
-CSSEMatrix FromRows(const Rows& rows) {
-  CSSEMatrix m;
-  m.Create(static_cast<int>(rows[0].size()), static_cast<int>(rows.size()));
-  for (int y = 0; y < m.GetSizeY(); ++y)
-    for (int x = 0; x < m.GetSizeX(); ++x) m.SetPoint(x, y, rows[y][x]);
-  return m;
-}
-
-Rows ToRows(const CSSEMatrix& m) {
-  Rows rows(m.GetSizeY(), std::vector<float>(m.GetSizeX()));
-  for (int y = 0; y < m.GetSizeY(); ++y)
-    for (int x = 0; x < m.GetSizeX(); ++x) rows[y][x] = m.GetPoint(x, y);
-  return rows;
-}
+using rastertest::FromRows;
+using rastertest::ToRows;
 
 // The pixels as bits, so that NaN compares equal to itself.
 std::vector<std::uint32_t> Bits(const CSSEMatrix& m) {

@@ -8,27 +8,16 @@
 #include <vector>
 
 #include "qssse/platform/InvalidArgumentException.h"
+#include "RasterTestSupport.h"
 #include "qssse/raster/SSEMatrix.h"
 
 namespace {
 
-using Rows = std::vector<std::vector<float>>;
+using rastertest::Rows;
 constexpr float kInf = std::numeric_limits<float>::infinity();
 
-CSSEMatrix FromRows(const Rows& rows) {
-  CSSEMatrix m;
-  m.Create(static_cast<int>(rows[0].size()), static_cast<int>(rows.size()));
-  for (int y = 0; y < m.GetSizeY(); ++y)
-    for (int x = 0; x < m.GetSizeX(); ++x) m.SetPoint(x, y, rows[y][x]);
-  return m;
-}
-
-Rows ToRows(const CSSEMatrix& m) {
-  Rows rows(m.GetSizeY(), std::vector<float>(m.GetSizeX()));
-  for (int y = 0; y < m.GetSizeY(); ++y)
-    for (int x = 0; x < m.GetSizeX(); ++x) rows[y][x] = m.GetPoint(x, y);
-  return rows;
-}
+using rastertest::FromRows;
+using rastertest::ToRows;
 
 // Every float of the storage as bits, padding included.
 std::vector<std::uint32_t> Storage(const CSSEMatrix& m) {

@@ -8,6 +8,7 @@
 #include <random>
 #include <vector>
 
+#include "RasterTestSupport.h"
 #include "qssse/raster/SSEMatrix.h"
 
 namespace {
@@ -88,20 +89,8 @@ void ExpectSameAsPlain(const CSSEMatrix& input, float radius) {
   }
 }
 
-CSSEMatrix FromRows(const std::vector<std::vector<float>>& rows) {
-  CSSEMatrix m;
-  m.Create(static_cast<int>(rows[0].size()), static_cast<int>(rows.size()));
-  for (int y = 0; y < m.GetSizeY(); ++y)
-    for (int x = 0; x < m.GetSizeX(); ++x) m.SetPoint(x, y, rows[y][x]);
-  return m;
-}
-
-std::vector<std::vector<float>> ToRows(const CSSEMatrix& m) {
-  std::vector<std::vector<float>> rows(m.GetSizeY(), std::vector<float>(m.GetSizeX()));
-  for (int y = 0; y < m.GetSizeY(); ++y)
-    for (int x = 0; x < m.GetSizeX(); ++x) rows[y][x] = m.GetPoint(x, y);
-  return rows;
-}
+using rastertest::FromRows;
+using rastertest::ToRows;
 
 }  // namespace
 

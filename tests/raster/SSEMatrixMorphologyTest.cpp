@@ -6,6 +6,7 @@
 #include <random>
 #include <vector>
 
+#include "RasterTestSupport.h"
 #include "qssse/raster/SSEMatrix.h"
 
 namespace {
@@ -114,29 +115,10 @@ done:
 
 // ---- helpers --------------------------------------------------------------------------------------
 
-CSSEMatrix FromRows(const std::vector<std::vector<float>>& rows) {
-  CSSEMatrix m;
-  m.Create(static_cast<int>(rows[0].size()), static_cast<int>(rows.size()));
-  for (int y = 0; y < m.GetSizeY(); ++y)
-    for (int x = 0; x < m.GetSizeX(); ++x) m.SetPoint(x, y, rows[y][x]);
-  return m;
-}
+using rastertest::FromRows;
+using rastertest::ToRows;
 
-std::vector<std::vector<float>> ToRows(const CSSEMatrix& m) {
-  std::vector<std::vector<float>> rows(m.GetSizeY(), std::vector<float>(m.GetSizeX()));
-  for (int y = 0; y < m.GetSizeY(); ++y)
-    for (int x = 0; x < m.GetSizeX(); ++x) rows[y][x] = m.GetPoint(x, y);
-  return rows;
-}
-
-// Every element, padding included, bit for bit.
-bool SameBits(const CSSEMatrix& a, const CSSEMatrix& b) {
-  if (a.GetSizeX() != b.GetSizeX() || a.GetSizeY() != b.GetSizeY()) return false;
-  for (int g = 0; g < a.GetSSESizeY(); ++g)
-    if (std::memcmp(a.GetMatrixDataDirectly()[g], b.GetMatrixDataDirectly()[g], 16 * a.GetSSESizeX()) != 0)
-      return false;
-  return true;
-}
+using rastertest::SameBits;
 
 // A random 0/1 mask (ones with probability 1/density), padding included; `extras` adds preset values.
 CSSEMatrix RandomMask(std::mt19937& rng, int sx, int sy, int density, bool extras = false) {

@@ -1,27 +1,14 @@
 #include <gtest/gtest.h>
 
-#include <cstring>
 #include <random>
 
-#include "qssse/raster/SSEMatrix.h"
+#include "RasterTestSupport.h"
 
 namespace {
 
-CSSEMatrix Random(std::mt19937& rng, int sx, int sy) {
-  CSSEMatrix m;
-  m.Create(sx, sy);
-  for (int y = 0; y < sy; ++y)
-    for (int x = 0; x < sx; ++x) m.SetPoint(x, y, static_cast<float>(rng() % 1000) * 0.37f - 50.0f);
-  return m;
-}
+using rastertest::SameBits;
 
-bool SameBits(const CSSEMatrix& a, const CSSEMatrix& b) {
-  if (a.GetSizeX() != b.GetSizeX() || a.GetSizeY() != b.GetSizeY()) return false;
-  for (int g = 0; g < a.GetSSESizeY(); ++g)
-    if (std::memcmp(a.GetMatrixDataDirectly()[g], b.GetMatrixDataDirectly()[g], 16 * a.GetSSESizeX()) != 0)
-      return false;
-  return true;
-}
+CSSEMatrix Random(std::mt19937& rng, int sx, int sy) { return rastertest::RandomMatrix(rng, sx, sy, 1000, 0.37f, -50.0f); }
 
 TEST(SSEMatrixScale, UpscalingIsCornerAlignedAndRepeatsTheBorder) {
   CSSEMatrix m;
@@ -83,6 +70,30 @@ TEST(SSEMatrixScale, SimdFormEqualsThePlainLoopOnEveryPixel) {
     fast.ScaleMatrix_SSE(nx, ny);
     EXPECT_TRUE(SameBits(plain, fast)) << nx << " x " << ny;
   }
+}
+
+TEST(SSEMatrixScale, IntoACallersMatrixGivesTheSameBitsAndReusesAStorageOfTheRightSize) {
+  std::mt19937 rng(42);
+  const CSSEMatrix src = Random(rng, 333, 517), before(src);
+  CSSEMatrix inPlace(src), target;
+  inPlace.ScaleMatrix_SSE(1030, 1031);
+  src.ScaleMatrix_SSE(1030, 1031, target);  // fresh storage, streamed
+  EXPECT_TRUE(SameBits(target, inPlace));
+  const __m128* const storage = target.GetMatrixDataDirectly()[0];
+  target.Fill(7.0f);
+  src.ScaleMatrix_SSE(1030, 1031, target);  // the same size: written over in place
+  EXPECT_EQ(target.GetMatrixDataDirectly()[0], storage);
+  EXPECT_TRUE(SameBits(target, inPlace));
+  EXPECT_TRUE(SameBits(src, before));
+  // Small sizes, the source itself as target, and sizes below 1.
+  CSSEMatrix small = Random(rng, 5, 7), expected(small), other;
+  expected.ScaleMatrix(9, 3);
+  small.ScaleMatrix_SSE(9, 3, other);
+  EXPECT_TRUE(SameBits(other, expected));
+  small.ScaleMatrix_SSE(9, 3, small);
+  EXPECT_TRUE(SameBits(small, expected));
+  small.ScaleMatrix_SSE(0, 3, other);
+  EXPECT_EQ(other.GetSizeX(), 9);
 }
 
 TEST(SSEMatrixScale, PreciseReadAgreesWithTheResampledPixels) {

@@ -3,6 +3,7 @@
 #include <cfloat>
 #include <cmath>
 #include <limits>
+#include <random>
 
 #include "qssse/platform/Field2D.h"
 #include "qssse/platform/InvalidArgumentException.h"
@@ -244,6 +245,51 @@ TEST(SSEMatrixQueries, MinMaxIgnoresNaNPixelsOnBothPaths) {
     m.CalcMinMaxValues(&maxValue, &minValue);
     EXPECT_EQ(maxValue, 4.0f) << size;
     EXPECT_EQ(minValue, 1.0f) << size;
+  }
+}
+
+TEST(SSEMatrixQueries, MinMaxKeepsTheEarlierOfEqualZerosAsOneScanWould) {
+  // The scan as one accumulator pair over the SIMD rows 1 .. sseSizeY - 2 and columns 3 .. sseSizeX - 4,
+  // accumulator second: of equal values (+0, -0) the earlier stays, NaN pixels are ignored.
+  std::mt19937 rng(42);
+  const float nan = std::numeric_limits<float>::quiet_NaN();
+  // Zeros as the minimum, zeros as the maximum, and everything.
+  const float kSets[3][6] = {{0.0f, -0.0f, 1.0f, nan, 0.0f, -0.0f},
+                             {0.0f, -0.0f, -1.0f, nan, 0.0f, -0.0f},
+                             {0.0f, -0.0f, 1.0f, -1.0f, nan, 2.0e6f}};
+  for (int round = 0; round < 300; ++round) {
+    CSSEMatrix m;
+    m.Create(7 + static_cast<int>(rng() % 9), 9 + static_cast<int>(rng() % 40));
+    __m128** rows = m.GetMatrixDataDirectly();
+    for (int g = 0; g < m.GetSSESizeY(); ++g) {
+      float* f = reinterpret_cast<float*>(rows[g]);
+      for (int i = 0; i < 4 * m.GetSSESizeX(); ++i) f[i] = kSets[round % 3][rng() % 6];
+    }
+    float lanesMin[4], lanesMax[4];
+    for (int l = 0; l < 4; ++l) {
+      lanesMin[l] = 1000000.0f;
+      lanesMax[l] = -1000000.0f;
+    }
+    for (int g = 1; g <= m.GetSSESizeY() - 2; ++g) {
+      for (int x = 3; x <= m.GetSSESizeX() - 4; ++x) {
+        for (int l = 0; l < 4; ++l) {
+          const float v = reinterpret_cast<const float*>(&rows[g][x])[l];
+          lanesMin[l] = v < lanesMin[l] ? v : lanesMin[l];
+          lanesMax[l] = v > lanesMax[l] ? v : lanesMax[l];
+        }
+      }
+    }
+    // The lanes joined in the library's order: min(min(l1, l3), min(l0, l2)), the second operand kept on ties.
+    const auto mn = [](float a, float b) { return a < b ? a : b; };
+    const auto mx = [](float a, float b) { return a > b ? a : b; };
+    const float wantMin = mn(mn(lanesMin[1], lanesMin[3]), mn(lanesMin[0], lanesMin[2]));
+    const float wantMax = mx(mx(lanesMax[1], lanesMax[3]), mx(lanesMax[0], lanesMax[2]));
+    float maxValue = 0.0f, minValue = 0.0f;
+    m.CalcMinMaxValues(&maxValue, &minValue);
+    ASSERT_EQ(std::signbit(minValue), std::signbit(wantMin)) << round;
+    ASSERT_EQ(minValue, wantMin) << round;
+    ASSERT_EQ(std::signbit(maxValue), std::signbit(wantMax)) << round;
+    ASSERT_EQ(maxValue, wantMax) << round;
   }
 }
 

@@ -185,7 +185,7 @@ TEST(Program, EveryCommandKeepsOneSizeRuleWithOneMessageBeforeAllocating) {
       {{"scan", dir / "t.stl", dir / "big.pfm", "--width", "32000", "--height", "31999"},
        "a raster of 32000 x 31999 pixels "},
       {{"scan", dir / "t.stl", dir / "big.pfm", "--resolution", "0.000244140625"},  // 2^-12
-       "a raster of 40960 x 40960 pixels "},
+       "a raster of 40961 x 40961 pixels "},  // one pixel per grid point: the z-buffer default
       {{"fill", dir / "ring.txt", dir / "big.pfm", "--width", "32000", "--height", "31999"},
        "a raster of 32000 x 31999 pixels "},
       {{"morph", "median", dir / "tall.pfm", dir / "big.pfm"}, "a raster of 1 x 32000 pixels "},

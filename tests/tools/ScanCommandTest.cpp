@@ -2,6 +2,8 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cmath>
+#include <limits>
 #include <string>
 #include <vector>
 
@@ -14,18 +16,57 @@ using tooltest::RunTool;
 
 namespace {
 
-// h = x + 2 y + (x * y) % 3: a plane with bumps, so the maximum and minimum conversions differ.
+// h = x + 2 y + (x * y) % 3 + 0.25: a plane with bumps, so the maximum and minimum conversions differ.
 HeightField Bumpy(int w, int h) {
   HeightField f{w, h, {}};
   for (int y = 0; y < h; ++y) {
-    for (int x = 0; x < w; ++x) f.values.push_back(static_cast<float>(x + 2 * y + (x * y) % 3 + 1));
+    for (int x = 0; x < w; ++x) f.values.push_back(static_cast<float>(x + 2 * y + (x * y) % 3) + 0.25f);
   }
   return f;
 }
 
 }  // namespace
 
-TEST(ScanCommand, FlatSquareFillsAllButTheRasterCornersWithTheOffset) {
+TEST(ScanCommand, ByDefaultAMeshedFieldComesBackAtItsSizeWithItsHeights) {
+  tooltest::TempDir dir;
+  const HeightField f = Bumpy(9, 7);
+  WriteHeightField(dir / "f.pfm", f);
+  ASSERT_EQ(RunTool(dir, {"mesh", dir / "f.pfm", dir / "f.stl"}).status, 0);
+  for (const char* side : {"--max", "--min"}) {
+    std::vector<std::string> args = {"scan", dir / "f.stl", dir / "r.pfm"};
+    if (side == std::string("--min")) args.push_back("--min");
+    const auto r = RunTool(dir, args);
+    ASSERT_EQ(r.status, 0) << r.err;
+    EXPECT_NE(r.out.find("9 x 7 pixels, 63 covered"), std::string::npos) << r.out;
+    EXPECT_NE(r.out.find("heights as in the mesh"), std::string::npos) << r.out;
+    const HeightField back = ReadHeightField(dir / "r.pfm");
+    EXPECT_EQ(back.width, 9);
+    EXPECT_EQ(back.height, 7);
+    EXPECT_EQ(back.values, f.values) << side;
+  }
+}
+
+TEST(ScanCommand, TheZBufferMarksOnlyUncoveredPixelsAsNoData) {
+  // A half square at height 0: its pixels hold a real 0, the other half no height.
+  tooltest::TempDir dir;
+  MeshData m;
+  m.vertices = {{0, 0, 0}, {4, 0, 0}, {0, 4, 0}, {4, 4, 7}};
+  m.triangles = {{0, 1, 2}};
+  WriteMesh(dir / "half.ply", m);
+  const auto r = RunTool(dir, {"scan", dir / "half.ply", dir / "h.pfm", "--nodata-out", "nan"});
+  ASSERT_EQ(r.status, 0);
+  // Covered pixels at height 0 are counted as covered (they used to be taken for no value).
+  EXPECT_NE(r.out.find("5 x 5 pixels, 15 covered by the 1 triangles"), std::string::npos) << r.out;
+  HeightFieldReadOptions keep;
+  keep.noValue = std::numeric_limits<float>::quiet_NaN();
+  const HeightField h = ReadHeightField(dir / "h.pfm", keep);
+  ASSERT_EQ(h.width, 5);
+  EXPECT_EQ(h.noDataPixels, 10u);  // x + y > 4
+  EXPECT_EQ(h.At(2, 2), 0.0f);
+  EXPECT_TRUE(std::isnan(h.At(3, 2)));
+}
+
+TEST(ScanCommand, FlatSquareFillsItsGridPointsAndARequestedSizeIsKept) {
   tooltest::TempDir dir;
   MeshData m;
   m.vertices = {{0, 0, 2}, {10, 0, 2}, {10, 10, 2}, {0, 10, 2}};
@@ -34,50 +75,41 @@ TEST(ScanCommand, FlatSquareFillsAllButTheRasterCornersWithTheOffset) {
   const auto r =
       RunTool(dir, {"scan", dir / "sq.ply", dir / "sq.npy", "--resolution", "0.5", "--z-offset", "5"});
   ASSERT_EQ(r.status, 0) << r.err;
-  EXPECT_NE(r.out.find("20 x 20 pixels, 396 covered by the 2 triangles"), std::string::npos) << r.out;
+  EXPECT_NE(r.out.find("21 x 21 pixels, 441 covered by the 2 triangles"), std::string::npos) << r.out;
   const HeightField h = ReadHeightField(dir / "sq.npy");
-  for (int y = 0; y < 20; ++y) {
-    for (int x = 0; x < 20; ++x) {
-      // Samples on the frame are dropped, but the crosses around the pixels next to it reach all of it
-      // except the four corners.
-      const bool corner = (x == 0 || x == 19) && (y == 0 || y == 19);
-      EXPECT_EQ(h.At(x, y), corner ? 0.0f : 5.0f) << x << "," << y;
-    }
-  }
-  const auto sized =
-      RunTool(dir, {"scan", dir / "sq.ply", dir / "big.pfm", "--width", "30", "--height", "12"});
+  EXPECT_EQ(h.values, std::vector<float>(21 * 21, 7.0f));  // z 2 plus the offset, border included
+
+  const auto sized = RunTool(dir, {"scan", dir / "sq.ply", dir / "big.pfm", "--width", "30", "--height", "12"});
   ASSERT_EQ(sized.status, 0) << sized.err;
   const HeightField b = ReadHeightField(dir / "big.pfm");
-  EXPECT_EQ(b.width, 30);
-  EXPECT_EQ(b.height, 12);
+  ASSERT_EQ(b.width, 30);
+  ASSERT_EQ(b.height, 12);
+  EXPECT_EQ(b.At(10, 10), 2.0f);
+  EXPECT_EQ(b.At(11, 5), 0.0f);  // beyond the mesh
+  const auto stamped = RunTool(
+      dir, {"scan", dir / "sq.ply", dir / "st.pfm", "--width", "30", "--height", "12", "--method", "stamp"});
+  ASSERT_EQ(stamped.status, 0) << stamped.err;
+  EXPECT_EQ(ReadHeightField(dir / "st.pfm").width, 30);
 }
 
-TEST(ScanCommand, MeshThenRefinedScanGivesTheHeightFieldBackAndThreadsChangeNothing) {
+TEST(ScanCommand, StampedMethodsKeepTheirBoundsThreadsChangeNothingAndRefiningLeavesNoHalo) {
   tooltest::TempDir dir;
   const HeightField f = Bumpy(9, 7);
   WriteHeightField(dir / "f.pfm", f);
   ASSERT_EQ(RunTool(dir, {"mesh", dir / "f.pfm", dir / "f.stl"}).status, 0);
 
-  // Raster 8 x 6 from the mesh's corner (0, 0); the frame is never written. Heights above the lowest
-  // corner (1): an offset of 1 brings the field back.
-  const auto refined = RunTool(dir, {"scan", dir / "f.stl", dir / "r.pfm", "--refine", "--z-offset", "1"});
-  ASSERT_EQ(refined.status, 0) << refined.err;
-  const HeightField r = ReadHeightField(dir / "r.pfm");
-  ASSERT_EQ(r.width, 8);
-  ASSERT_EQ(r.height, 6);
-  for (int y = 1; y < 5; ++y) {
-    for (int x = 1; x < 7; ++x) EXPECT_EQ(r.At(x, y), f.At(x, y)) << x << "," << y;
-  }
-
-  // Unrefined: the maximum lies between the field and its 5 x 5 maximum, the minimum mirrored.
+  // Raster 8 x 6 from the mesh's corner (0, 0); heights above the lowest corner (0.25): an offset of
+  // 0.25 brings the field back. Stamps lie between the field and its 5 x 5 maximum (minimum mirrored).
   for (const char* mode : {"max", "min"}) {
-    std::vector<std::string> args = {"scan", dir / "f.stl", dir / "p.pfm", "--z-offset", "1"};
+    std::vector<std::string> args = {"scan", dir / "f.stl", dir / "p.pfm", "--z-offset", "0.25", "--method", "stamp"};
     if (mode == std::string("min")) args.push_back("--min");
     ASSERT_EQ(RunTool(dir, args).status, 0);
     args[2] = dir / "t.pfm";
     args.push_back("--threads");
     ASSERT_EQ(RunTool(dir, args).status, 0);
     const HeightField p = ReadHeightField(dir / "p.pfm");
+    ASSERT_EQ(p.width, 8);
+    ASSERT_EQ(p.height, 6);
     EXPECT_EQ(ReadHeightField(dir / "t.pfm").values, p.values) << mode;
     for (int y = 2; y < 4; ++y) {
       for (int x = 2; x < 6; ++x) {
@@ -88,27 +120,50 @@ TEST(ScanCommand, MeshThenRefinedScanGivesTheHeightFieldBackAndThreadsChangeNoth
             hi = std::max(hi, f.At(x + dx, y + dy));
           }
         }
-        if (mode == std::string("max")) {
-          EXPECT_GE(p.At(x, y), f.At(x, y)) << x << "," << y;
-          EXPECT_LE(p.At(x, y), hi) << x << "," << y;
-        } else {
-          EXPECT_LE(p.At(x, y), f.At(x, y)) << x << "," << y;
-          EXPECT_GE(p.At(x, y), lo) << x << "," << y;
-        }
+        EXPECT_GE(p.At(x, y), mode == std::string("max") ? f.At(x, y) : lo) << x << "," << y;
+        EXPECT_LE(p.At(x, y), mode == std::string("max") ? hi : f.At(x, y)) << x << "," << y;
       }
     }
   }
+
+  // A flat triangle whose long side misses the pixel centres: the crosses reach beyond it, the refined
+  // form does not.
+  MeshData half;
+  half.vertices = {{0, 0, 3}, {10.3f, 0, 3}, {0, 9.7f, 3}};
+  half.triangles = {{0, 1, 2}};
+  WriteMesh(dir / "half.ply", half);
+  ASSERT_EQ(RunTool(dir, {"scan", dir / "half.ply", dir / "s.pfm", "--method", "stamp", "--z-offset", "1"}).status, 0);
+  ASSERT_EQ(
+      RunTool(dir, {"scan", dir / "half.ply", dir / "r.pfm", "--method", "stamp-refined", "--z-offset", "1"}).status,
+      0);
+  const HeightField s = ReadHeightField(dir / "s.pfm"), r = ReadHeightField(dir / "r.pfm");
+  ASSERT_EQ(r.width, 10);
+  int halo = 0;
+  for (int y = 0; y < 10; ++y) {
+    for (int x = 0; x < 10; ++x) {
+      const bool inside = 9.7 * x + 10.3 * y <= 9.7 * 10.3;
+      if (!inside) halo += s.At(x, y) != 0.0f;
+      EXPECT_EQ(r.At(x, y), inside ? 1.0f : 0.0f) << x << "," << y;
+    }
+  }
+  EXPECT_GT(halo, 0);
 }
 
-TEST(ScanCommand, RastersTooLargeOrTooSmallAndBadNamesFailInOneLine) {
+TEST(ScanCommand, HelpNamesTheMethodsAndBadRequestsFailInOneLine) {
   tooltest::TempDir dir;
+  const auto help = RunTool(dir, {"scan", "--help"});
+  EXPECT_EQ(help.status, 0);
+  for (const char* method : {"  zbuffer  ", "  stamp  ", "  stamp-refined  "}) {
+    EXPECT_NE(help.out.find(method), std::string::npos) << help.out;
+  }
   MeshData m;
   m.vertices = {{0, 0, 0}, {100, 0, 0}, {0, 100, 1}};
   m.triangles = {{0, 1, 2}};
   WriteMesh(dir / "t.stl", m);
   const std::vector<std::pair<std::vector<std::string>, std::string>> cases = {
       {{"scan", dir / "t.stl", dir / "o.pfm", "--resolution", "0.001"}, "raise --resolution"},
-      {{"scan", dir / "t.stl", dir / "o.pfm", "--resolution", "50"}, "less than 3 x 3 pixels"},
+      {{"scan", dir / "t.stl", dir / "o.pfm", "--resolution", "50", "--method", "stamp"}, "less than 3 x 3 pixels"},
+      {{"scan", dir / "t.stl", dir / "o.pfm", "--threads"}, "--method stamp"},
       {{"scan", dir / "t.stl", dir / "o.gif"}, "o.gif"},
       {{"scan", dir / "missing.stl", dir / "o.pfm"}, "missing.stl"},
   };
@@ -120,4 +175,7 @@ TEST(ScanCommand, RastersTooLargeOrTooSmallAndBadNamesFailInOneLine) {
     EXPECT_NE(r.err.find(expected), std::string::npos) << r.err;
   }
   EXPECT_EQ(RunTool(dir, {"scan", dir / "t.stl", dir / "o.pfm", "--resolution", "-1"}).status, 2);
+  EXPECT_EQ(RunTool(dir, {"scan", dir / "t.stl", dir / "o.pfm", "--method", "splat"}).status, 2);
+  // The z-buffer has no frame to drop: even 3 x 3 grid points make a raster.
+  EXPECT_EQ(RunTool(dir, {"scan", dir / "t.stl", dir / "o.pfm", "--resolution", "50"}).status, 0);
 }

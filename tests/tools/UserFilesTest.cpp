@@ -62,7 +62,7 @@ TEST(UserFiles, ScanWritesNanWhereNoTriangleLiesWhenAsked) {
   m.triangles = {{0, 1, 2}, {0, 2, 3}};
   WriteMesh(dir / "sq.off", m);
   const auto r = RunTool(dir, {"scan", dir / "sq.off", dir / "sq.pfm", "--resolution", "0.5", "--z-offset",
-                               "5", "--nodata-out", "nan"});
+                               "5", "--nodata-out", "nan", "--method", "stamp"});
   ASSERT_EQ(r.status, 0) << r.err;
   HeightFieldReadOptions keep;
   keep.noValue = kNaN;

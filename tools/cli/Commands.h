@@ -44,7 +44,7 @@ struct ScanOptions {
   float zOffset = 0.0f;       // added to every height (heights are above the mesh's lowest point)
   bool minimum = false;
   bool threads = false;
-  bool refine = false;     // exact heights at the pixel centres instead of the sampled maximum/minimum
+  std::string method = "zbuffer";  // zbuffer | stamp | stamp-refined
   bool noDataNaN = false;  // pixels no triangle covers written as NaN (transparent in a PNG)
   int bits = 16;
 };

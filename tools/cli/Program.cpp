@@ -129,7 +129,7 @@ int RunProgram(int argc, char** argv) {
   ScanOptions scan;
   CLI::App* cScan = app.add_subcommand("scan",
                                        "scan-convert a triangle mesh into a height field (pixel (0, 0) at "
-                                       "the mesh's lowest x and y; heights above its lowest point)");
+                                       "the mesh's lowest x and y)");
   cScan->add_option("input", scan.input, "mesh (.stl, .ply, .obj)")->required();
   cScan->add_option("output", scan.output, "height field (.pfm, .png, .npy, .qsm)")->required();
   cScan->add_option("--resolution", scan.resolution, "mesh units per pixel")
@@ -141,15 +141,24 @@ int RunProgram(int argc, char** argv) {
   cScan->add_option("--z-offset", scan.zOffset, "added to every height; pixels no triangle covers stay 0")
       ->capture_default_str();
   cScan->add_flag("--min", scan.minimum, "keep the lowest surface instead of the highest");
-  cScan->add_flag("--refine", scan.refine,
-                  "replace every covered pixel by the surface's exact height at its centre");
-  cScan->add_flag("--threads", scan.threads, "use the multi-threaded scan conversion");
+  cScan->add_option("--method", scan.method, "zbuffer, stamp or stamp-refined (see below)")
+      ->check(CLI::IsMember({"zbuffer", "stamp", "stamp-refined"}))
+      ->capture_default_str();
+  cScan->add_flag("--threads", scan.threads, "stamp methods: convert on ten worker threads (the same result)");
   cScan
       ->add_option_function<std::string>(
           "--nodata-out", [&scan](const std::string& v) { scan.noDataNaN = v == "nan"; },
           "value of the pixels no triangle covers: 0 (default) or nan (transparent in a PNG)")
       ->check(CLI::IsMember({"0", "nan"}));
   AddBits(cScan, scan.bits);
+  cScan->footer(
+      "Methods:\n"
+      "  zbuffer        every pixel whose centre a triangle covers gets the surface's height there, others 0;\n"
+      "                 one pixel per grid point (a mesh of an n x m field comes back n x m), heights the mesh's z\n"
+      "  stamp          samples about one per pixel diagonal, each stamped as a five-pixel cross: up to two pixels\n"
+      "                 too wide and too high on slopes; heights above the lowest point; last row and column dropped\n"
+      "  stamp-refined  stamp, then every pixel whose centre a triangle covers set to the exact height and every\n"
+      "                 other pixel to 0 (no halo); heights above the lowest point, the size of stamp");
 
   FillOptions fill;
   CLI::App* cFill =

@@ -1,0 +1,54 @@
+#pragma once
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <random>
+#include <vector>
+
+#include "qssse/raster/SSEMatrix.h"
+
+// Helpers shared by the raster suite.
+namespace rastertest {
+
+// Bit-for-bit equality of two matrices, every element of every SIMD row (padding included).
+inline ::testing::AssertionResult SameBits(const CSSEMatrix& a, const CSSEMatrix& b) {
+  if (a.GetSizeX() != b.GetSizeX() || a.GetSizeY() != b.GetSizeY())
+    return ::testing::AssertionFailure() << "sizes " << a.GetSizeX() << "x" << a.GetSizeY() << " vs "
+                                         << b.GetSizeX() << "x" << b.GetSizeY();
+  for (int g = 0; g < a.GetSSESizeY(); ++g) {
+    for (int x = 0; x < a.GetSSESizeX(); ++x) {
+      if (std::memcmp(&a.GetMatrixDataDirectly()[g][x], &b.GetMatrixDataDirectly()[g][x], 16) != 0)
+        return ::testing::AssertionFailure() << "differs at column " << x << ", rows " << 4 * g << "..";
+    }
+  }
+  return ::testing::AssertionSuccess();
+}
+
+// A sx x sy matrix of values `levels` apart ((rng() % levels) * step + offset): few levels give ties.
+inline CSSEMatrix RandomMatrix(std::mt19937& rng, int sx, int sy, int levels, float step, float offset) {
+  CSSEMatrix m;
+  m.Create(sx, sy);
+  for (int y = 0; y < sy; ++y)
+    for (int x = 0; x < sx; ++x) m.SetPoint(x, y, static_cast<float>(rng() % levels) * step + offset);
+  return m;
+}
+
+// Pixel rows y = 0, 1, ... as vectors: hand-written inputs and expected results.
+using Rows = std::vector<std::vector<float>>;
+
+inline CSSEMatrix FromRows(const Rows& rows) {
+  CSSEMatrix m;
+  m.Create(static_cast<int>(rows[0].size()), static_cast<int>(rows.size()));
+  for (int y = 0; y < m.GetSizeY(); ++y)
+    for (int x = 0; x < m.GetSizeX(); ++x) m.SetPoint(x, y, rows[y][x]);
+  return m;
+}
+
+inline Rows ToRows(const CSSEMatrix& m) {
+  Rows rows(m.GetSizeY(), std::vector<float>(m.GetSizeX()));
+  for (int y = 0; y < m.GetSizeY(); ++y)
+    for (int x = 0; x < m.GetSizeX(); ++x) rows[y][x] = m.GetPoint(x, y);
+  return rows;
+}
+
+}  // namespace rastertest
