@@ -1,6 +1,7 @@
 // Mesh (CHTriangulation): builders from height fields and arrays, arrays out, editing, border and the
 // scan conversions back into height fields.
 #include <cstring>
+#include <functional>
 #include <vector>
 
 #include "Bindings.h"
@@ -541,6 +542,39 @@ matrix (a new one unless given) is re-created at the box size. Needs calc_stv an
           py::arg("origin") = py::none(), py::arg("keep_max") = true,
           "Stamps triangles first..last into the matrix as it stands; origin (default min_point) is the mesh "
           "point of pixel (0, 0).")
+      .def(
+          "scan_convert_triangulation_z_buffer",
+          [](const CHTriangulation& self, bool keepMax, float noData, float zOffset, const py::object& matrix,
+             const std::optional<std::array<Triple, 2>>& box, const py::object& progress) {
+            CSSEMatrix* out = nullptr;
+            py::object result = OutMatrix(matrix, out);
+            std::function<void(int, int)> report;
+            if (!progress.is_none()) {
+              // Called on this thread while the GIL is released; an exception of the callback ends the call.
+              report = [&progress](int done, int total) {
+                py::gil_scoped_acquire acquire;
+                progress(done, total);
+              };
+            }
+            py::gil_scoped_release release;
+            if (box) {
+              self.ScanConvertTriangulationZBuffer_MinMaxPoint(out, keepMax, noData, zOffset, ToPoint((*box)[0]),
+                                                               ToPoint((*box)[1]), report);
+            } else {
+              self.ScanConvertTriangulationZBuffer(out, keepMax, noData, zOffset, report);
+            }
+            return result;
+          },
+          py::arg("keep_max") = true, py::arg("no_data") = 0.0f, py::arg("z_offset") = 0.0f,
+          py::arg("matrix") = py::none(), py::arg("box") = py::none(), py::arg("progress") = py::none(),
+          R"(The exact surface: every pixel whose centre lies in a triangle's xy projection gets the height
+interpolated there (the largest of the covering triangles, the smallest with keep_max=False) plus
+z_offset; the others get no_data (NaN allowed). Returns the Matrix.
+
+Pixel (px, py) is min_point + (px * res_x, py * res_y) (box = (min, max) gives another), one pixel per
+grid point: the mesh of an n x m height field at its own scale comes back n x m, exactly. Centres on
+shared edges are covered by one triangle, decided exactly. progress(done, total) is called now and
+then. Needs calc_bounding_box only.)")
       .def(
           "refine_scan_conv_image",
           [](CHTriangulation& self, CSSEMatrix& matrix, float zOffset) {

@@ -11,6 +11,8 @@
 #include "qssse/platform/CoreException.h"
 #include "qssse/platform/InvalidArgumentException.h"
 #include "qssse/platform/MemoryException.h"
+#include "qssse/platform/WorkBudget.h"
+#include "qssse/platform/WorkBudgetException.h"
 #include "qssse/polygon/SSE3dPolygon.h"
 #include "qssse/raster/SSEMatrix.h"
 #include "qssse/raster/SSEcharMatrix.h"
@@ -285,6 +287,7 @@ namespace {
 PyObject* g_error = nullptr;
 PyObject* g_ioError = nullptr;
 PyObject* g_hullError = nullptr;
+PyObject* g_workBudgetError = nullptr;
 
 // Raises `type` with the message and extra attributes (name, value) on the exception object.
 void Raise(PyObject* type, const char* message, std::initializer_list<std::pair<const char*, std::string>> extra) {
@@ -326,7 +329,7 @@ be viewed in place); Mesh.corners is a zero-copy view.
 
 Errors: the library's exceptions arrive with its message as ValueError (invalid arguments),
 MemoryError (allocation failures), IoError (an OSError: files) and Error (a RuntimeError: everything
-else, HullError for hulls). Long calls release the GIL; objects are not locked, so one object must not
+else, HullError for hulls, WorkBudgetError for calls that would take too long). Long calls release the GIL; objects are not locked, so one object must not
 be used from two threads at once.)";
   m.attr("__version__") = QSSSE_VERSION_STRING;
 
@@ -344,6 +347,11 @@ be used from two threads at once.)";
       "Input a 3-D hull or a Delaunay triangulation cannot be made of; the attribute cause is 'collinear', "
       "'coplanar' or 'range'.",
       g_error, nullptr);
+  g_workBudgetError = PyErr_NewExceptionWithDoc(
+      "qssse.WorkBudgetError",
+      "A call whose planned work exceeds the library's work budget (set_work_budget), raised before it starts.",
+      g_error, nullptr);
+  m.attr("WorkBudgetError") = py::handle(g_workBudgetError);
   m.attr("Error") = py::handle(g_error);
   m.attr("IoError") = py::handle(g_ioError);
   m.attr("HullError") = py::handle(g_hullError);
@@ -359,12 +367,19 @@ be used from two threads at once.)";
       PyErr_SetString(PyExc_MemoryError, e.what());
     } catch (const CbExceptionOutOfMemory& e) {
       PyErr_SetString(PyExc_MemoryError, e.what());
+    } catch (const CWorkBudgetException& e) {
+      PyErr_SetString(g_workBudgetError, e.what());
     } catch (const CHullException& e) {
       Raise(g_hullError, e.what(), {{"cause", HullCauseName(e.GetCause())}});
     } catch (const CException& e) {
       PyErr_SetString(g_error, e.what());
     }
   });
+
+  m.def("set_work_budget", &qssse::SetWorkBudget, py::arg("steps"),
+        "The most elementary steps one call may plan when its work follows the input's geometry; a call "
+        "planning more raises WorkBudgetError before it starts. 0 restores the default (2^34).");
+  m.def("get_work_budget", &qssse::GetWorkBudget, "The work budget in force, in steps.");
 
   BindViews(m);
   BindRaster(m);

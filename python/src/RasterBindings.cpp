@@ -287,7 +287,7 @@ void BindRaster(py::module_& m) {
            "Draws the left silhouette of the masked region above threshold with value; returns its row count.")
       .def("scale_matrix", &CSSEMatrix::ScaleMatrix, py::arg("new_size_x"), py::arg("new_size_y"), ReleaseGil(),
            "Bilinear, corner-aligned resampling to the new size, in place.")
-      .def("scale_matrix_sse", &CSSEMatrix::ScaleMatrix_SSE, py::arg("new_size_x"), py::arg("new_size_y"),
+      .def("scale_matrix_sse", static_cast<void (CSSEMatrix::*)(int, int)>(&CSSEMatrix::ScaleMatrix_SSE), py::arg("new_size_x"), py::arg("new_size_y"),
            ReleaseGil(), "The same four rows at a time with SIMD, equal bit for bit.")
       .def("stencil", &CSSEMatrix::Stencil, py::arg("mask"), ReleaseGil(),
            "Keeps the pixels whose mask pixel (a CharMatrix) is non-zero; the others become 0.");

@@ -93,6 +93,29 @@ class TestRoundTrip:
         low = mesh.scan_convert_triangulation_min().to_numpy()
         assert (low <= target.to_numpy()).all()
 
+    def test_z_buffer_gives_the_field_back_exactly_with_nan_outside(self):
+        h = dome(40, 15, 6.0)
+        mesh = qssse.Mesh.from_height_field(h)
+        seen = []
+        back = mesh.scan_convert_triangulation_z_buffer(
+            no_data=np.nan, progress=lambda done, total: seen.append((done, total))
+        ).to_numpy()
+        x0, y0 = (int(v) for v in mesh.min_point[:2])
+        field = h[y0 : y0 + back.shape[0], x0 : x0 + back.shape[1]]
+        covered = ~np.isnan(back)
+        assert covered.sum() > 500 and (field[covered] > 0).all()
+        np.testing.assert_array_equal(back[covered], field[covered])
+        assert seen and seen[-1][0] == seen[-1][1]
+
+    def test_work_budget_is_set_and_restored(self):
+        before = qssse.get_work_budget()
+        qssse.set_work_budget(10)
+        try:
+            assert qssse.get_work_budget() == 10
+        finally:
+            qssse.set_work_budget(0)  # the default again
+        assert qssse.get_work_budget() == before and issubclass(qssse.WorkBudgetError, qssse.Error)
+
 
 class TestArrays:
     def grid_mesh(self):
