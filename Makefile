@@ -4,18 +4,22 @@
 JOBS     ?= $(shell nproc 2>/dev/null || echo 2)
 BUILD    ?= build
 CMAKE_FLAGS ?=
+# Optional package groups of scripts/bootstrap.sh that a command adds (make test: the Python module's).
+BOOTSTRAP_GROUPS ?=
 
-.PHONY: all configure build test demo bench sanitize fuzz newcomer-check clean
+.PHONY: all configure build test demo python bench sanitize fuzz newcomer-check clean
 
 all: build
 
 configure:
-	@sh scripts/bootstrap.sh
+	@sh scripts/bootstrap.sh $(BOOTSTRAP_GROUPS)
 	cmake -S . -B $(BUILD) -DCMAKE_BUILD_TYPE=Release -DQSSSE_WERROR=ON $(CMAKE_FLAGS)
 
 build: configure
 	cmake --build $(BUILD) -j $(JOBS)
 
+# The Python module's pytest suite runs among the ctest tests when pybind11, NumPy and pytest are there.
+test: BOOTSTRAP_GROUPS = python
 test: build
 	cd $(BUILD) && ctest --output-on-failure -j $(JOBS)
 
@@ -25,8 +29,13 @@ demo: configure
 	cmake --build $(BUILD) -j $(JOBS) --target qssse_tool
 	./$(BUILD)/tools/qssse demo --out out
 
+# The Python module qssse alone, into $(BUILD)/python (PYTHONPATH=$(BUILD)/python /usr/bin/python3).
+python: BOOTSTRAP_GROUPS = python
+python: configure
+	cmake --build $(BUILD) -j $(JOBS) --target python
+
 bench:
-	@sh scripts/bootstrap.sh bench
+	@sh scripts/bootstrap.sh bench python
 	cmake -S . -B build-bench -DCMAKE_BUILD_TYPE=Release -DQSSSE_BUILD_BENCH=ON -DQSSSE_BUILD_TESTS=OFF $(CMAKE_FLAGS)
 	cmake --build build-bench -j $(JOBS)
 	sh scripts/run-benchmarks.sh build-bench

@@ -5,6 +5,8 @@
 #   scripts/bootstrap.sh bench      ... plus Google Benchmark and the optional peer libraries
 #   scripts/bootstrap.sh sanitize   the same (g++ brings the sanitizer runtimes)
 #   scripts/bootstrap.sh fuzz       ... plus clang and libFuzzer
+#   scripts/bootstrap.sh python     ... plus the Python module's headers, pybind11, NumPy and pytest
+#                                   (optional: without them the module and its tests are skipped)
 set -eu
 
 base="cmake make g++ pkg-config libgtest-dev libgmock-dev libpng-dev libspng-dev libcli11-dev"
@@ -16,6 +18,7 @@ for what in "$@"; do
     bench) extra="$extra libbenchmark-dev"; optional="$optional libopencv-dev libopencv-contrib-dev libcgal-dev libqhull-dev libpolyclipping-dev" ;;
     sanitize) ;;  # g++ brings the ASan, UBSan and TSan runtimes
     fuzz) extra="$extra clang libclang-rt-14-dev" ;;
+    python) optional="$optional python3-dev pybind11-dev python3-numpy python3-pytest" ;;
     *) echo "bootstrap: unknown group '$what'" >&2; exit 2 ;;
   esac
 done
