@@ -101,11 +101,42 @@ struct Sweep {
       if (std::isnan(px) || std::isnan(py) || std::isnan(cx) || std::isnan(cy) || px == cx) continue;
       const bool prevLeft = px < cx;
       Edge e{prevLeft ? px : cx, prevLeft ? py : cy, prevLeft ? cx : px, prevLeft ? cy : py, 0, 0};
-      e.i0 = FirstTrue(iLo, iHi, [&](int i) { return ColX(i) > e.lx; });
-      e.i1 = FirstTrue(e.i0, iHi, [&](int i) { return ColX(i) > e.rx; });
+      e.i0 = FirstColumnAbove(e.lx, iLo, iHi);
+      e.i1 = FirstColumnAbove(e.rx, e.i0, iHi);
       if (e.i0 < e.i1) edges.push_back(e);
     }
-    std::sort(edges.begin(), edges.end(), [](const Edge& a, const Edge& b) { return a.i0 < b.i0; });
+    SortByFirstColumn();
+  }
+
+  // First column i in [lo, hi) whose x exceeds v (hi when none): estimated, then checked against the
+  // float comparison itself, with the binary search as the fallback.
+  int FirstColumnAbove(float v, int lo, int hi) const {
+    auto above = [&](int i) { return ColX(i) > v; };
+    const double est = std::floor((static_cast<double>(v) - g.x0) / g.sx) + 1.0;
+    if (est > lo && est < hi) {
+      const int i = static_cast<int>(est);
+      if (above(i) && !above(i - 1)) return i;
+    } else if (est <= lo && lo < hi && above(lo)) {
+      return lo;
+    } else if (est >= hi && (lo >= hi || !above(hi - 1))) {
+      return std::max(lo, hi);
+    }
+    return FirstTrue(lo, hi, above);
+  }
+
+  // By first column: counting when the columns are few against the edges, else comparing.
+  void SortByFirstColumn() {
+    const std::size_t span = static_cast<std::size_t>(iHi - iLo) + 1;
+    if (span > 8 * edges.size() + 4096) {
+      std::sort(edges.begin(), edges.end(), [](const Edge& a, const Edge& b) { return a.i0 < b.i0; });
+      return;
+    }
+    std::vector<int> start(span + 1, 0);
+    for (const Edge& e : edges) ++start[static_cast<std::size_t>(e.i0 - iLo) + 1];
+    for (std::size_t k = 1; k <= span; ++k) start[k] += start[k - 1];
+    std::vector<Edge> sorted(edges.size());
+    for (const Edge& e : edges) sorted[static_cast<std::size_t>(start[static_cast<std::size_t>(e.i0 - iLo)]++)] = e;
+    edges.swap(sorted);
   }
 
   // The row at which edge e stops toggling in grid column i (one it straddles): it toggles the rows
@@ -168,17 +199,24 @@ struct Sweep {
 template <class Column>
 void SweepEnds(const Ring& ring, const Grid& g, Column column) {
   const Sweep s(ring, g);
+  std::vector<const Edge*> active;
   std::vector<int> ends;
-  s.ForRanges(s.iLo, s.iHi, [&](int p, int q, const Edge* const* active, int m) {
-    for (int i = p; i < q; ++i) {
-      ends.clear();
-      for (int k = 0; k < m; ++k) {
-        const int end = s.End(*active[k], i);
-        if (end > s.jLo) ends.push_back(end);
-      }
-      if (!ends.empty()) column(g.x0 + i * g.sx, s.jLo, ends.data(), static_cast<int>(ends.size()));
+  std::size_t next = 0;
+  for (int i = s.iLo; i < s.iHi; ++i) {
+    if (active.empty()) {
+      if (next == s.edges.size()) break;
+      i = std::max(i, s.edges[next].i0);
     }
-  });
+    while (next < s.edges.size() && s.edges[next].i0 <= i) active.push_back(&s.edges[next++]);
+    active.erase(std::remove_if(active.begin(), active.end(), [i](const Edge* e) { return e->i1 <= i; }),
+                 active.end());
+    ends.clear();
+    for (const Edge* e : active) {
+      const int end = s.End(*e, i);
+      if (end > s.jLo) ends.push_back(end);
+    }
+    if (!ends.empty()) column(g.x0 + i * g.sx, s.jLo, ends.data(), static_cast<int>(ends.size()));
+  }
 }
 
 // Calls emit(j0, j1) for every maximal run of rows j0 .. j1-1 (ascending) covered by an odd number of the
