@@ -14,7 +14,10 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
+#include <cstring>
+#include <cwchar>
 #include <memory>
+#include <type_traits>
 #include <utility>
 #include <vector>
 
@@ -494,6 +497,8 @@ void StampCoarseGrid(const Ring& ring, const Grid& g, CSSEMatrix& m, float value
 // lane: Set, Min and Max are the raster's keep rules, so a NaN cell takes the value).
 template <class Keep>
 struct WriteKept {
+  // Whether the result ignores the cell, so a run of whole elements is one value repeated.
+  static constexpr bool kOverwrites = std::is_same_v<Keep, qssse::raster::KeepOverwrite>;
   float v;
   void operator()(float* p) const { *p = Keep::Keep(*p, v); }
   __m128 operator()(__m128 p) const { return Keep::Keep(p, qssse::simd::splat(v)); }
@@ -502,6 +507,7 @@ using WriteSet = WriteKept<qssse::raster::KeepOverwrite>;
 using WriteMin = WriteKept<qssse::raster::KeepMin>;
 using WriteMax = WriteKept<qssse::raster::KeepMax>;
 struct WriteSub {
+  static constexpr bool kOverwrites = false;
   float v, threshold;
   void operator()(float* p) const {
     if (*p - v < threshold) *p = 0.0f;
@@ -563,7 +569,16 @@ class RowWriter {
           const int first = __builtin_ctzll(whole);
           const std::uint64_t run = whole >> first;
           const int length = run == ~std::uint64_t{0} ? 64 - first : __builtin_ctzll(~run);
-          for (int k = first; k < first + length; ++k) e[k] = rule(e[k]);
+          if constexpr (Rule::kOverwrites) {
+            // One value in every float of the run: written in 4-byte units by the C library's wide
+            // memset, which uses the widest stores the machine has.
+            static_assert(sizeof(wchar_t) == sizeof(float));
+            wchar_t bits;
+            std::memcpy(&bits, &rule.v, sizeof bits);
+            std::wmemset(reinterpret_cast<wchar_t*>(e + first), bits, 4 * static_cast<std::size_t>(length));
+          } else {
+            for (int k = first; k < first + length; ++k) e[k] = rule(e[k]);
+          }
           whole &= length + first >= 64 ? 0 : ~std::uint64_t{0} << (first + length);
         }
         while (part != 0) {
