@@ -544,19 +544,21 @@ class RowWriter {
   template <class Rule>
   void Write(__m128** rows, Rule rule) const {
     using namespace qssse::simd;
-    std::vector<std::uint64_t> inside = qssse::scratchVector<std::uint64_t>(4 * words_);
-    std::vector<std::uint64_t> running = qssse::scratchVector<std::uint64_t>(words_);
+    const std::size_t words = words_;  // a local: the stores below could otherwise alias the member
+    std::vector<std::uint64_t> inside = qssse::scratchVector<std::uint64_t>(4 * words);
+    std::vector<std::uint64_t> running = qssse::scratchVector<std::uint64_t>(words);
+    std::uint64_t* run = running.data();
     for (int g = y0_ >> 2; g <= y1_ >> 2; ++g) {
       // 1. the four rows' inside masks
       for (int l = 0; l < 4; ++l) {
         const int y = 4 * g + l;
-        std::uint64_t* row = &inside[static_cast<std::size_t>(l) * words_];
+        std::uint64_t* row = &inside[static_cast<std::size_t>(l) * words];
         if (y < y0_ || y > y1_) {
-          std::fill(row, row + words_, 0);
+          std::fill(row, row + words, 0);
           continue;
         }
-        const std::uint64_t* t = &toggles_[static_cast<std::size_t>(y - y0_) * words_];
-        for (std::size_t w = 0; w < words_; ++w) row[w] = running[w] ^= t[w];
+        const std::uint64_t* t = &toggles_[static_cast<std::size_t>(y - y0_) * words];
+        for (std::size_t w = 0; w < words; ++w) row[w] = run[w] ^= t[w];
       }
       // 2. the elements: whole ones as whole vectors, the others lane by lane through a mask
       __m128* band = rows[g] + x0_;
