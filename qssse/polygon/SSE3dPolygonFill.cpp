@@ -547,7 +547,7 @@ class RowWriter {
     const std::size_t words = words_;  // a local: the stores below could otherwise alias the member
     std::vector<std::uint64_t> inside = qssse::scratchVector<std::uint64_t>(4 * words);
     std::vector<std::uint64_t> running = qssse::scratchVector<std::uint64_t>(words);
-    std::uint64_t* run = running.data();
+    std::uint64_t* acc = running.data();
     for (int g = y0_ >> 2; g <= y1_ >> 2; ++g) {
       // 1. the four rows' inside masks
       for (int l = 0; l < 4; ++l) {
@@ -558,7 +558,7 @@ class RowWriter {
           continue;
         }
         const std::uint64_t* t = &toggles_[static_cast<std::size_t>(y - y0_) * words];
-        for (std::size_t w = 0; w < words; ++w) row[w] = run[w] ^= t[w];
+        for (std::size_t w = 0; w < words; ++w) row[w] = acc[w] ^= t[w];
       }
       // 2. the elements: whole ones as whole vectors, the others lane by lane through a mask
       __m128* band = rows[g] + x0_;
