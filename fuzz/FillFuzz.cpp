@@ -3,6 +3,7 @@
 // 2^20 units, or at the float range's end, into matrices of up to 64 x 64, with NaN and infinities mixed
 // in: their work follows the matrix, not the outline. The work budget is lowered so that a coarse fill
 // whose shortcut fails (edges coinciding beyond the matrix) is refused within the time limit.
+#include <cmath>
 #include <cstddef>
 #include <cstdint>
 #include <vector>
@@ -73,7 +74,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         break;
       case 5: {
         CSSEcharMatrix c(m.GetSizeX(), m.GetSizeY());
-        p.DrawInCharMatrixAndFillFine(static_cast<char>(value), &c, subsample, yFrom, yTo);
+        // The byte from the value only where the conversion is defined.
+        const char byte = std::fabs(value) < 128.0f ? static_cast<char>(value) : '\x7f';
+        p.DrawInCharMatrixAndFillFine(byte, &c, subsample, yFrom, yTo);
         break;
       }
       case 6:
