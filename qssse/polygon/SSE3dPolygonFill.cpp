@@ -196,21 +196,45 @@ struct Sweep {
 };
 
 // The column sweep: calls column(x, jLo, ends, count) for every grid column x (ascending) that some edge
-// straddles, where rows jLo .. jHi-1 pass the rule's box test and each of the count straddling edges
+// toggles, where rows jLo .. jHi-1 pass the rule's box test and each of the count straddling edges
 // toggles the rows jLo .. end-1 of the column (ends > jLo, unordered). A cell is inside when an odd
-// number of those prefixes covers it.
+// number of those prefixes covers it. For grids of about the matrix's width.
 template <class Column>
 void SweepEnds(const Ring& ring, const Grid& g, Column column) {
   const Sweep s(ring, g);
+  if (s.edges.empty()) return;
+  // An edge's end moves one way along its columns, so its ends in its first and last column bound the
+  // others: edges that toggle no row there toggle none anywhere and are left out, and edges that toggle
+  // every row in both only flip the parity of their columns. What remains per column are the edges
+  // crossing the grid's rows, so edges far above or below the matrix cost nothing per column.
+  std::vector<const Edge*> crossing;
+  crossing.reserve(s.edges.size());
+  std::vector<char> flips(static_cast<std::size_t>(s.iHi - s.iLo) + 1, 0);
+  // Edges whose rows meet the grid's (with a margin for rounding) cross it somewhere: only the others
+  // are worth the two tests.
+  const float rowLo = s.RowY(s.jLo), rowHi = s.RowY(s.jHi - 1);
+  const float padLo = 1.0f + std::fabs(rowLo) * 1e-3f, padHi = 1.0f + std::fabs(rowHi) * 1e-3f;
+  for (const Edge& e : s.edges) {
+    if (!(std::max(e.ly, e.ry) < rowLo - padLo || std::min(e.ly, e.ry) > rowHi + padHi)) {
+      crossing.push_back(&e);
+      continue;
+    }
+    const int first = s.End(e, e.i0), last = s.End(e, e.i1 - 1);
+    if (first == s.jLo && last == s.jLo) continue;
+    if (first == s.jHi && last == s.jHi) {
+      flips[static_cast<std::size_t>(e.i0 - s.iLo)] ^= 1;
+      flips[static_cast<std::size_t>(e.i1 - s.iLo)] ^= 1;
+      continue;
+    }
+    crossing.push_back(&e);
+  }
   std::vector<const Edge*> active;
   std::vector<int> ends;
   std::size_t next = 0;
+  char parity = 0;
   for (int i = s.iLo; i < s.iHi; ++i) {
-    if (active.empty()) {
-      if (next == s.edges.size()) break;
-      i = std::max(i, s.edges[next].i0);
-    }
-    while (next < s.edges.size() && s.edges[next].i0 <= i) active.push_back(&s.edges[next++]);
+    parity ^= flips[static_cast<std::size_t>(i - s.iLo)];
+    while (next < crossing.size() && crossing[next]->i0 <= i) active.push_back(crossing[next++]);
     active.erase(std::remove_if(active.begin(), active.end(), [i](const Edge* e) { return e->i1 <= i; }),
                  active.end());
     ends.clear();
@@ -218,6 +242,7 @@ void SweepEnds(const Ring& ring, const Grid& g, Column column) {
       const int end = s.End(*e, i);
       if (end > s.jLo) ends.push_back(end);
     }
+    if (parity != 0) ends.push_back(s.jHi);
     if (!ends.empty()) column(g.x0 + i * g.sx, s.jLo, ends.data(), static_cast<int>(ends.size()));
   }
 }

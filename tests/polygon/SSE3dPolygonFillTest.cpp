@@ -316,7 +316,7 @@ CSSE3dPolygon FarOutline(std::mt19937& rng, int w, int h, float reach) {
   return Make(pts);
 }
 
-TEST(SSE3dPolygonFill, CoarseAndFrontEqualThePerCellRuleOnOutlinesFarBeyondTheMatrix) {
+TEST(SSE3dPolygonFill, FineCoarseAndFrontEqualThePerCellRuleOnOutlinesFarBeyondTheMatrix) {
   std::mt19937 rng(42);
   for (int round = 0; round < 400; ++round) {
     const int w = 1 + static_cast<int>(rng() % 24), h = 1 + static_cast<int>(rng() % 24);
@@ -329,6 +329,11 @@ TEST(SSE3dPolygonFill, CoarseAndFrontEqualThePerCellRuleOnOutlinesFarBeyondTheMa
     p.DrawInMatrixAndFillCoarse(2.0f, &fast, false, lim.from, lim.to);
     PlainCoarse(p, plain, 2.0f, false, lim.from, lim.to);
     ExpectSameBits(fast, plain, "Coarse");
+    fast.Clear();
+    plain.Clear();
+    p.DrawInMatrixAndFillFine(2.0f, &fast, false, lim.from, lim.to);
+    PlainFine(p, w, h, false, lim.from, lim.to, [&](int x, int y) { plain.SetPoint(x, y, 2.0f); });
+    ExpectSameBits(fast, plain, "Fine");
     fast.Clear();
     plain.Clear();
     p.DrawInMatrixAndFillToOneSideFront(2.0f, &fast, lim.from, lim.to, false);
