@@ -177,15 +177,18 @@ void DrawPolylineZ(const float* xs, const float* ys, const float* zs, int n, int
 
 void CSSE3dPolygon::DrawInMatrixFineZ(CSSEMatrix* m) {
   if (m == nullptr || !m->HasPixels()) return;
-  DrawPolylineZ(m_x, m_y, m_z, m_count, m->GetSizeX(), m->GetSizeY(), [m](int x, int y, float z) { m->SetPoint(x, y, z); });
+  DrawPolylineZ(m_x, m_y, m_z, m_count, m->GetSizeX(), m->GetSizeY(),
+                [m](int x, int y, float z) { m->SetPoint(x, y, z); });
 }
 
 void CSSE3dPolygon::DrawInMatrixFineZMax(CSSEMatrix* m) {
   if (m == nullptr || !m->HasPixels()) return;
-  DrawPolylineZ(m_x, m_y, m_z, m_count, m->GetSizeX(), m->GetSizeY(), [m](int x, int y, float z) { m->SetPointMax(x, y, z); });
+  DrawPolylineZ(m_x, m_y, m_z, m_count, m->GetSizeX(), m->GetSizeY(),
+                [m](int x, int y, float z) { m->SetPointMax(x, y, z); });
 }
 
 void CSSE3dPolygon::DrawInMatrixFineZMin(CSSEMatrix* m) {
   if (m == nullptr || !m->HasPixels()) return;
-  DrawPolylineZ(m_x, m_y, m_z, m_count, m->GetSizeX(), m->GetSizeY(), [m](int x, int y, float z) { m->SetPointMin(x, y, z); });
+  DrawPolylineZ(m_x, m_y, m_z, m_count, m->GetSizeX(), m->GetSizeY(),
+                [m](int x, int y, float z) { m->SetPointMin(x, y, z); });
 }

@@ -22,8 +22,8 @@
 #include <vector>
 
 #include "qssse/platform/CPU.h"
-#include "qssse/platform/WorkBudget.h"
 #include "qssse/platform/ScratchVector.h"
+#include "qssse/platform/WorkBudget.h"
 #include "qssse/platform/WorkerPool.h"
 
 #include "qssse/polygon/CellCoordinates.h"
@@ -138,7 +138,8 @@ struct Sweep {
     for (const Edge& e : edges) ++start[static_cast<std::size_t>(e.i0 - iLo) + 1];
     for (std::size_t k = 1; k <= span; ++k) start[k] += start[k - 1];
     std::vector<Edge> sorted(edges.size());
-    for (const Edge& e : edges) sorted[static_cast<std::size_t>(start[static_cast<std::size_t>(e.i0 - iLo)]++)] = e;
+    for (const Edge& e : edges)
+      sorted[static_cast<std::size_t>(start[static_cast<std::size_t>(e.i0 - iLo)]++)] = e;
     edges.swap(sorted);
   }
 
@@ -366,10 +367,11 @@ struct ZoneHits {
   int rowsHit = 0;
 };
 
-// Decides the zone columns [from, to) of the sweep into hits. Along a range of columns with the same
-// straddling edges every edge's end moves one way only, so a row class whose inputs (the ends clamped to
-// it) agree at both ends of a range is decided throughout it; ranges are halved until every class still
-// missing is decided. Evaluates each column of the zone (the plain walk) when the shortcut is off.
+// Collects the hits of a zone's columns, range by range of the sweep. Along a range of columns with the
+// same straddling edges every edge's end moves one way only, so a row class whose inputs (the ends
+// clamped to it) agree at both ends of a range is decided throughout it; ranges are halved until every
+// class still missing is decided. Evaluates each column of the zone (the plain walk) when the shortcut
+// is off.
 class ZoneUnion {
  public:
   ZoneUnion(const Sweep& s, const StampClasses& rc, ZoneHits& z, double& plannedSteps, long long& evaluated)
@@ -396,7 +398,8 @@ class ZoneUnion {
   std::vector<int> Evaluate(int i) {
     // Halving that fails to converge (edges that coincide beyond the matrix) falls back to walking the
     // zone, which the work budget then has to allow.
-    if (++evaluated_ == kCheckAfter) qssse::CheckWorkRequest(planned_, "the coarse fill of an outline beyond the matrix");
+    if (++evaluated_ == kCheckAfter)
+      qssse::CheckWorkRequest(planned_, "the coarse fill of an outline beyond the matrix");
     qssse::polygon::detail::CountFillWork(static_cast<std::uint64_t>(m_));
     std::vector<int> ends(static_cast<std::size_t>(m_));
     scratch_.clear();

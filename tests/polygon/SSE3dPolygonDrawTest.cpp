@@ -156,7 +156,10 @@ TEST(SSE3dPolygonDraw, HeightDrawersInterpolateAlongTheOpenPolyline) {
 template <class Put>
 void PlainPolylineZ(const std::vector<P3>& pts, Put put) {
   const auto trunc = [](float t) {
-    return !(t == t) ? 0 : t >= 1073741824.0f ? 1073741824 : t <= -1073741824.0f ? -1073741824 : static_cast<int>(t);
+    return !(t == t)             ? 0
+           : t >= 1073741824.0f  ? 1073741824
+           : t <= -1073741824.0f ? -1073741824
+                                 : static_cast<int>(t);
   };
   for (std::size_t i = 0; i + 1 < pts.size(); ++i) {
     const P3 a = pts[i], b = pts[i + 1];
@@ -180,7 +183,8 @@ void ExpectSameCells(const CSSEMatrix& a, const CSSEMatrix& b, const char* what)
     for (int x = 0; x < a.GetSizeX(); ++x) {
       const float u = a.GetPoint(x, y), v = b.GetPoint(x, y);
       if (std::isnan(u) && std::isnan(v)) continue;
-      ASSERT_EQ(0, std::memcmp(&u, &v, sizeof u)) << what << " at " << x << "," << y << ": " << u << " vs " << v;
+      ASSERT_EQ(0, std::memcmp(&u, &v, sizeof u))
+          << what << " at " << x << "," << y << ": " << u << " vs " << v;
     }
 }
 
@@ -197,13 +201,15 @@ TEST(SSE3dPolygonDraw, HeightDrawersEqualTheSampleBySampleWalkOnFarHugeAndNonFin
       // with signed zeros, NaN, infinities and overflowing differences mixed in
       const float x = static_cast<float>(static_cast<int>(rng() % 41) - 20) * 0.5f * reach + w * 0.5f;
       const float y = static_cast<float>(static_cast<int>(rng() % 41) - 20) * 0.5f * reach + h * 0.5f;
-      const float z = rng() % 5 == 0 ? specials[rng() % 7] : static_cast<float>(static_cast<int>(rng() % 9) - 4) * 0.5f;
+      const float z =
+          rng() % 5 == 0 ? specials[rng() % 7] : static_cast<float>(static_cast<int>(rng() % 9) - 4) * 0.5f;
       pts.push_back({x, y, z});
     }
     CSSE3dPolygon p = Make(pts);
     CSSEMatrix base = Blank(w, h);
     for (int y = 0; y < h; ++y)
-      for (int x = 0; x < w; ++x) base.SetPoint(x, y, rng() % 9 == 0 ? NAN : static_cast<float>(static_cast<int>(rng() % 5) - 2));
+      for (int x = 0; x < w; ++x)
+        base.SetPoint(x, y, rng() % 9 == 0 ? NAN : static_cast<float>(static_cast<int>(rng() % 5) - 2));
     SCOPED_TRACE(testing::Message() << "round " << round << " " << w << "x" << h);
     CSSEMatrix fast, plain;
     fast.CopyFromSSEMatrix(base);
@@ -226,14 +232,15 @@ TEST(SSE3dPolygonDraw, HeightDrawersEqualTheSampleBySampleWalkOnFarHugeAndNonFin
 
 TEST(SSE3dPolygonDraw, HeightDrawersOfAHugeSquareCostTheMatrixNotTheEdges) {
   // Four edges of length 2e7 (4e7 samples each) around a 40 x 40 matrix: each reaches 40 border cells.
-  CSSE3dPolygon p = Make({{-1e7f, -1e7f, 1}, {1e7f, -1e7f, 2}, {1e7f, 1e7f, 3}, {-1e7f, 1e7f, 4}, {-1e7f, -1e7f, 5}});
+  CSSE3dPolygon p =
+      Make({{-1e7f, -1e7f, 1}, {1e7f, -1e7f, 2}, {1e7f, 1e7f, 3}, {-1e7f, 1e7f, 4}, {-1e7f, -1e7f, 5}});
   CSSEMatrix m = Blank(40, 40);
   qssse::polygon::ResetFillWorkSteps();
   p.DrawInMatrixFineZ(&m);
   EXPECT_EQ(qssse::polygon::GetFillWorkSteps(), 4u * 40);
   EXPECT_NEAR(m.GetPoint(20, 0), 1.5f, 1e-6f);  // the bottom edge's middle samples fold onto row 0
   EXPECT_NEAR(m.GetPoint(39, 20), 2.5f, 1e-6f);
-  EXPECT_EQ(m.GetPoint(0, 0), 5.0f);    // the last sample of the closing edge wrote the corner last
+  EXPECT_EQ(m.GetPoint(0, 0), 5.0f);  // the last sample of the closing edge wrote the corner last
   EXPECT_EQ(m.GetPoint(10, 10), 0.0f);
   qssse::polygon::ResetFillWorkSteps();
   p.DrawInMatrixFineZMax(&m);

@@ -308,7 +308,8 @@ CSSE3dPolygon FarOutline(std::mt19937& rng, int w, int h, float reach) {
   std::vector<P3> pts;
   for (int i = 0; i < n; ++i) {
     const bool far = rng() % 3 != 0;
-    const float sx = far ? reach * static_cast<float>(w) : 1.0f, sy = far ? reach * static_cast<float>(h) : 1.0f;
+    const float sx = far ? reach * static_cast<float>(w) : 1.0f,
+                sy = far ? reach * static_cast<float>(h) : 1.0f;
     const float x = static_cast<float>(static_cast<int>(rng() % 21) - 10) * sx * 0.1f + w * 0.5f;
     const float y = static_cast<float>(static_cast<int>(rng() % 21) - 10) * sy * 0.1f + h * 0.5f;
     pts.push_back({std::round(x), std::round(y), 0.0f});
@@ -399,8 +400,9 @@ TEST(SSE3dPolygonFill, CoarseFallsBackOnTheWorkBudgetWhereEdgesCoincideBeyondThe
   // A spike out and back along the same line far left of and above the matrix: its two edges end on the
   // same row in every column, so no range of them is decided at once.
   // (The far point is given twice so that the copy's removal of repeated points keeps the way back.)
-  CSSE3dPolygon p = Make({{5, 5, 0}, {30, 5, 0}, {30, 30, 0}, {5, 30, 0}, {5, 10, 0}, {-3e5f, -1e7f, 0},
-                          {-3e5f, -1e7f, 0}, {5, 10, 0}});
+  const std::vector<P3> ring{{5, 5, 0},  {30, 5, 0},        {30, 30, 0},       {5, 30, 0},
+                             {5, 10, 0}, {-3e5f, -1e7f, 0}, {-3e5f, -1e7f, 0}, {5, 10, 0}};
+  CSSE3dPolygon p = Make(ring);
   CSSEMatrix m;
   m.Create(40, 40);
   m.Fill(1.0f);
