@@ -599,10 +599,9 @@ class RowWriter {
           const int first = __builtin_ctzll(whole);
           const std::uint64_t run = whole >> first;
           const int length = run == ~std::uint64_t{0} ? 64 - first : __builtin_ctzll(~run);
-          if constexpr (Rule::kOverwrites) {
+          if constexpr (Rule::kOverwrites && sizeof(wchar_t) == sizeof(float)) {
             // One value in every float of the run: written in 4-byte units by the C library's wide
             // memset, which uses the widest stores the machine has.
-            static_assert(sizeof(wchar_t) == sizeof(float));
             wchar_t bits;
             std::memcpy(&bits, &rule.v, sizeof bits);
             std::wmemset(reinterpret_cast<wchar_t*>(e + first), bits, 4 * static_cast<std::size_t>(length));
