@@ -396,9 +396,12 @@ class ZoneUnion {
  private:
   // The ends of the active edges in column i, recorded as hits.
   std::vector<int> Evaluate(int i) {
-    // Halving that fails to converge (edges that coincide beyond the matrix) falls back to walking the
-    // zone, which the work budget then has to allow.
-    if (++evaluated_ == kCheckAfter)
+    // Halving that fails to converge falls back to walking the zone, which the work budget then has to
+    // allow: two edges that coincide beyond the matrix, or bound a sliver thinner than the sample
+    // spacing, end on the same row in every column they cross, so no class is ever hit or ruled out.
+    const long long before = evaluated_;
+    evaluated_ += m_;
+    if (before < kCheckAfter && evaluated_ >= kCheckAfter)
       qssse::CheckWorkRequest(planned_, "the coarse fill of an outline beyond the matrix");
     qssse::polygon::detail::CountFillWork(static_cast<std::uint64_t>(m_));
     std::vector<int> ends(static_cast<std::size_t>(m_));
@@ -444,7 +447,7 @@ class ZoneUnion {
     Resolve(mid, em, q, eq);
   }
 
-  static constexpr long long kCheckAfter = 1 << 16;
+  static constexpr long long kCheckAfter = 1 << 16;  // edge ends
   const Sweep& s_;
   const StampClasses& rc_;
   ZoneHits& z_;
