@@ -190,7 +190,7 @@ void ExpectSameCells(const CSSEMatrix& a, const CSSEMatrix& b, const char* what)
 
 TEST(SSE3dPolygonDraw, HeightDrawersEqualTheSampleBySampleWalkOnFarHugeAndNonFiniteLines) {
   std::mt19937 rng(42);
-  const float specials[] = {NAN, INFINITY, -INFINITY, 0.0f, -0.0f, 1e38f, -3e38f};
+  const float unusual[] = {NAN, INFINITY, -INFINITY, 0.0f, -0.0f, 1e38f, -3e38f};
   for (int round = 0; round < 600; ++round) {
     const int w = 1 + static_cast<int>(rng() % 12), h = 1 + static_cast<int>(rng() % 12);
     const float reach = round % 3 == 0 ? 1.0f : static_cast<float>(1 + rng() % 300);
@@ -202,7 +202,7 @@ TEST(SSE3dPolygonDraw, HeightDrawersEqualTheSampleBySampleWalkOnFarHugeAndNonFin
       const float x = static_cast<float>(static_cast<int>(rng() % 41) - 20) * 0.5f * reach + w * 0.5f;
       const float y = static_cast<float>(static_cast<int>(rng() % 41) - 20) * 0.5f * reach + h * 0.5f;
       const float z =
-          rng() % 5 == 0 ? specials[rng() % 7] : static_cast<float>(static_cast<int>(rng() % 9) - 4) * 0.5f;
+          rng() % 5 == 0 ? unusual[rng() % 7] : static_cast<float>(static_cast<int>(rng() % 9) - 4) * 0.5f;
       pts.push_back({x, y, z});
     }
     CSSE3dPolygon p = Make(pts);
