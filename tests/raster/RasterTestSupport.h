@@ -24,6 +24,18 @@ inline ::testing::AssertionResult SameBits(const CSSEMatrix& a, const CSSEMatrix
   return ::testing::AssertionSuccess();
 }
 
+// A sx x sy matrix of zeros, or of v everywhere, padding included.
+inline CSSEMatrix Blank(int sx, int sy) {
+  CSSEMatrix m;
+  m.Create(sx, sy);
+  return m;
+}
+inline CSSEMatrix Blank(int sx, int sy, float v) {
+  CSSEMatrix m = Blank(sx, sy);
+  m.Fill(v);
+  return m;
+}
+
 // A sx x sy matrix of values `levels` apart ((rng() % levels) * step + offset): few levels give ties.
 inline CSSEMatrix RandomMatrix(std::mt19937& rng, int sx, int sy, int levels, float step, float offset) {
   CSSEMatrix m;

@@ -12,16 +12,18 @@
 #include "qssse/platform/MemFile.h"
 #include "qssse/platform/StreamReadBinaryMemory.h"
 #include "qssse/platform/StreamWriteBinaryMemory.h"
+#include "RasterTestSupport.h"
 #include "qssse/raster/SSEMatrix.h"
 
 namespace {
+
+using rastertest::Blank;
 
 float* Lanes(CSSEMatrix& m, int x, int g) { return reinterpret_cast<float*>(&m.GetMatrixDataDirectly()[g][x]); }
 
 // Distinct values everywhere, padding pixels included.
 CSSEMatrix Sample(int sx, int sy) {
-  CSSEMatrix m;
-  m.Create(sx, sy);
+  CSSEMatrix m = Blank(sx, sy);
   for (int g = 0; g < m.GetSSESizeY(); ++g)
     for (int x = 0; x < sx; ++x)
       for (int l = 0; l < 4; ++l) Lanes(m, x, g)[l] = static_cast<float>(1000 * x + 4 * g + l) + 0.25f;
@@ -72,15 +74,13 @@ TEST(SSEMatrixArchive, WritesSizesThenColumnsOfSimdRowsLittleEndian) {
 TEST(SSEMatrixArchive, RoundTripKeepsPaddingAndEqualSizeKeepsStorage) {
   CSSEMatrix m = Sample(7, 130);
   const std::vector<unsigned char> bytes = ArchiveBytes(m);
-  CSSEMatrix same;
-  same.Create(7, 130);
+  CSSEMatrix same = Blank(7, 130);
   __m128** storage = same.GetMatrixDataDirectly();
   LoadArchive(same, bytes);
   EXPECT_EQ(same.GetMatrixDataDirectly(), storage);
   EXPECT_TRUE(Identical(m, same));
 
-  CSSEMatrix other;
-  other.Create(3, 3);
+  CSSEMatrix other = Blank(3, 3);
   LoadArchive(other, bytes);
   EXPECT_TRUE(Identical(m, other));
 }

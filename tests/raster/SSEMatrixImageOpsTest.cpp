@@ -13,6 +13,8 @@
 
 namespace {
 
+using rastertest::Blank;
+
 using rastertest::Rows;
 constexpr float kInf = std::numeric_limits<float>::infinity();
 
@@ -35,8 +37,7 @@ std::vector<std::uint32_t> Storage(const CSSEMatrix& m) {
 
 // Padding lanes hold 42 so that a kernel touching them shows.
 CSSEMatrix RandomRaster(std::mt19937& rng, int sx, int sy, const std::vector<float>& values) {
-  CSSEMatrix m;
-  m.Create(sx, sy);
+  CSSEMatrix m = Blank(sx, sy);
   for (int g = 0; g < m.GetSSESizeY(); ++g) {
     float* f = reinterpret_cast<float*>(m.GetMatrixDataDirectly()[g]);
     for (int i = 0; i < 4 * sx; ++i) f[i] = 42.0f;
@@ -132,9 +133,7 @@ TEST(SSEMatrixBoxFilter, EqualsThePlainSumAndTheMaskOfOnesBitForBit) {
         fast.BoxFilter(rx, ry);
         PlainBox(plain, rx, ry);
         ASSERT_EQ(Storage(fast), Storage(plain)) << sx << " x " << sy << ", " << rx << ", " << ry;
-        CSSEMatrix ones;
-        ones.Create(2 * rx + 1, 2 * ry + 1);
-        ones.Fill(1.0f);
+        CSSEMatrix ones = Blank(2 * rx + 1, 2 * ry + 1, 1.0f);
         masked.MaskFilter(ones, true);
         ASSERT_EQ(Storage(masked), Storage(plain)) << sx << " x " << sy << ", " << rx << ", " << ry;
       }

@@ -13,6 +13,8 @@
 
 namespace {
 
+using rastertest::Blank;
+
 constexpr float kInf = std::numeric_limits<float>::infinity();
 
 std::uint32_t Bits(float v) {
@@ -64,8 +66,7 @@ std::vector<std::uint32_t> Storage(const CSSEMatrix& m) {
 // holds a marker the filters must leave alone.
 CSSEMatrix RandomRaster(std::mt19937& rng, int sx, int sy, bool negativeZeros) {
   const float values[] = {-3.0f, -1.0f, 0.0f, 0.5f, 1.0f, 2.0f, 7.0f, kInf, -kInf, std::nanf("")};
-  CSSEMatrix m;
-  m.Create(sx, sy);
+  CSSEMatrix m = Blank(sx, sy);
   for (int g = 0; g < m.GetSSESizeY(); ++g) {
     float* f = reinterpret_cast<float*>(m.GetMatrixDataDirectly()[g]);
     for (int i = 0; i < 4 * sx; ++i) f[i] = 42.0f;

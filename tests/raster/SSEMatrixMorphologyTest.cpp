@@ -11,6 +11,8 @@
 
 namespace {
 
+using rastertest::Blank;
+
 // ---- plain oracles: the operations written as directly as they read --------------------------------
 
 void PlainReplace(CSSEMatrix& m, float oldValue, float newValue) {
@@ -122,8 +124,7 @@ using rastertest::SameBits;
 
 // A random 0/1 mask (ones with probability 1/density), padding included; `extras` adds preset values.
 CSSEMatrix RandomMask(std::mt19937& rng, int sx, int sy, int density, bool extras = false) {
-  CSSEMatrix m;
-  m.Create(sx, sy);
+  CSSEMatrix m = Blank(sx, sy);
   for (int g = 0; g < m.GetSSESizeY(); ++g) {
     float* f = reinterpret_cast<float*>(m.GetMatrixDataDirectly()[g]);
     for (int i = 0; i < 4 * sx; ++i) {
@@ -190,8 +191,7 @@ TEST(SSEMatrixMorphology, RemoveFrameArtefactsWithZeroWidthStillResetsTheLastCol
 // ---- Chamfer --------------------------------------------------------------------------------------
 
 TEST(SSEMatrixMorphology, ChamferMarksAxialNeighboursWithThreeAndDiagonalsWithFour) {
-  CSSEMatrix m;
-  m.Create(16, 16);
+  CSSEMatrix m = Blank(16, 16);
   m.SetPoint(8, 8, 1.0f);
   m.Chamfer();
   EXPECT_EQ(m.GetPoint(8, 8), 0.0f);
@@ -210,8 +210,7 @@ TEST(SSEMatrixMorphology, ChamferMarksAxialNeighboursWithThreeAndDiagonalsWithFo
 TEST(SSEMatrixMorphology, ChamferDoesNotChainAlongTheAntiDiagonal) {
   // The masks run along x: the forward pass reads the lower-left neighbour before the pass reached it,
   // so steps towards the upper right are never chained. Two such steps cost 10, not the textbook 8.
-  CSSEMatrix m;
-  m.Create(16, 16);
+  CSSEMatrix m = Blank(16, 16);
   m.SetPoint(5, 9, 1.0f);
   m.Chamfer();
   EXPECT_EQ(m.GetPoint(6, 8), 4.0f);
@@ -220,8 +219,7 @@ TEST(SSEMatrixMorphology, ChamferDoesNotChainAlongTheAntiDiagonal) {
 }
 
 TEST(SSEMatrixMorphology, ChamferOfAMaskWithoutObjectKeepsTheFarValueInside) {
-  CSSEMatrix m;
-  m.Create(16, 16);
+  CSSEMatrix m = Blank(16, 16);
   m.Chamfer();
   EXPECT_EQ(m.GetPoint(4, 4), kFar);
   EXPECT_EQ(m.GetPoint(10, 11), kFar);
@@ -347,9 +345,7 @@ TEST(SSEMatrixMorphology, ErrodeReachesFarBothBelowAndAboveTheByteDistanceLimit)
   // Vertical distances are bytes while every reach is below 255 and 16-bit words from there on.
   std::mt19937 rng(42);
   for (float radius : {254.0f, 255.5f, 290.0f}) {
-    CSSEMatrix m;
-    m.Create(3, 300);
-    m.Fill(5.0f);
+    CSSEMatrix m = Blank(3, 300, 5.0f);
     m.SetPoint(1, 0, 0.0f);
     CSSEMatrix plain(m);
     m.Errode(radius, 0.0f, 1.0f, 0, 2, 0, 299);
@@ -360,9 +356,7 @@ TEST(SSEMatrixMorphology, ErrodeReachesFarBothBelowAndAboveTheByteDistanceLimit)
     EXPECT_EQ(m.GetPoint(1, lastCentre + 1), 1.0f) << radius;
   }
   EXPECT_EQ(ToRows([] {
-              CSSEMatrix m;
-              m.Create(3, 300);
-              m.Fill(5.0f);
+              CSSEMatrix m = Blank(3, 300, 5.0f);
               m.SetPoint(1, 0, 0.0f);
               m.Errode(254.0f, 0.0f, 1.0f, 0, 2, 0, 299);
               return m;
@@ -378,9 +372,7 @@ TEST(SSEMatrixMorphology, ErrodeReachesFarBothBelowAndAboveTheByteDistanceLimit)
 
 TEST(SSEMatrixMorphology, ErrodeKeepsTheStoredZeroOfABackgroundOfZero) {
   // -0 equals a background of 0 and is left as it is, also where whole bands are rebuilt.
-  CSSEMatrix m;
-  m.Create(8, 12);
-  m.Fill(3.0f);
+  CSSEMatrix m = Blank(8, 12, 3.0f);
   m.SetPoint(2, 5, -0.0f);
   m.SetPoint(6, 9, 0.0f);
   CSSEMatrix plain(m);
@@ -398,15 +390,13 @@ TEST(SSEMatrixMorphology, ErrodeKeepsTheStoredZeroOfABackgroundOfZero) {
 // ---- ZhangSuen ------------------------------------------------------------------------------------
 
 TEST(SSEMatrixMorphology, ZhangSuenDeletesAnIsolatedTwoByTwoBlockAndKeepsALonePixel) {
-  CSSEMatrix block;
-  block.Create(6, 6);
+  CSSEMatrix block = Blank(6, 6);
   for (int y = 2; y <= 3; ++y)
     for (int x = 2; x <= 3; ++x) block.SetPoint(x, y, 5.0f);
   block.ZhangSuen(0.5f);
   EXPECT_EQ(block.NumValuesAbove(0.0f), 0);
 
-  CSSEMatrix lone;
-  lone.Create(5, 5);
+  CSSEMatrix lone = Blank(5, 5);
   lone.SetPoint(2, 2, 5.0f);
   lone.SetPoint(0, 0, 5.0f);  // border pixels always end 0
   lone.ZhangSuen(0.5f);
@@ -448,8 +438,7 @@ TEST(SSEMatrixMorphology, ZhangSuenEqualsThePlainScanOnRandomImages) {
   }
   // Blobs: discs of random centres and radii, thick enough for many iterations.
   for (int k = 0; k < 4; ++k) {
-    CSSEMatrix fast;
-    fast.Create(70, 60);
+    CSSEMatrix fast = Blank(70, 60);
     for (int d = 0; d < 5; ++d) {
       const int cx = static_cast<int>(rng() % 70), cy = static_cast<int>(rng() % 60),
                 r = 3 + static_cast<int>(rng() % 15);

@@ -8,13 +8,14 @@
 
 namespace {
 
+using rastertest::Blank;
+
 using rastertest::SameBits;
 
 CSSEMatrix Random(std::mt19937& rng, int sx, int sy) { return rastertest::RandomMatrix(rng, sx, sy, 1000, 0.37f, -50.0f); }
 
 TEST(SSEMatrixScale, UpscalingIsCornerAlignedAndRepeatsTheBorder) {
-  CSSEMatrix m;
-  m.Create(4, 4);
+  CSSEMatrix m = Blank(4, 4);
   for (int y = 0; y < 4; ++y)
     for (int x = 0; x < 4; ++x) m.SetPoint(x, y, static_cast<float>(10 * y + x));
   m.ScaleMatrix(8, 8);
@@ -27,8 +28,7 @@ TEST(SSEMatrixScale, UpscalingIsCornerAlignedAndRepeatsTheBorder) {
 }
 
 TEST(SSEMatrixScale, DownscalingPicksPixelsWithoutAveraging) {
-  CSSEMatrix m;
-  m.Create(8, 8);
+  CSSEMatrix m = Blank(8, 8);
   for (int y = 0; y < 8; ++y)
     for (int x = 0; x < 8; ++x) m.SetPoint(x, y, static_cast<float>(10 * y + x));
   m.ScaleMatrix_SSE(4, 4);
