@@ -19,6 +19,7 @@ using rastertest::Rows;
 
 using rastertest::FromRows;
 using rastertest::ToRows;
+using rastertest::RandomFrom;
 
 // The pixels as bits, so that NaN compares equal to itself.
 std::vector<std::uint32_t> Bits(const CSSEMatrix& m) {
@@ -32,13 +33,6 @@ std::vector<std::uint32_t> Bits(const CSSEMatrix& m) {
     }
   }
   return out;
-}
-
-CSSEMatrix RandomRaster(std::mt19937& rng, int sx, int sy, const std::vector<float>& values) {
-  CSSEMatrix m = Blank(sx, sy);
-  for (int y = 0; y < sy; ++y)
-    for (int x = 0; x < sx; ++x) m.SetPoint(x, y, values[rng() % values.size()]);
-  return m;
 }
 
 // Breadth-first search over the 4-neighbours from the seeds through pixels that `fits`.
@@ -145,7 +139,7 @@ TEST(SSEMatrixFill, FillsEqualTheBreadthFirstSearchOnRandomRasters) {
   const std::vector<float> values = {0, 0, 0, 1, 1, 1.001f, 2, std::nanf("")};
   for (int sy = 1; sy <= 9; ++sy) {
     for (int sx = 1; sx <= 9; ++sx) {
-      const CSSEMatrix input = RandomRaster(rng, sx, sy, values);
+      const CSSEMatrix input = RandomFrom(rng, sx, sy, values);
       const int x = static_cast<int>(rng() % sx), y = static_cast<int>(rng() % sy);
       CSSEMatrix fast(input), plain(input);
       ASSERT_EQ(fast.FillArea(x, y, 5.0f), PlainFillArea(plain, x, y, 5.0f));
@@ -180,7 +174,7 @@ TEST(SSEMatrixFill, RemoveThinAreasEqualsThePlainOpeningOnRandomMasks) {
   const std::vector<float> values = {0, 1, 1, 1, 1, 1};
   for (int sy = 1; sy <= 9; ++sy) {
     for (int sx = 1; sx <= 9; ++sx) {
-      const CSSEMatrix input = RandomRaster(rng, sx, sy, values);
+      const CSSEMatrix input = RandomFrom(rng, sx, sy, values);
       for (const float radius : {1.0f, 1.5f, 2.0f, 2.3f}) {
         CSSEMatrix fast(input), plain(input);
         ASSERT_EQ(fast.RemoveThinAreas(radius, 0.5f, -1.0f),
