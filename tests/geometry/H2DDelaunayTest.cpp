@@ -14,20 +14,18 @@
 #include "qssse/platform/UserInterfaceManager.h"
 #include "qssse/polygon/SSE3dPolygon.h"
 
+using hulltest::Cross;
+using hulltest::I2;
 using hulltest::I3;
 using hulltest::List;
 using hulltest::Wide;
 
 namespace {
 
-using I2 = std::array<std::int64_t, 2>;
-
 struct SilentMessages {
   SilentMessages() { QsCUserInterfaceManager::SetMessageHandler([](const wchar_t*, int, int) { return 0; }); }
   ~SilentMessages() { QsCUserInterfaceManager::SetMessageHandler(nullptr); }
 };
-
-Wide Cross(const I2& o, const I2& a, const I2& b) { return Wide(a[0] - o[0]) * (b[1] - o[1]) - Wide(a[1] - o[1]) * (b[0] - o[0]); }
 
 // Positive when d lies strictly inside the circle through the counter-clockwise a, b, c.
 Wide InCircle(I2 a, I2 b, I2 c, const I2& d) {
@@ -39,24 +37,11 @@ Wide InCircle(I2 a, I2 b, I2 c, const I2& d) {
   return A[0] * (B[1] * C[2] - B[2] * C[1]) - A[1] * (B[0] * C[2] - B[2] * C[0]) + A[2] * (B[0] * C[1] - B[1] * C[0]);
 }
 
-// Twice the area of the convex hull of the points (monotone chain).
-Wide HullArea2(std::vector<I2> p) {
-  std::sort(p.begin(), p.end());
-  p.erase(std::unique(p.begin(), p.end()), p.end());
-  if (p.size() < 3) return 0;
-  std::vector<I2> h(2 * p.size());
-  std::size_t k = 0;
-  for (std::size_t i = 0; i < p.size(); ++i) {
-    while (k >= 2 && Cross(h[k - 2], h[k - 1], p[i]) <= 0) --k;
-    h[k++] = p[i];
-  }
-  for (std::size_t i = p.size() - 1, t = k + 1; i-- > 0;) {
-    while (k >= t && Cross(h[k - 2], h[k - 1], p[i]) <= 0) --k;
-    h[k++] = p[i];
-  }
-  const std::size_t m = k - 1;  // h[m] repeats h[0]
+// Twice the area of the convex hull of the points.
+Wide HullArea2(const std::vector<I2>& points) {
+  const std::vector<I2> h = hulltest::MonotoneChain(points);
   Wide area = 0;
-  for (std::size_t i = 1; i + 1 < m; ++i) area += Cross(h[0], h[i], h[i + 1]);
+  for (std::size_t i = 1; i + 1 < h.size(); ++i) area += Cross(h[0], h[i], h[i + 1]);
   return area;
 }
 

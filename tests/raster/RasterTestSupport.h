@@ -37,6 +37,14 @@ inline CSSEMatrix Blank(int sx, int sy, float v) {
   return m;
 }
 
+// Every pixel (x, y) = rowStep * y + x: a value that tells where it came from.
+inline CSSEMatrix Ramp(int sx, int sy, int rowStep = 100) {
+  CSSEMatrix m = Blank(sx, sy);
+  for (int y = 0; y < sy; ++y)
+    for (int x = 0; x < sx; ++x) m.SetPoint(x, y, static_cast<float>(rowStep * y + x));
+  return m;
+}
+
 // sx x sy pixels drawn from values; the padding lanes hold `padding`, so that a kernel touching them shows.
 inline CSSEMatrix RandomFrom(std::mt19937& rng, int sx, int sy, const std::vector<float>& values, float padding = 0.0f) {
   CSSEMatrix m = Blank(sx, sy);

@@ -15,9 +15,7 @@ using rastertest::SameBits;
 CSSEMatrix Random(std::mt19937& rng, int sx, int sy) { return rastertest::RandomMatrix(rng, sx, sy, 1000, 0.37f, -50.0f); }
 
 TEST(SSEMatrixScale, UpscalingIsCornerAlignedAndRepeatsTheBorder) {
-  CSSEMatrix m = Blank(4, 4);
-  for (int y = 0; y < 4; ++y)
-    for (int x = 0; x < 4; ++x) m.SetPoint(x, y, static_cast<float>(10 * y + x));
+  CSSEMatrix m = rastertest::Ramp(4, 4, 10);
   m.ScaleMatrix(8, 8);
   ASSERT_EQ(m.GetSizeX(), 8);
   EXPECT_EQ(m.GetPoint(0, 0), 0.0f);
@@ -28,9 +26,7 @@ TEST(SSEMatrixScale, UpscalingIsCornerAlignedAndRepeatsTheBorder) {
 }
 
 TEST(SSEMatrixScale, DownscalingPicksPixelsWithoutAveraging) {
-  CSSEMatrix m = Blank(8, 8);
-  for (int y = 0; y < 8; ++y)
-    for (int x = 0; x < 8; ++x) m.SetPoint(x, y, static_cast<float>(10 * y + x));
+  CSSEMatrix m = rastertest::Ramp(8, 8, 10);
   m.ScaleMatrix_SSE(4, 4);
   for (int y = 0; y < 4; ++y)
     for (int x = 0; x < 4; ++x) EXPECT_EQ(m.GetPoint(x, y), static_cast<float>(20 * y + 2 * x));
