@@ -75,6 +75,24 @@ void ExpectDelaunay(const CH2DDelaunay& d, const std::vector<I2>& points) {
 
 }  // namespace
 
+// The triangulation's faces are the plain hull's lower faces (the lifted points seen from below), in
+// its order.
+template <class Plain>
+::testing::AssertionResult FacesAreThePlainHullsLowerFaces(const CH2DDelaunay& d, const Plain& plain) {
+  std::vector<const tFaceStructure*> lower;
+  for (const tFaceStructure* f : List(plain.GetFaces())) {
+    const I3 a = hulltest::Coords(f->vertex[0]), b = hulltest::Coords(f->vertex[1]), c = hulltest::Coords(f->vertex[2]);
+    if ((b[0] - a[0]) * (c[1] - a[1]) - (b[1] - a[1]) * (c[0] - a[0]) < 0) lower.push_back(f);
+  }
+  const auto faces = List(d.GetFaces());
+  if (faces.size() != lower.size()) return ::testing::AssertionFailure() << faces.size() << " faces, " << lower.size() << " lower";
+  for (std::size_t i = 0; i < faces.size(); ++i)
+    for (int k = 0; k < 3; ++k)
+      if (hulltest::Coords(faces[i]->vertex[k]) != hulltest::Coords(lower[i]->vertex[k]))
+        return ::testing::AssertionFailure() << "face " << i << " corner " << k;
+  return ::testing::AssertionSuccess();
+}
+
 TEST(Delaunay2D, ConvexQuadrilateralIsSplitAlongTheDelaunayDiagonal) {
   SilentMessages quiet;
   CH2DDelaunay d;
@@ -148,16 +166,7 @@ TEST(Delaunay2D, RandomCoarseGridsAreDelaunayAndMatchThePlainHull) {
     }
     d.CalcDelaunayTriangulation();
     ExpectDelaunay(d, pts);
-    // The lower faces are the plain hull's lower faces, in its order.
-    std::vector<const tFaceStructure*> lower;
-    for (const tFaceStructure* f : List(plain.GetFaces())) {
-      const I3 a = hulltest::Coords(f->vertex[0]), b = hulltest::Coords(f->vertex[1]), c = hulltest::Coords(f->vertex[2]);
-      if ((b[0] - a[0]) * (c[1] - a[1]) - (b[1] - a[1]) * (c[0] - a[0]) < 0) lower.push_back(f);
-    }
-    const auto faces = List(d.GetFaces());
-    ASSERT_EQ(faces.size(), lower.size()) << "round " << round;
-    for (std::size_t i = 0; i < faces.size(); ++i)
-      for (int k = 0; k < 3; ++k) EXPECT_EQ(hulltest::Coords(faces[i]->vertex[k]), hulltest::Coords(lower[i]->vertex[k]));
+    ASSERT_TRUE(FacesAreThePlainHullsLowerFaces(d, plain)) << "round " << round;
   }
 }
 
@@ -323,14 +332,6 @@ TEST(Delaunay2D, WalkingLocationMatchesThePlainHullOnLargerDegenerateSets) {
     d.CalcDelaunayTriangulation();
     plain.CalcPlain();
     ExpectDelaunay(d, pts);
-    std::vector<const tFaceStructure*> lower;
-    for (const tFaceStructure* f : List(plain.GetFaces())) {
-      const I3 a = hulltest::Coords(f->vertex[0]), b = hulltest::Coords(f->vertex[1]), c = hulltest::Coords(f->vertex[2]);
-      if ((b[0] - a[0]) * (c[1] - a[1]) - (b[1] - a[1]) * (c[0] - a[0]) < 0) lower.push_back(f);
-    }
-    const auto faces = List(d.GetFaces());
-    ASSERT_EQ(faces.size(), lower.size());
-    for (std::size_t i = 0; i < faces.size(); ++i)
-      for (int k = 0; k < 3; ++k) ASSERT_EQ(hulltest::Coords(faces[i]->vertex[k]), hulltest::Coords(lower[i]->vertex[k]));
+    ASSERT_TRUE(FacesAreThePlainHullsLowerFaces(d, plain));
   }
 }
