@@ -1,7 +1,7 @@
 #pragma once
 #include <cstdint>
 
-// The per-thread counters behind FillWork.h, for the fills' own sources (not installed for hosts).
+// The per-thread counters behind FillWork.h, for the fills' own sources (hosts use FillWork.h).
 namespace qssse::polygon::detail {
 
 extern thread_local std::uint64_t t_fillWorkSteps;
