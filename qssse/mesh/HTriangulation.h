@@ -420,6 +420,10 @@ class QSSSE_API CHTriangulation {
   // step below 2^-24 (longer than 2^24 cell diagonals) is skipped rather than sampled for days; NaN
   // coordinates give pixels that are dropped.
   //
+  // Work: every sampled form plans its steps first (PlanSampledScanWork) and throws
+  // CWorkBudgetException (qssse/platform/WorkBudget.h) before its matrix changes when they exceed the
+  // library's work budget.
+  //
   // W = trunc(E.x / scanResX + 0.5), H likewise, E = box maximum - minimum. A null matrix, no triangles,
   // or W or H below 1 leave the matrix untouched; H above CSSEMatrix::kMaxSizeY throws
   // CInvalidArgumentException and W beyond int CMemoryException before the matrix changes. Otherwise the
@@ -454,6 +458,10 @@ class QSSSE_API CHTriangulation {
   // same origin combine into one conversion. max chooses SetCrossMax, otherwise SetCrossMin.
   void ScanConvertTriangulationWithLimitedArea(CSSEMatrix* m, int first, int last, float zOffset,
                                                SSEPoint* origin, bool max);
+  // The steps the sampled forms plan for triangles first..last (clipped to the mesh; an empty range
+  // plans 0) with the step divided by density (1: the plain step), as they check them against the work
+  // budget: a caller converting in ranges checks the whole before the first. Needs CalcSTV.
+  double PlanSampledScanWork(int first, int last, float density) const;
   // The same conversion as ScanConvertTriangulationMax (keepMax) or ScanConvertTriangulationMin(m,
   // zOffset, 1) on exactly ten worker threads: worker i of ten converts its chunk of the triangle list
   // into a private matrix that covers only the pixels its chunk's stamps can reach, and the caller merges

@@ -6,6 +6,7 @@
 #include <cmath>
 
 #include "qssse/platform/MemoryException.h"
+#include "qssse/platform/WorkBudget.h"
 
 namespace qssse::scan {
 
@@ -25,6 +26,21 @@ Job MakeJob(const CHTriangulation& t, const SSEPoint& origin, int w, int h, floa
   job.zOffset = zOffset;
   return job;
 }
+
+double PlannedSteps(const Job& job) {
+  double steps = 0.0;
+  for (int i = job.first; i <= job.last; ++i) {
+    if (!TakesTriangle(job, i)) continue;
+    const float step = TriangleStep(job, i);
+    if (step < kMinStep) continue;
+    // NaN and steps of 1 or more: the first row, whose one sample is the only one.
+    const double rows = step < 1.0f ? std::ceil(1.0 / step) : 1.0;
+    steps += rows * (rows + 1.0) * 0.5;
+  }
+  return steps;
+}
+
+void CheckSweepWork(const Job& job, const char* what) { qssse::CheckWorkRequest(PlannedSteps(job), what); }
 
 bool BoxPixels(const SSEPoint& minP, const SSEPoint& maxP, float resX, float resY, std::int64_t& w,
                std::int64_t& h) {
@@ -47,9 +63,16 @@ bool SampledRasterSize(const SSEPoint& minP, const SSEPoint& maxP, float resX, f
 }
 
 bool StartSampledConversion(const CHTriangulation& t, CSSEMatrix* m, const SSEPoint& minP, const SSEPoint& maxP,
-                            bool keepMax, int& w, int& h) {
+                            bool keepMax, float zOffset, float density, const char* what, Job& job) {
   if (m == nullptr || t.GetNumTriangles() < 1 || t.GetEdgeArray() == nullptr) return false;
+  int w = 0, h = 0;
   if (!SampledRasterSize(minP, maxP, t.GetScanResX(), t.GetScanResY(), w, h)) return false;
+  job = MakeJob(t, minP, w, h, zOffset);
+  if (density != 1.0f) {
+    job.density = density;
+    job.divideByDensity = true;
+  }
+  CheckSweepWork(job, what);
   m->CreateNoClear(w, h);
   m->Fill(keepMax ? kMaxSentinel : kMinSentinel);
   return true;

@@ -51,10 +51,38 @@ bool BoxPixels(const SSEPoint& minP, const SSEPoint& maxP, float resX, float res
 // int is memory nobody has and throws CMemoryException.
 bool SampledRasterSize(const SSEPoint& minP, const SSEPoint& maxP, float resX, float resY, int& w, int& h);
 // The start of the sampled conversions into a fresh raster: false (m untouched) for a null m, a mesh
-// without triangles or a box without pixels; otherwise m is re-created at W x H and filled with the
+// without triangles or a box without pixels. Otherwise job becomes the sweep of all triangles over the
+// W x H raster from minP (density applied unless it is 1), its work is checked against the budget
+// (CWorkBudgetException naming `what`, m untouched), and m is re-created at W x H and filled with the
 // sentinel of keepMax.
 bool StartSampledConversion(const CHTriangulation& t, CSSEMatrix* m, const SSEPoint& minP, const SSEPoint& maxP,
-                            bool keepMax, int& w, int& h);
+                            bool keepMax, float zOffset, float density, const char* what, Job& job);
+
+// The parameter step of job's triangle i: scanDiagonal over the longer of |S| and |T| (the root of the
+// larger square, as the root is monotonic), divided by the density when asked. Below kMinStep the
+// triangle is skipped; NaN and infinity give the first sample only.
+inline float TriangleStep(const Job& job, int i) {
+  using namespace simd;
+  const f4 s = job.sVectors[i].m, t = job.tVectors[i].m;
+  const float ss = lane0(sumLanes(mul(s, s))), tt = lane0(sumLanes(mul(t, t)));
+  const float len = lane0(sqrtLane0(splat(ss > tt ? ss : tt)));
+  float step = job.diagonal / len;
+  if (job.divideByDensity) step = step / job.density;
+  return step;
+}
+
+// Whether job stamps triangle i at all (the y band).
+inline bool TakesTriangle(const Job& job, int i) {
+  if (!job.useYArea) return true;
+  const float y = job.corners[3 * i].y;
+  return y > job.yMin && y < job.yMax;
+}
+
+// The steps the sweep of job plans, in double so that no count wraps: the samples of every triangle it
+// takes, n (n + 1) / 2 for n = ceil(1 / step) rows. Throws CWorkBudgetException (naming `what`) before
+// anything is sampled when they exceed the work budget.
+double PlannedSteps(const Job& job);
+void CheckSweepWork(const Job& job, const char* what);
 
 // The pixels the stamps of job's triangles can touch, x0..x1 and y0..y1 inclusive, clipped to the
 // raster: the box of their finite corners, widened by the cross and by the float rounding of the
@@ -135,14 +163,10 @@ void Sweep(const Job& job, CSSEMatrix& m) {
   const unsigned xSpan = static_cast<unsigned>(job.width - 2), ySpan = static_cast<unsigned>(job.height - 2);
   HeldStamps<Stamp> held(rows, job.offsetX, job.offsetY);
   for (int i = job.first; i <= job.last; ++i) {
+    if (!TakesTriangle(job, i)) continue;
     const SSEPoint& p0 = job.corners[3 * i];
-    if (job.useYArea && !(p0.y > job.yMin && p0.y < job.yMax)) continue;
     const f4 s = job.sVectors[i].m, t = job.tVectors[i].m;
-    // The longer of |S| and |T|: the root of the larger square, as the root is monotonic.
-    const float ss = lane0(sumLanes(mul(s, s))), tt = lane0(sumLanes(mul(t, t)));
-    const float len = lane0(sqrtLane0(splat(ss > tt ? ss : tt)));
-    float step = job.diagonal / len;
-    if (job.divideByDensity) step = step / job.density;
+    const float step = TriangleStep(job, i);
     if (step < kMinStep) continue;
     for (float a = 0.0f; a < 1.0f; a += step) {
       const f4 pa = add(p0.m, mul(splat(a), s));

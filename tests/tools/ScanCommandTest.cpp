@@ -179,3 +179,20 @@ TEST(ScanCommand, HelpNamesTheMethodsAndBadRequestsFailInOneLine) {
   // The z-buffer has no frame to drop: even 3 x 3 grid points make a raster.
   EXPECT_EQ(RunTool(dir, {"scan", dir / "t.stl", dir / "o.pfm", "--resolution", "50"}).status, 0);
 }
+
+TEST(ScanCommand, AMeshedSpikeTooCostlyToStampFailsInOneLine) {
+  // One pixel of 16777216 in a 6 x 6 field: its triangles stand 2^24 pixels high.
+  tooltest::TempDir dir;
+  HeightField f{6, 6, std::vector<float>(36, 0.0f)};
+  f.values[3 * 6 + 2] = 16777216.0f;
+  WriteHeightField(dir / "f.pfm", f);
+  ASSERT_EQ(RunTool(dir, {"mesh", dir / "f.pfm", dir / "f.stl", "--threshold", "-1"}).status, 0);
+  for (const char* threads : {"", "--threads"}) {
+    std::vector<std::string> args = {"scan", dir / "f.stl", dir / "o.pfm", "--method", "stamp"};
+    if (*threads) args.push_back(threads);
+    const auto r = RunTool(dir, args);
+    EXPECT_EQ(r.status, 1) << threads;
+    EXPECT_EQ(CountLines(r.err), 1) << r.err;
+    EXPECT_EQ(r.err.rfind("qssse scan: " + std::string(dir / "f.stl") + ": too much work", 0), 0u) << r.err;
+  }
+}
