@@ -29,14 +29,7 @@ Job MakeJob(const CHTriangulation& t, const SSEPoint& origin, int w, int h, floa
 
 double PlannedSteps(const Job& job) {
   double steps = 0.0;
-  for (int i = job.first; i <= job.last; ++i) {
-    if (!TakesTriangle(job, i)) continue;
-    const float step = TriangleStep(job, i);
-    if (step < kMinStep) continue;
-    // NaN and steps of 1 or more: the first row, whose one sample is the only one.
-    const double rows = step < 1.0f ? std::ceil(1.0 / step) : 1.0;
-    steps += rows * (rows + 1.0) * 0.5;
-  }
+  for (int i = job.first; i <= job.last; ++i) steps += PlanTriangle(job, i).steps;
   return steps;
 }
 
