@@ -116,14 +116,13 @@ inline bool RowWalkable(const Job& job, int i) {
 // The plan of triangle i: the step, the way, the steps planned. The row walk is taken where the samples
 // outnumber the pixel runs of all rows many times: for steep and needle triangles whose samples crowd
 // far below one pixel.
-inline TrianglePlan PlanTriangle(const Job& job, int i) {
+// The plan of a triangle the job takes, whose step is at least kMinStep.
+inline TrianglePlan PlanStep(const Job& job, int i, float step) {
   TrianglePlan plan;
-  if (!TakesTriangle(job, i)) return plan;
-  plan.step = TriangleStep(job, i);
-  if (plan.step < kMinStep) return plan;
+  plan.step = step;
   plan.way = Way::kSamples;
   // NaN and steps of 1 or more: the first row, whose one sample is the only one.
-  const double rows = plan.step < 1.0f ? std::ceil(1.0 / plan.step) : 1.0;
+  const double rows = step < 1.0f ? std::ceil(1.0 / step) : 1.0;
   plan.steps = rows * (rows + 1.0) * 0.5;
   if (rows < 4.0 || !RowWalkable(job, i)) return plan;
   const SSEPoint& t = job.tVectors[i];
@@ -134,6 +133,15 @@ inline TrianglePlan PlanTriangle(const Job& job, int i) {
     plan.steps = rows * runs;
   }
   return plan;
+}
+// Steps of a third and more make fewer than four rows: always sampled one by one.
+inline constexpr float kFewRowsStep = 1.0f / 3.0f;
+
+inline TrianglePlan PlanTriangle(const Job& job, int i) {
+  if (!TakesTriangle(job, i)) return TrianglePlan{};
+  const float step = TriangleStep(job, i);
+  if (step < kMinStep) return TrianglePlan{};
+  return PlanStep(job, i, step);
 }
 
 // The steps the sweep of job plans, in double so that no count wraps: over the triangles it takes, the
@@ -457,10 +465,10 @@ void Sweep(const Job& job, CSSEMatrix& m) {
   const unsigned xSpan = static_cast<unsigned>(job.width - 2), ySpan = static_cast<unsigned>(job.height - 2);
   HeldStamps<Stamp> held(rows, job.offsetX, job.offsetY);
   for (int i = job.first; i <= job.last; ++i) {
-    const TrianglePlan plan = PlanTriangle(job, i);
-    if (plan.way == Way::kSkip) continue;
-    const float step = plan.step;
-    if (plan.way == Way::kRows) {
+    if (!TakesTriangle(job, i)) continue;
+    const float step = TriangleStep(job, i);
+    if (step < kMinStep) continue;
+    if (step < kFewRowsStep && PlanStep(job, i, step).way == Way::kRows) {
       WalkRows(job, i, step, held);
       continue;
     }

@@ -230,7 +230,7 @@ TEST(ScanConversion, SweepEqualsThePlainRuleOnRandomMeshesOfEverySmallSize) {
 TEST(ScanConversion, RowWalkStampsWhatTheSamplesStampOnRandomSteepAndLongTriangles) {
   std::mt19937 rng(42);
   int walked = 0;
-  for (int round = 0; round < 60; ++round) {
+  for (int round = 0; round < 40; ++round) {
     CHTriangulation t(0, 1, 1, 1);
     SteepSoup(t, rng, 1 + static_cast<int>(rng() % 4));
     const float res = round % 3 == 0 ? 0.5f : round % 3 == 1 ? 1.0f : 1.75f;
@@ -272,7 +272,7 @@ TEST(ScanConversion, RowWalkStampsWhatTheSamplesStampOnRandomSteepAndLongTriangl
       walked += qssse::scan::PlanTriangle(job, i).way == qssse::scan::Way::kRows;
     }
   }
-  EXPECT_GT(walked, 30) << "the shipped conversion walks rows of the steep triangles by itself";
+  EXPECT_GT(walked, 20) << "the shipped conversion walks rows of the steep triangles by itself";
 }
 
 TEST(ScanConversion, RowWalkMatchesTheSamplesIntoMatricesAsTheyStand) {
