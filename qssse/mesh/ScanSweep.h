@@ -218,6 +218,57 @@ class HeldStamps {
   bool holding_ = false;
 };
 
+// Samples on a few recent pixels, each folded by the keep rule and stamped once when the pool is full
+// or at the end: for sweeps whose stamps commute. They do when no height is NaN or -0 (then every
+// pixel ends as the better of its value and the best stamp reaching it, whatever the order, equal
+// heights having equal bits); a NaN height empties the pool and is stamped in its place.
+template <class Stamp>
+class PooledStamps {
+ public:
+  using Rule = typename Stamp::Rule;
+  PooledStamps(__m128** rows, int offsetX, int offsetY) : rows_(rows), offsetX_(offsetX), offsetY_(offsetY) {}
+  ~PooledStamps() { Release(); }
+  PooledStamps(const PooledStamps&) = delete;
+  PooledStamps& operator=(const PooledStamps&) = delete;
+
+  void Add(int x, int y, float v) {
+    if (v != v) {
+      Release();
+      Stamp::Stamp(rows_, x - offsetX_, y - offsetY_, v);
+      return;
+    }
+    for (int k = 0; k < n_; ++k) {
+      if (x_[k] == x && y_[k] == y) {
+        v_[k] = Rule::Keep(v_[k], v);
+        return;
+      }
+    }
+    if (n_ == kSize) Release();
+    x_[n_] = x;
+    y_[n_] = y;
+    v_[n_] = v;
+    ++n_;
+  }
+  void Release() {
+    for (int k = 0; k < n_; ++k) Stamp::Stamp(rows_, x_[k] - offsetX_, y_[k] - offsetY_, v_[k]);
+    n_ = 0;
+  }
+
+ private:
+  static constexpr int kSize = 4;
+  __m128** rows_;
+  int offsetX_, offsetY_;
+  int x_[kSize] = {}, y_[kSize] = {};
+  float v_[kSize] = {};
+  int n_ = 0;
+};
+
+// Whether the stamps of job commute (see PooledStamps): an offset that is neither NaN nor -0 makes
+// every height either NaN (from non-finite corners, stamped in order) or not -0.
+inline bool StampsCommute(const Job& job) {
+  return job.zOffset == job.zOffset && !(job.zOffset == 0.0f && std::signbit(job.zOffset));
+}
+
 // One triangle row by row, stamping what the sample-by-sample loop stamps. Row j (parameter a_j of the
 // same float accumulation) holds samples b_0 .. b_{K_j - 1}, K_j the count of the step sequence below
 // 1 - a_j. Every sample's pixel x and y and its height are monotone in k along a row and in j down a
@@ -233,8 +284,8 @@ class HeldStamps {
 //   the block's samples on that pixel, since the height is monotone both ways; only where the height
 //   rises along the rows and towards the row ends at once are the row ends of the last run compared
 //   one by one. Otherwise every row is stamped in order.
-template <class Stamp>
-void WalkRows(const Job& job, int tri, float step, HeldStamps<Stamp>& held) {
+template <class Stamp, class Held>
+void WalkRows(const Job& job, int tri, float step, Held& held) {
   using namespace simd;
   using Rule = typename Stamp::Rule;
   constexpr bool kHigh = std::is_same_v<Rule, raster::KeepMax>;
@@ -290,7 +341,7 @@ void WalkRows(const Job& job, int tri, float step, HeldStamps<Stamp>& held) {
     if (f.kind == 8) return pixelIs(q, f.x, f.y);
     return f.kind < 4 ? bound(f.kind, q) : !bound(f.kind - 4, q);
   };
-  const bool orderFree = job.zOffset == job.zOffset && !(job.zOffset == 0.0f && std::signbit(job.zOffset));
+  const bool orderFree = StampsCommute(job);
   const bool riseAlongRow = lane<2>(t) > 0.0f, riseDownRows = lane<2>(s) > 0.0f;
   // Whether the best height of a run lies at its last sample, and of a block at its last row.
   const bool bestAtEnd = riseAlongRow == kHigh, bestAtLastRow = riseDownRows == kHigh;
@@ -453,23 +504,19 @@ void WalkRows(const Job& job, int tri, float step, HeldStamps<Stamp>& held) {
   }
 }
 
-// Runs the sweep of job over m's storage with Stamp. m must cover the pixels job's stamps reach (see
-// offsetX, offsetY).
-template <class Stamp>
-void Sweep(const Job& job, CSSEMatrix& m) {
+// The triangles of job stamped through held.
+template <class Stamp, class Held>
+void SweepWith(const Job& job, Held& held) {
   using namespace simd;
-  __m128** rows = m.GetMatrixDataDirectly();
-  if (rows == nullptr || job.width < 3 || job.height < 3) return;  // no pixel inside the frame
   const f4 res = lanes(job.resX, job.resY, 1.0f, 1.0f);
   const f4 half = splat(0.5f);
   const unsigned xSpan = static_cast<unsigned>(job.width - 2), ySpan = static_cast<unsigned>(job.height - 2);
-  HeldStamps<Stamp> held(rows, job.offsetX, job.offsetY);
   for (int i = job.first; i <= job.last; ++i) {
     if (!TakesTriangle(job, i)) continue;
     const float step = TriangleStep(job, i);
     if (step < kMinStep) continue;
     if (step < kFewRowsStep && PlanStep(job, i, step).way == Way::kRows) {
-      WalkRows(job, i, step, held);
+      WalkRows<Stamp>(job, i, step, held);
       continue;
     }
     const SSEPoint& p0 = job.corners[3 * i];
@@ -486,6 +533,21 @@ void Sweep(const Job& job, CSSEMatrix& m) {
         held.Add(px, py, lane<2>(q) + job.zOffset);
       }
     }
+  }
+}
+
+// Runs the sweep of job over m's storage with Stamp. m must cover the pixels job's stamps reach (see
+// offsetX, offsetY).
+template <class Stamp>
+void Sweep(const Job& job, CSSEMatrix& m) {
+  __m128** rows = m.GetMatrixDataDirectly();
+  if (rows == nullptr || job.width < 3 || job.height < 3) return;  // no pixel inside the frame
+  if (StampsCommute(job)) {
+    PooledStamps<Stamp> held(rows, job.offsetX, job.offsetY);
+    SweepWith<Stamp>(job, held);
+  } else {
+    HeldStamps<Stamp> held(rows, job.offsetX, job.offsetY);
+    SweepWith<Stamp>(job, held);
   }
 }
 

@@ -92,7 +92,7 @@ void WalkedConvert(const CHTriangulation& t, CSSEMatrix& m, float zOffset, const
 
 // n triangles for the row walk: corners on the grid 0 .. 9 (sometimes stretched to 0 .. 333 in x or y,
 // for long triangles), heights 0 .. 9 times 1, 10, 100 or 300 (steep ones), some of them -0 or +0,
-// and now and then an edge of zero length or a duplicate corner.
+// and now and then an edge of zero length, a duplicate corner or a first corner of height NaN.
 void SteepSoup(CHTriangulation& t, std::mt19937& rng, int n) {
   t.CreateTriangulation(n);
   for (int i = 0; i < n; ++i) {
@@ -106,6 +106,7 @@ void SteepSoup(CHTriangulation& t, std::mt19937& rng, int n) {
             rng() % 7 == 0 ? -0.0f : z);
     }
     if (rng() % 9 == 0) c[2] = c[0];
+    if (rng() % 13 == 0) c[0].z = NAN;  // one sample, of height NaN: stamped in its place
     SetTriangle(t, i, c[0], c[1], c[2]);
   }
 }
@@ -352,6 +353,28 @@ TEST(ScanConversion, DegenerateAndNonFiniteTrianglesNeverCrash) {
   EXPECT_EQ(At(m, 3, 4), 1.0f);
   EXPECT_EQ(At(m, 6, 5), 2.0f);
   EXPECT_EQ(At(m, 2, 2), 0.0f);
+}
+
+TEST(ScanConversion, ANaNHeightStampedAfterOthersStaysAsTheLoopLeavesIt) {
+  // A flat triangle, then a point of height NaN on one of its pixels: the loop stamps the NaN last, so
+  // its cross keeps NaN; stamps held back for folding must not overtake it.
+  CHTriangulation t(2, 1, 1, 1);
+  SetTriangle(t, 0, P(0, 0, 1), P(6, 0, 1), P(0, 6, 1));
+  SetTriangle(t, 1, P(2, 2, NAN), P(2, 2, NAN), P(2, 2, NAN));
+  meshtest::PrepareScan(t, 1.0f);
+  SSEPoint lo = P(0, 0, 0), hi = P(8, 8, 2);
+  for (bool keepMax : {true, false}) {
+    CSSEMatrix shipped, plain;
+    if (keepMax) {
+      t.ScanConvertTriangulationMax_MinMaxPoint(&shipped, 0.5f, lo, hi);
+    } else {
+      t.ScanConvertTriangulationMin_MinMaxPoint(&shipped, 0.5f, lo, hi);
+    }
+    PlainConvert(t, plain, 0.5f, lo, hi, keepMax, 1.0f);
+    EXPECT_TRUE(SameBits(shipped, plain)) << keepMax;
+    EXPECT_TRUE(std::isnan(At(shipped, 2, 3))) << keepMax;
+    EXPECT_EQ(At(shipped, 4, 1), 1.5f);
+  }
 }
 
 // ---- NoDelete, the y band and limited ranges ----------------------------------------------------------
