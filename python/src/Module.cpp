@@ -378,7 +378,7 @@ be used from two threads at once.)";
 
   m.def("set_work_budget", &qssse::SetWorkBudget, py::arg("steps"),
         "The most elementary steps one call may plan when its work follows the input's geometry; a call "
-        "planning more raises WorkBudgetError before it starts. 0 restores the default (2^34).");
+        "planning more raises WorkBudgetError before it starts. Work proportional to a call's input and output is not counted. 0 restores the default (2^27).");
   m.def("get_work_budget", &qssse::GetWorkBudget, "The work budget in force, in steps.");
 
   BindViews(m);

@@ -426,7 +426,7 @@ class QSSSE_API CHTriangulation {
   // one block, so its cost follows the rows and pixels rather than the samples. Every sampled form
   // plans its steps first (PlanSampledScanWork: samples, or rows times the pixel runs a row can have)
   // and throws CWorkBudgetException (qssse/platform/WorkBudget.h) before its matrix changes when they
-  // exceed the library's work budget.
+  // exceed the library's work budget by more than 32 steps per triangle and per pixel of the raster.
   //
   // W = trunc(E.x / scanResX + 0.5), H likewise, E = box maximum - minimum. A null matrix, no triangles,
   // or W or H below 1 leave the matrix untouched; H above CSSEMatrix::kMaxSizeY throws

@@ -33,6 +33,10 @@ double PlannedSteps(const Job& job) {
   return steps;
 }
 
+double SweepAllowance(double triangles, double width, double height) {
+  return kScanStepsPerElement * (triangles + width * height);
+}
+
 void CheckSweepWork(const Job& job, const char* what) {
   // First a bound that needs neither roots nor quotients per triangle: with r = 1 / step = L / diagonal
   // (times the density), a triangle plans at most (r + 1)(r + 2) / 2 <= 1.25 r^2 + 1.75 samples, and
@@ -48,8 +52,9 @@ void CheckSweepWork(const Job& job, const char* what) {
   }
   // 1% for the rounding of the squares and of the sum.
   bound = 1.25 * 1.01 * bound * factor + 1.75 * (job.last - job.first + 1.0);
-  if (bound <= static_cast<double>(qssse::GetWorkBudget())) return;
-  qssse::CheckWorkRequest(PlannedSteps(job), what);
+  const double allowance = SweepAllowance(job.last - job.first + 1.0, job.width, job.height);
+  if (bound <= static_cast<double>(qssse::GetWorkBudget()) + allowance) return;
+  qssse::CheckWorkRequest(PlannedSteps(job), what, allowance);
 }
 
 bool BoxPixels(const SSEPoint& minP, const SSEPoint& maxP, float resX, float resY, std::int64_t& w,

@@ -146,9 +146,14 @@ inline TrianglePlan PlanTriangle(const Job& job, int i) {
 
 // The steps the sweep of job plans, in double so that no count wraps: over the triangles it takes, the
 // samples of those sampled one by one, and rows times the runs a row can have for those walked row by
-// row. Throws CWorkBudgetException (naming `what`) before anything is sampled when they exceed the work
-// budget.
+// row.
 double PlannedSteps(const Job& job);
+// Steps per triangle and per raster pixel that a sampled conversion may always take: a mesh of a height
+// field converted at its own scale plans about seven per triangle, so only odd geometry meets the budget.
+constexpr double kScanStepsPerElement = 32.0;
+// The work the budget never counts for a conversion of `triangles` into width x height pixels.
+double SweepAllowance(double triangles, double width, double height);
+// Throws CWorkBudgetException when the job's planned steps beyond its allowance exceed the budget.
 void CheckSweepWork(const Job& job, const char* what);
 
 // The pixels the stamps of job's triangles can touch, x0..x1 and y0..y1 inclusive, clipped to the

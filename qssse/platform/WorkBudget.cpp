@@ -26,10 +26,12 @@ void SetWorkBudget(std::uint64_t steps) noexcept {
 
 std::uint64_t GetWorkBudget() noexcept { return g_budget.load(std::memory_order_relaxed); }
 
-void CheckWorkRequest(double steps, const char* what) {
+void CheckWorkRequest(double steps, const char* what, double allowance) {
   const std::uint64_t budget = GetWorkBudget();
-  // Written as "not within" so that NaN counts as over the budget.
-  if (steps >= 0.0 && steps <= static_cast<double>(budget)) return;
+  if (!(allowance >= 0.0)) allowance = 0.0;
+  steps -= allowance;
+  // Written as "within" so that NaN counts as over the budget.
+  if (steps <= static_cast<double>(budget)) return;
   char planned[32];
   if (std::isfinite(steps)) {
     std::snprintf(planned, sizeof planned, "%.0f", steps);
@@ -37,7 +39,8 @@ void CheckWorkRequest(double steps, const char* what) {
     std::snprintf(planned, sizeof planned, "an unbounded number of");
   }
   throw CWorkBudgetException(std::string("too much work: ") + (what ? what : "the call") + " needs " + planned +
-                             " steps, more than the budget of " + std::to_string(budget));
+                             (allowance > 0.0 ? " steps beyond those its size accounts for" : " steps") +
+                             ", more than the budget of " + std::to_string(budget));
 }
 
 }  // namespace qssse

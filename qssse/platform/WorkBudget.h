@@ -9,12 +9,14 @@
 // CWorkBudgetException before it starts, leaving its target as it was, so a tiny input with huge
 // coordinates can neither hang a host nor be cut off half done.
 //
-// The default (2^34 steps, some minutes of work) passes every real mesh and outline; a host that wants
-// answers within a second sets a lower one. Setting and reading are thread-safe and take effect for calls
-// that start afterwards.
+// Work proportional to a call's own input and output (its allowance: for a scan conversion 32 steps per
+// triangle and per pixel of the raster) is never counted, so meshes and rasters of any size the memory
+// ceiling admits pass; the budget bounds only the work beyond that. The default (2^27 steps, about a
+// second of work) passes real meshes and outlines; a host that wants more for odd geometry sets a higher
+// one. Setting and reading are thread-safe and take effect for calls that start afterwards.
 namespace qssse {
 
-constexpr std::uint64_t kDefaultWorkBudget = std::uint64_t{1} << 34;
+constexpr std::uint64_t kDefaultWorkBudget = std::uint64_t{1} << 27;
 
 // Sets the budget in steps; 0 restores the default.
 QSSSE_API void SetWorkBudget(std::uint64_t steps) noexcept;
@@ -23,9 +25,10 @@ QSSSE_API void SetWorkBudget(std::uint64_t steps) noexcept;
 QSSSE_API std::uint64_t GetWorkBudget() noexcept;
 
 // Throws CWorkBudgetException ("too much work: <what> needs <n> steps, more than the budget of <m>")
-// when `steps` exceeds the budget. Callers pass their planned count in double so that counts beyond
-// 64 bits (or NaN, from non-finite geometry) are over any budget instead of wrapping.
-QSSSE_API void CheckWorkRequest(double steps, const char* what);
+// when `steps` less `allowance` exceeds the budget (n is that excess). Callers pass their planned count
+// in double so that counts beyond 64 bits (or NaN, from non-finite geometry) are over any budget
+// instead of wrapping.
+QSSSE_API void CheckWorkRequest(double steps, const char* what, double allowance = 0.0);
 
 // Restores the previous budget when it goes out of scope (tests and hosts that lower it for one call).
 class QSSSE_API CWorkBudgetScope {

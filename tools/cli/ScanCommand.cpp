@@ -12,6 +12,7 @@
 #include "cli/Progress.h"
 #include "cli/Summary.h"
 #include "qssse/mesh/HTriangulation.h"
+#include "qssse/mesh/ScanSweep.h"
 #include "qssse/platform/MemoryException.h"
 #include "qssse/platform/WorkBudget.h"
 #include "qssse/platform/WorkBudgetException.h"
@@ -146,7 +147,7 @@ int RunScan(const ScanOptions& o) {
     } else {
       // The whole plan is checked before the first slice, so a refused mesh does no work at all.
       const double steps = mesh->PlanSampledScanWork(0, mesh->GetNumTriangles() - 1, 1.0f);
-      qssse::CheckWorkRequest(steps, "scan conversion");
+      qssse::CheckWorkRequest(steps, "scan conversion", qssse::scan::SweepAllowance(mesh->GetNumTriangles(), w, h));
       const double seconds = steps / kStepsPerSecond;
       if (o.threads) {
         progress.Announce(seconds > 2.0);
