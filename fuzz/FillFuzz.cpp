@@ -69,8 +69,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         p.DrawInMatrixAndFillCoarseFast(value, &m, subsample, yFrom, yTo);
         break;
       case 5: {
+        // The mark is a byte: NaN (which converts to no char) marks with 1.
+        const char mark = value == value ? static_cast<char>(value) : char{1};
         CSSEcharMatrix c(m.GetSizeX(), m.GetSizeY());
-        p.DrawInCharMatrixAndFillFine(static_cast<char>(value), &c, subsample, yFrom, yTo);
+        p.DrawInCharMatrixAndFillFine(mark, &c, subsample, yFrom, yTo);
         break;
       }
       case 6:

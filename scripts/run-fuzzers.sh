@@ -39,18 +39,23 @@ run_one() {
     status=FAIL
   fi
   runs=$(sed -n 's/^stat::number_of_executed_units: *\([0-9]*\).*/\1/p' "$log" | tail -n 1)
-  echo "$status $name: ${runs:-?} runs in $(( $(date +%s) - started )) s, corpus $(ls "$corpus" | wc -l) files" \
+  finding=$(sed -n 's/.*Test unit written to \(.*\)$/ finding \1/p' "$log" | tail -n 1)
+  echo "$status $name: ${runs:-?} runs in $(( $(date +%s) - started )) s, corpus $(ls "$corpus" | wc -l) files$finding" \
     >"$log.summary"
 }
 
-running=0
-for exe in $targets; do
-  run_one "$exe" &
-  running=$((running + 1))
-  if [ "$running" -ge "$jobs" ]; then
-    wait
-    running=0
-  fi
+# JOBS lanes, each running its share of the targets one after another, so a slow target holds up only
+# its own lane.
+lane=0
+while [ "$lane" -lt "$jobs" ]; do
+  (
+    i=0
+    for exe in $targets; do
+      [ $((i % jobs)) -eq "$lane" ] && run_one "$exe"
+      i=$((i + 1))
+    done
+  ) &
+  lane=$((lane + 1))
 done
 wait
 
