@@ -28,26 +28,27 @@ DmTriangulationStatic Indexed(const CHTriangulation& mesh) {
   return out;
 }
 
+// Both base meshes build the same way: copy, then the box, the vectors and the vertex normals.
+template <class Mesh>
+void BuildFromDm(CHTriangulation& t, Mesh* mesh, float sx, float sy, float sz) {
+  t.BaseInitialization(sx, sy, sz);
+  t.CreateTriangulationFromDmTriangulation(mesh);
+  if (t.GetNumTriangles() <= 0) return;
+  t.CalcBoundingBox();
+  t.CalcSTV();
+  t.CalcNormalsFromVertices();
+}
+
 }  // namespace
 
 CHTriangulation::CHTriangulation(DmTriangulationStatic* mesh, float sx, float sy, float sz)
     : CHTriangulation() {
-  BaseInitialization(sx, sy, sz);
-  CreateTriangulationFromDmTriangulation(mesh);
-  if (numTriangles <= 0) return;
-  CalcBoundingBox();
-  CalcSTV();
-  CalcNormalsFromVertices();
+  BuildFromDm(*this, mesh, sx, sy, sz);
 }
 
 CHTriangulation::CHTriangulation(DmTriangulationDynamic* mesh, float sx, float sy, float sz)
     : CHTriangulation() {
-  BaseInitialization(sx, sy, sz);
-  CreateTriangulationFromDmTriangulation(mesh);
-  if (numTriangles <= 0) return;
-  CalcBoundingBox();
-  CalcSTV();
-  CalcNormalsFromVertices();
+  BuildFromDm(*this, mesh, sx, sy, sz);
 }
 
 void CHTriangulation::CreateTriangulationFromDmTriangulation(DmTriangulationStatic* mesh) {

@@ -184,35 +184,44 @@ void CSSEMatrix::CalcMinMaxValues(float* maxOut, float* minOut) const {
     using namespace qssse::simd;
     // The accumulator is the second operand, so a NaN pixel loses every comparison and is ignored, and of
     // equal values (+0 and -0) the earlier one stays. Four accumulator pairs, each over a quarter of the
-    // rows in order, run side by side; then each later quarter's result joins the earlier ones as the
-    // second operand, which keeps the earlier of equal values: the same bits as one pair over all rows.
+    // rows in order, run side by side (fewer wait on their own latency); then each later quarter's result
+    // joins the earlier ones as the first operand, which keeps the earlier of equal values: the same bits
+    // as one pair over all rows. Four columns at a time are nested into one expression, so that the
+    // two-operand SSE forms need no register copy of an accumulator per pixel.
     constexpr int kParts = 4;
     f4 mn[kParts], mx[kParts];
     for (int p = 0; p < kParts; ++p) {
       mn[p] = splat(1000000.0f);
       mx[p] = splat(-1000000.0f);
     }
-    const int first = 1, end = sseSizeY - 1, part = (end - first) / kParts;
-    // Part p owns rows first + p·part .. first + (p+1)·part - 1; the last also owns the rest.
+    const int first = 1, end = sseSizeY - 1, part = (end - first) / kParts, x0 = 3, x1 = sseSizeX - 3;
+    const auto scan4 = [&](const __m128* r, int x, int p) {
+      mn[p] = min(r[x + 3], min(r[x + 2], min(r[x + 1], min(r[x], mn[p]))));
+      mx[p] = max(r[x + 3], max(r[x + 2], max(r[x + 1], max(r[x], mx[p]))));
+    };
+    const auto scan1 = [&](const __m128* r, int x, int p) {
+      mn[p] = min(r[x], mn[p]);
+      mx[p] = max(r[x], mx[p]);
+    };
     for (int k = 0; k < part; ++k) {
       const __m128 *r0 = rows[first + k], *r1 = rows[first + part + k], *r2 = rows[first + 2 * part + k],
                    *r3 = rows[first + 3 * part + k];
-      for (int x = 3; x <= sseSizeX - 4; ++x) {
-        mn[0] = min(r0[x], mn[0]);
-        mx[0] = max(r0[x], mx[0]);
-        mn[1] = min(r1[x], mn[1]);
-        mx[1] = max(r1[x], mx[1]);
-        mn[2] = min(r2[x], mn[2]);
-        mx[2] = max(r2[x], mx[2]);
-        mn[3] = min(r3[x], mn[3]);
-        mx[3] = max(r3[x], mx[3]);
+      int x = x0;
+      for (; x + 4 <= x1; x += 4) {
+        scan4(r0, x, 0);
+        scan4(r1, x, 1);
+        scan4(r2, x, 2);
+        scan4(r3, x, 3);
+      }
+      for (; x < x1; ++x) {
+        scan1(r0, x, 0);
+        scan1(r1, x, 1);
+        scan1(r2, x, 2);
+        scan1(r3, x, 3);
       }
     }
     for (int g = first + kParts * part; g < end; ++g) {
-      for (int x = 3; x <= sseSizeX - 4; ++x) {
-        mn[kParts - 1] = min(rows[g][x], mn[kParts - 1]);
-        mx[kParts - 1] = max(rows[g][x], mx[kParts - 1]);
-      }
+      for (int x = x0; x < x1; ++x) scan1(rows[g], x, kParts - 1);
     }
     f4 allMin = mn[0], allMax = mx[0];
     for (int p = 1; p < kParts; ++p) {

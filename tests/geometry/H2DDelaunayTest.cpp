@@ -14,20 +14,18 @@
 #include "qssse/platform/UserInterfaceManager.h"
 #include "qssse/polygon/SSE3dPolygon.h"
 
+using hulltest::Cross;
+using hulltest::I2;
 using hulltest::I3;
 using hulltest::List;
 using hulltest::Wide;
 
 namespace {
 
-using I2 = std::array<std::int64_t, 2>;
-
 struct SilentMessages {
   SilentMessages() { QsCUserInterfaceManager::SetMessageHandler([](const wchar_t*, int, int) { return 0; }); }
   ~SilentMessages() { QsCUserInterfaceManager::SetMessageHandler(nullptr); }
 };
-
-Wide Cross(const I2& o, const I2& a, const I2& b) { return Wide(a[0] - o[0]) * (b[1] - o[1]) - Wide(a[1] - o[1]) * (b[0] - o[0]); }
 
 // Positive when d lies strictly inside the circle through the counter-clockwise a, b, c.
 Wide InCircle(I2 a, I2 b, I2 c, const I2& d) {
@@ -39,24 +37,11 @@ Wide InCircle(I2 a, I2 b, I2 c, const I2& d) {
   return A[0] * (B[1] * C[2] - B[2] * C[1]) - A[1] * (B[0] * C[2] - B[2] * C[0]) + A[2] * (B[0] * C[1] - B[1] * C[0]);
 }
 
-// Twice the area of the convex hull of the points (monotone chain).
-Wide HullArea2(std::vector<I2> p) {
-  std::sort(p.begin(), p.end());
-  p.erase(std::unique(p.begin(), p.end()), p.end());
-  if (p.size() < 3) return 0;
-  std::vector<I2> h(2 * p.size());
-  std::size_t k = 0;
-  for (std::size_t i = 0; i < p.size(); ++i) {
-    while (k >= 2 && Cross(h[k - 2], h[k - 1], p[i]) <= 0) --k;
-    h[k++] = p[i];
-  }
-  for (std::size_t i = p.size() - 1, t = k + 1; i-- > 0;) {
-    while (k >= t && Cross(h[k - 2], h[k - 1], p[i]) <= 0) --k;
-    h[k++] = p[i];
-  }
-  const std::size_t m = k - 1;  // h[m] repeats h[0]
+// Twice the area of the convex hull of the points.
+Wide HullArea2(const std::vector<I2>& points) {
+  const std::vector<I2> h = hulltest::MonotoneChain(points);
   Wide area = 0;
-  for (std::size_t i = 1; i + 1 < m; ++i) area += Cross(h[0], h[i], h[i + 1]);
+  for (std::size_t i = 1; i + 1 < h.size(); ++i) area += Cross(h[0], h[i], h[i + 1]);
   return area;
 }
 
@@ -89,6 +74,24 @@ void ExpectDelaunay(const CH2DDelaunay& d, const std::vector<I2>& points) {
 }
 
 }  // namespace
+
+// The triangulation's faces are the plain hull's lower faces (the lifted points seen from below), in
+// its order.
+template <class Plain>
+::testing::AssertionResult FacesAreThePlainHullsLowerFaces(const CH2DDelaunay& d, const Plain& plain) {
+  std::vector<const tFaceStructure*> lower;
+  for (const tFaceStructure* f : List(plain.GetFaces())) {
+    const I3 a = hulltest::Coords(f->vertex[0]), b = hulltest::Coords(f->vertex[1]), c = hulltest::Coords(f->vertex[2]);
+    if ((b[0] - a[0]) * (c[1] - a[1]) - (b[1] - a[1]) * (c[0] - a[0]) < 0) lower.push_back(f);
+  }
+  const auto faces = List(d.GetFaces());
+  if (faces.size() != lower.size()) return ::testing::AssertionFailure() << faces.size() << " faces, " << lower.size() << " lower";
+  for (std::size_t i = 0; i < faces.size(); ++i)
+    for (int k = 0; k < 3; ++k)
+      if (hulltest::Coords(faces[i]->vertex[k]) != hulltest::Coords(lower[i]->vertex[k]))
+        return ::testing::AssertionFailure() << "face " << i << " corner " << k;
+  return ::testing::AssertionSuccess();
+}
 
 TEST(Delaunay2D, ConvexQuadrilateralIsSplitAlongTheDelaunayDiagonal) {
   SilentMessages quiet;
@@ -163,16 +166,7 @@ TEST(Delaunay2D, RandomCoarseGridsAreDelaunayAndMatchThePlainHull) {
     }
     d.CalcDelaunayTriangulation();
     ExpectDelaunay(d, pts);
-    // The lower faces are the plain hull's lower faces, in its order.
-    std::vector<const tFaceStructure*> lower;
-    for (const tFaceStructure* f : List(plain.GetFaces())) {
-      const I3 a = hulltest::Coords(f->vertex[0]), b = hulltest::Coords(f->vertex[1]), c = hulltest::Coords(f->vertex[2]);
-      if ((b[0] - a[0]) * (c[1] - a[1]) - (b[1] - a[1]) * (c[0] - a[0]) < 0) lower.push_back(f);
-    }
-    const auto faces = List(d.GetFaces());
-    ASSERT_EQ(faces.size(), lower.size()) << "round " << round;
-    for (std::size_t i = 0; i < faces.size(); ++i)
-      for (int k = 0; k < 3; ++k) EXPECT_EQ(hulltest::Coords(faces[i]->vertex[k]), hulltest::Coords(lower[i]->vertex[k]));
+    ASSERT_TRUE(FacesAreThePlainHullsLowerFaces(d, plain)) << "round " << round;
   }
 }
 
@@ -338,14 +332,6 @@ TEST(Delaunay2D, WalkingLocationMatchesThePlainHullOnLargerDegenerateSets) {
     d.CalcDelaunayTriangulation();
     plain.CalcPlain();
     ExpectDelaunay(d, pts);
-    std::vector<const tFaceStructure*> lower;
-    for (const tFaceStructure* f : List(plain.GetFaces())) {
-      const I3 a = hulltest::Coords(f->vertex[0]), b = hulltest::Coords(f->vertex[1]), c = hulltest::Coords(f->vertex[2]);
-      if ((b[0] - a[0]) * (c[1] - a[1]) - (b[1] - a[1]) * (c[0] - a[0]) < 0) lower.push_back(f);
-    }
-    const auto faces = List(d.GetFaces());
-    ASSERT_EQ(faces.size(), lower.size());
-    for (std::size_t i = 0; i < faces.size(); ++i)
-      for (int k = 0; k < 3; ++k) ASSERT_EQ(hulltest::Coords(faces[i]->vertex[k]), hulltest::Coords(lower[i]->vertex[k]));
+    ASSERT_TRUE(FacesAreThePlainHullsLowerFaces(d, plain));
   }
 }

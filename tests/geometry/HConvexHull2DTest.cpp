@@ -6,6 +6,7 @@
 #include <random>
 #include <vector>
 
+#include "HullTestSupport.h"
 #include "qssse/geometry/HConvexHull2D.h"
 #include "qssse/polygon/SSE2dPolygon.h"
 #include "qssse/polygon/SSE3dPolygon.h"
@@ -31,32 +32,8 @@ std::vector<P3> Hull(const std::vector<P3>& pts) {
   return r;
 }
 
-// Oracle: Andrew's monotone chain on integer points with strict turns, rotated to start at the lowest
-// (then leftmost) point, counter-clockwise.
-using I2 = std::array<std::int64_t, 2>;
-std::int64_t Cross(const I2& o, const I2& a, const I2& b) {
-  return (a[0] - o[0]) * (b[1] - o[1]) - (a[1] - o[1]) * (b[0] - o[0]);
-}
-std::vector<I2> MonotoneChain(std::vector<I2> p) {
-  std::sort(p.begin(), p.end());
-  p.erase(std::unique(p.begin(), p.end()), p.end());
-  if (p.size() < 3) return p;
-  std::vector<I2> h(2 * p.size());
-  std::size_t k = 0;
-  for (std::size_t i = 0; i < p.size(); ++i) {
-    while (k >= 2 && Cross(h[k - 2], h[k - 1], p[i]) <= 0) --k;
-    h[k++] = p[i];
-  }
-  for (std::size_t i = p.size() - 1, t = k + 1; i-- > 0;) {
-    while (k >= t && Cross(h[k - 2], h[k - 1], p[i]) <= 0) --k;
-    h[k++] = p[i];
-  }
-  h.resize(k - 1);
-  const auto low = std::min_element(
-      h.begin(), h.end(), [](const I2& a, const I2& b) { return a[1] != b[1] ? a[1] < b[1] : a[0] < b[0]; });
-  std::rotate(h.begin(), low, h.end());
-  return h;
-}
+using hulltest::I2;
+using hulltest::MonotoneChain;
 
 }  // namespace
 

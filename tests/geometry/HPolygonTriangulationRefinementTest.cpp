@@ -93,6 +93,16 @@ double Area2(const t_hdynamictriangle* t) {
 
 const Ring kSquare10 = {{0, 0}, {10, 0}, {10, 10}, {0, 10}};
 
+// Sixteen points 2.5 apart around the 10 square, counter-clockwise from the origin.
+Ring SixteenPointSquare() {
+  Ring ring;
+  for (int i = 0; i < 4; ++i) ring.push_back({2.5f * static_cast<float>(i), 0});
+  for (int i = 0; i < 4; ++i) ring.push_back({10, 2.5f * static_cast<float>(i)});
+  for (int i = 0; i < 4; ++i) ring.push_back({10 - 2.5f * static_cast<float>(i), 10});
+  for (int i = 0; i < 4; ++i) ring.push_back({0, 10 - 2.5f * static_cast<float>(i)});
+  return ring;
+}
+
 TEST(HPolygonTriangulationRefinement, TakesTheTrianglesOverNewestFirstWithTheirNeighbours) {
   CSSE3dPolygon poly;
   Make3d(poly, kSquare10);
@@ -224,11 +234,7 @@ TEST(HPolygonTriangulationRefinement, RefinedLatticePolygonsKeepTheirAreaAndBord
 TEST(HPolygonTriangulationRefinement, ReadsInterpolateCacheInCornerZerosSlotAndPassHeightsOn) {
   // Sixteen points around the 10 square with heights 0..15, so InterpolateZ's every-8th sampling sees
   // points 0 (at the origin, height 0) and 8 (at (10, 10), height 8).
-  Ring ring;
-  for (int i = 0; i < 4; ++i) ring.push_back({2.5f * static_cast<float>(i), 0});
-  for (int i = 0; i < 4; ++i) ring.push_back({10, 2.5f * static_cast<float>(i)});
-  for (int i = 0; i < 4; ++i) ring.push_back({10 - 2.5f * static_cast<float>(i), 10});
-  for (int i = 0; i < 4; ++i) ring.push_back({0, 10 - 2.5f * static_cast<float>(i)});
+  const Ring ring = SixteenPointSquare();
   CSSE3dPolygon poly;
   Make3d(poly, ring);
   CHPolygonTriangulator tri(&poly, 4, 1.0f, 1.0f, 1.0f, false);  // the square's corners, points 0, 4, 8, 12
@@ -285,11 +291,7 @@ TEST(HPolygonTriangulationRefinement, ReadsInterpolateCacheInCornerZerosSlotAndP
 }
 
 TEST(HPolygonTriangulationRefinement, BorderLineRunsCounterClockwiseWithTheSourceHeights) {
-  Ring ring;
-  for (int i = 0; i < 4; ++i) ring.push_back({2.5f * static_cast<float>(i), 0});
-  for (int i = 0; i < 4; ++i) ring.push_back({10, 2.5f * static_cast<float>(i)});
-  for (int i = 0; i < 4; ++i) ring.push_back({10 - 2.5f * static_cast<float>(i), 10});
-  for (int i = 0; i < 4; ++i) ring.push_back({0, 10 - 2.5f * static_cast<float>(i)});
+  const Ring ring = SixteenPointSquare();
   CSSE3dPolygon poly;
   Make3d(poly, ring);
   CHPolygonTriangulator tri(&poly, 4, 1.0f, 1.0f, 1.0f, false);

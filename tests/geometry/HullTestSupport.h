@@ -3,6 +3,7 @@
 // plain hull construction as the oracle of the fast one.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <array>
 #include <cstdint>
 #include <map>
@@ -24,6 +25,36 @@ class PlainHull : public CHConvexHull3D {
   void CalcPlain() { BuildHull(&PlainHull::ConstructHull); }
   bool RunChecks() { return Checks(); }
 };
+
+using I2 = std::array<std::int64_t, 2>;
+
+// Twice the signed area of (o, a, b): positive for a left turn.
+inline Wide Cross(const I2& o, const I2& a, const I2& b) {
+  return Wide(a[0] - o[0]) * (b[1] - o[1]) - Wide(a[1] - o[1]) * (b[0] - o[0]);
+}
+
+// The 2-D hull oracle: Andrew's monotone chain on integer points with strict turns, counter-clockwise,
+// starting at the lowest (then leftmost) point.
+inline std::vector<I2> MonotoneChain(std::vector<I2> p) {
+  std::sort(p.begin(), p.end());
+  p.erase(std::unique(p.begin(), p.end()), p.end());
+  if (p.size() < 3) return p;
+  std::vector<I2> h(2 * p.size());
+  std::size_t k = 0;
+  for (std::size_t i = 0; i < p.size(); ++i) {
+    while (k >= 2 && Cross(h[k - 2], h[k - 1], p[i]) <= 0) --k;
+    h[k++] = p[i];
+  }
+  for (std::size_t i = p.size() - 1, t = k + 1; i-- > 0;) {
+    while (k >= t && Cross(h[k - 2], h[k - 1], p[i]) <= 0) --k;
+    h[k++] = p[i];
+  }
+  h.resize(k - 1);
+  const auto low = std::min_element(
+      h.begin(), h.end(), [](const I2& a, const I2& b) { return a[1] != b[1] ? a[1] < b[1] : a[0] < b[0]; });
+  std::rotate(h.begin(), low, h.end());
+  return h;
+}
 
 inline I3 Coords(const tVertexStructure* v) { return {v->x, v->y, v->z}; }
 

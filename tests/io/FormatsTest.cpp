@@ -275,41 +275,33 @@ TEST(MeshFormats, ObjReaderResolvesSlashesAndNegativeIndicesAndSkipsOtherStateme
 }
 
 TEST(MeshFormats, BadCountsIndicesAndValuesNameTheProblem) {
-  const auto message = [](auto parse, const std::string& text) -> std::string {
-    try {
-      parse(std::vector<unsigned char>(text.begin(), text.end()), std::string("f.m"));
-    } catch (const CIoException& e) {
-      return e.what();
-    }
-    return "accepted";
-  };
   const auto ply = [](const auto& b, const std::string& f) { return ParsePly(b, f); };
   const auto obj = [](const auto& b, const std::string& f) { return ParseObj(b, f); };
   const auto stl = [](const auto& b, const std::string& f) { return ParseStl(b, f); };
   const std::string head = "ply\nformat binary_little_endian 1.0\nelement vertex ";
   EXPECT_NE(
-      message(ply, head + "4000000000\nproperty float x\nproperty float y\nproperty float z\nend_header\n")
+      iotest::Message(ply, head + "4000000000\nproperty float x\nproperty float y\nproperty float z\nend_header\n")
           .find("more than this library accepts"),
       std::string::npos);
-  EXPECT_NE(message(ply, head + "1000\nproperty float x\nproperty float y\nproperty float z\nend_header\n")
+  EXPECT_NE(iotest::Message(ply, head + "1000\nproperty float x\nproperty float y\nproperty float z\nend_header\n")
                 .find("truncated"),
             std::string::npos);
-  EXPECT_NE(message(ply,
+  EXPECT_NE(iotest::Message(ply,
                     "ply\nformat ascii 1.0\nelement vertex 3\nproperty float x\nproperty float y\n"
                     "property float z\nelement face 1\nproperty list uchar int vertex_indices\nend_header\n"
                     "0 0 0\n1 0 0\n0 1 0\n3 0 1 3\n")
                 .find("refers to vertex 3 of 3"),
             std::string::npos);
-  EXPECT_NE(message(ply, "ply\nformat binary_middle_endian 1.0\nend_header\n")
+  EXPECT_NE(iotest::Message(ply, "ply\nformat binary_middle_endian 1.0\nend_header\n")
                 .find("'binary_middle_endian' is not known"),
             std::string::npos);
-  EXPECT_EQ(message(obj, "v 0 0 0\nv 1 0 0\nf 1 2 3\n"),
+  EXPECT_EQ(iotest::Message(obj, "v 0 0 0\nv 1 0 0\nf 1 2 3\n"),
             "f.m: line 3: face corner 3 refers to a missing vertex");
-  EXPECT_EQ(message(obj, "v 0 nan 0\n"), "f.m: vertex 0 has a non-finite coordinate");
-  EXPECT_NE(message(stl, "solid cube\nfacet normal 0 0 1\n").find("truncated"), std::string::npos);
+  EXPECT_EQ(iotest::Message(obj, "v 0 nan 0\n"), "f.m: vertex 0 has a non-finite coordinate");
+  EXPECT_NE(iotest::Message(stl, "solid cube\nfacet normal 0 0 1\n").find("truncated"), std::string::npos);
   std::vector<unsigned char> huge(84, 0);
   huge[80] = huge[81] = huge[82] = huge[83] = 0xff;
-  EXPECT_NE(message(stl, std::string(huge.begin(), huge.end())).find("more than this library accepts"),
+  EXPECT_NE(iotest::Message(stl, std::string(huge.begin(), huge.end())).find("more than this library accepts"),
             std::string::npos);
 }
 

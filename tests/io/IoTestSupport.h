@@ -58,6 +58,17 @@ inline void WriteText(const std::string& path, const std::string& text) {
 
 inline std::vector<unsigned char> Bytes(const std::string& s) { return {s.begin(), s.end()}; }
 
+// The message of the CIoException that parse(bytes, "f.m") throws on text, or "accepted".
+template <class Parse>
+inline std::string Message(Parse parse, const std::string& text) {
+  try {
+    parse(Bytes(text), std::string("f.m"));
+  } catch (const CIoException& e) {
+    return e.what();
+  }
+  return "accepted";
+}
+
 // Cuts the file at every length from 0 to size-1 and expects each prefix to fail with a CIoException
 // whose message is one line naming the file.
 template <class Parse>

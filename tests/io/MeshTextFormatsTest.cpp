@@ -15,20 +15,10 @@
 using namespace qssse::io;
 using iotest::Bytes;
 using iotest::ExpectEveryPrefixFails;
+using iotest::Message;
 using Triangles = std::vector<std::array<std::uint32_t, 3>>;
 
 namespace {
-
-// The message of the CIoException the parse throws, or "accepted".
-template <class Parse>
-std::string Message(Parse parse, const std::string& text) {
-  try {
-    parse(Bytes(text), "f.m");
-  } catch (const CIoException& e) {
-    return e.what();
-  }
-  return "accepted";
-}
 
 const auto kOff = [](const std::vector<unsigned char>& b, const std::string& f) { return ParseOff(b, f); };
 const auto kStl = [](const std::vector<unsigned char>& b, const std::string& f) { return ParseStl(b, f); };

@@ -1,23 +1,23 @@
 #include <gtest/gtest.h>
 
 #include "qssse/raster/ImgFromToArray.h"
+#include "RasterTestSupport.h"
 #include "qssse/raster/SSEMatrix.h"
 
 namespace {
 
+using rastertest::Blank;
+
 // A matrix 10 wide and 8 high whose columns from `step` on hold `height` (all rows alike).
 CSSEMatrix Step(int step, float height) {
-  CSSEMatrix m;
-  m.Create(10, 8);
+  CSSEMatrix m = Blank(10, 8);
   for (int y = 0; y < 8; ++y)
     for (int x = step; x < 10; ++x) m.SetPoint(x, y, height);
   return m;
 }
 
 TEST(ImgFromToArray, FlatMatrixKeepsWholeRowSpans) {
-  CSSEMatrix m;
-  m.Create(10, 8);
-  m.Fill(2.0f);
+  CSSEMatrix m = Blank(10, 8, 2.0f);
   CImgFromToArray& a = m.GetFromToArray();
   a.CalcArray(m, 0, 9);
   ASSERT_EQ(a.GetCount(), 2);
@@ -50,8 +50,7 @@ TEST(ImgFromToArray, ChangeMustReachTheTolerance) {
 }
 
 TEST(ImgFromToArray, ColumnsAreClampedAndOnlyOneRowOfAGroupNeedsToChange) {
-  CSSEMatrix m;
-  m.Create(10, 8);
+  CSSEMatrix m = Blank(10, 8);
   m.SetPoint(3, 6, 1.0f);  // group 1, lane 2 only
   CImgFromToArray a;
   a.CalcArray(m, -4, 400);
@@ -75,8 +74,7 @@ TEST(ImgFromToArray, PositionTestUsesRowGroupsAndSkipsTheLastGroup) {
 }
 
 TEST(ImgFromToArray, CoordsUseYAsAGroupForRadiusOneAndEmptyWhenNoGroup) {
-  CSSEMatrix m;
-  m.Create(10, 16);
+  CSSEMatrix m = Blank(10, 16);
   for (int y = 4; y < 8; ++y) m.SetPoint(5, y, 1.0f);
   CImgFromToArray a;
   a.CalcArray(m, 0, 9);
@@ -115,8 +113,7 @@ TEST(ImgFromToArray, DrawInMatrixMarksBothBorders) {
   CSSEMatrix m = Step(5, 1.0f);
   CImgFromToArray a;
   a.CalcArray(m, 0, 9);
-  CSSEMatrix canvas;
-  canvas.Create(10, 8);
+  CSSEMatrix canvas = Blank(10, 8);
   a.DrawInMatrix(canvas);
   EXPECT_EQ(canvas.GetPoint(5, 0), 1.0f);
   EXPECT_EQ(canvas.GetPoint(9, 4), 1.0f);  // 999999 lands on the right border

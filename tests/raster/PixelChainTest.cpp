@@ -4,13 +4,15 @@
 #include <vector>
 
 #include "qssse/raster/PixelChain.h"
+#include "RasterTestSupport.h"
 #include "qssse/raster/SSEMatrix.h"
 
 namespace {
 
+using rastertest::Blank;
+
 CSSEMatrix FromRows(const std::vector<std::vector<int>>& rows) {
-  CSSEMatrix m;
-  m.Create(static_cast<int>(rows[0].size()), static_cast<int>(rows.size()));
+  CSSEMatrix m = Blank(static_cast<int>(rows[0].size()), static_cast<int>(rows.size()));
   for (int y = 0; y < m.GetSizeY(); ++y)
     for (int x = 0; x < m.GetSizeX(); ++x) m.SetPoint(x, y, static_cast<float>(rows[y][x]));
   return m;

@@ -1,6 +1,7 @@
 #pragma once
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <cstring>
 #include <random>
 #include <vector>
@@ -22,6 +23,45 @@ inline ::testing::AssertionResult SameBits(const CSSEMatrix& a, const CSSEMatrix
     }
   }
   return ::testing::AssertionSuccess();
+}
+
+// A sx x sy matrix of zeros, or of v everywhere, padding included.
+inline CSSEMatrix Blank(int sx, int sy) {
+  CSSEMatrix m;
+  m.Create(sx, sy);
+  return m;
+}
+inline CSSEMatrix Blank(int sx, int sy, float v) {
+  CSSEMatrix m = Blank(sx, sy);
+  m.Fill(v);
+  return m;
+}
+
+// Every pixel (x, y) = rowStep * y + x: a value that tells where it came from.
+inline CSSEMatrix Ramp(int sx, int sy, int rowStep = 100) {
+  CSSEMatrix m = Blank(sx, sy);
+  for (int y = 0; y < sy; ++y)
+    for (int x = 0; x < sx; ++x) m.SetPoint(x, y, static_cast<float>(rowStep * y + x));
+  return m;
+}
+
+// sx x sy pixels drawn from values; the padding lanes hold `padding`, so that a kernel touching them shows.
+inline CSSEMatrix RandomFrom(std::mt19937& rng, int sx, int sy, const std::vector<float>& values, float padding = 0.0f) {
+  CSSEMatrix m = Blank(sx, sy);
+  for (int g = 0; g < m.GetSSESizeY(); ++g) {
+    float* f = reinterpret_cast<float*>(m.GetMatrixDataDirectly()[g]);
+    for (int i = 0; i < 4 * sx; ++i) f[i] = padding;
+  }
+  for (int y = 0; y < sy; ++y)
+    for (int x = 0; x < sx; ++x) m.SetPoint(x, y, values[rng() % values.size()]);
+  return m;
+}
+
+// The bits of a float, so that NaN compares equal to itself and -0 differs from +0.
+inline std::uint32_t Bits(float v) {
+  std::uint32_t b;
+  std::memcpy(&b, &v, 4);
+  return b;
 }
 
 // A sx x sy matrix of values `levels` apart ((rng() % levels) * step + offset): few levels give ties.

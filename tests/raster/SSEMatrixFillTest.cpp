@@ -13,10 +13,13 @@
 
 namespace {
 
+using rastertest::Blank;
+
 using rastertest::Rows;
 
 using rastertest::FromRows;
 using rastertest::ToRows;
+using rastertest::RandomFrom;
 
 // The pixels as bits, so that NaN compares equal to itself.
 std::vector<std::uint32_t> Bits(const CSSEMatrix& m) {
@@ -30,14 +33,6 @@ std::vector<std::uint32_t> Bits(const CSSEMatrix& m) {
     }
   }
   return out;
-}
-
-CSSEMatrix RandomRaster(std::mt19937& rng, int sx, int sy, const std::vector<float>& values) {
-  CSSEMatrix m;
-  m.Create(sx, sy);
-  for (int y = 0; y < sy; ++y)
-    for (int x = 0; x < sx; ++x) m.SetPoint(x, y, values[rng() % values.size()]);
-  return m;
 }
 
 // Breadth-first search over the 4-neighbours from the seeds through pixels that `fits`.
@@ -144,7 +139,7 @@ TEST(SSEMatrixFill, FillsEqualTheBreadthFirstSearchOnRandomRasters) {
   const std::vector<float> values = {0, 0, 0, 1, 1, 1.001f, 2, std::nanf("")};
   for (int sy = 1; sy <= 9; ++sy) {
     for (int sx = 1; sx <= 9; ++sx) {
-      const CSSEMatrix input = RandomRaster(rng, sx, sy, values);
+      const CSSEMatrix input = RandomFrom(rng, sx, sy, values);
       const int x = static_cast<int>(rng() % sx), y = static_cast<int>(rng() % sy);
       CSSEMatrix fast(input), plain(input);
       ASSERT_EQ(fast.FillArea(x, y, 5.0f), PlainFillArea(plain, x, y, 5.0f));
@@ -158,8 +153,7 @@ TEST(SSEMatrixFill, FillsEqualTheBreadthFirstSearchOnRandomRasters) {
 
 TEST(SSEMatrixFill, RemoveThinAreasKeepsWhatADiscFitsIn) {
   // A 5x5 block with a one-pixel tail: the 3x3 disc of radius 1.5 fits in the block only.
-  CSSEMatrix m;
-  m.Create(10, 7);
+  CSSEMatrix m = Blank(10, 7);
   for (int y = 1; y <= 5; ++y)
     for (int x = 1; x <= 5; ++x) m.SetPoint(x, y, 2.0f);
   for (int x = 6; x <= 9; ++x) m.SetPoint(x, 3, 2.0f);
@@ -168,8 +162,7 @@ TEST(SSEMatrixFill, RemoveThinAreasKeepsWhatADiscFitsIn) {
   EXPECT_EQ(m.GetPoint(6, 3), 0.0f);
   // Discs may reach past the border: centred on the first row, the 3x3 disc of radius 1.5 fits a
   // band of two rows along it; the disc of radius 2 reaches the third row and fits nowhere.
-  CSSEMatrix band;
-  band.Create(6, 6);
+  CSSEMatrix band = Blank(6, 6);
   for (int x = 0; x < 6; ++x) band.SetPoint(x, 0, 1.0f), band.SetPoint(x, 1, 1.0f);
   EXPECT_EQ(band.RemoveThinAreas(1.5f, 0.5f, 0.0f), 0);
   EXPECT_EQ(band.RemoveThinAreas(0.5f, 0.5f, 0.0f), 0);  // below 1 nothing goes
@@ -181,7 +174,7 @@ TEST(SSEMatrixFill, RemoveThinAreasEqualsThePlainOpeningOnRandomMasks) {
   const std::vector<float> values = {0, 1, 1, 1, 1, 1};
   for (int sy = 1; sy <= 9; ++sy) {
     for (int sx = 1; sx <= 9; ++sx) {
-      const CSSEMatrix input = RandomRaster(rng, sx, sy, values);
+      const CSSEMatrix input = RandomFrom(rng, sx, sy, values);
       for (const float radius : {1.0f, 1.5f, 2.0f, 2.3f}) {
         CSSEMatrix fast(input), plain(input);
         ASSERT_EQ(fast.RemoveThinAreas(radius, 0.5f, -1.0f),

@@ -12,28 +12,23 @@
 #include "qssse/platform/MemFile.h"
 #include "qssse/platform/StreamReadBinaryMemory.h"
 #include "qssse/platform/StreamWriteBinaryMemory.h"
+#include "RasterTestSupport.h"
 #include "qssse/raster/SSEMatrix.h"
 
 namespace {
+
+using rastertest::Blank;
+using rastertest::SameBits;
 
 float* Lanes(CSSEMatrix& m, int x, int g) { return reinterpret_cast<float*>(&m.GetMatrixDataDirectly()[g][x]); }
 
 // Distinct values everywhere, padding pixels included.
 CSSEMatrix Sample(int sx, int sy) {
-  CSSEMatrix m;
-  m.Create(sx, sy);
+  CSSEMatrix m = Blank(sx, sy);
   for (int g = 0; g < m.GetSSESizeY(); ++g)
     for (int x = 0; x < sx; ++x)
       for (int l = 0; l < 4; ++l) Lanes(m, x, g)[l] = static_cast<float>(1000 * x + 4 * g + l) + 0.25f;
   return m;
-}
-
-bool Identical(CSSEMatrix& a, CSSEMatrix& b) {
-  if (a.GetSizeX() != b.GetSizeX() || a.GetSizeY() != b.GetSizeY() || a.GetSSESizeY() != b.GetSSESizeY()) return false;
-  for (int g = 0; g < a.GetSSESizeY(); ++g)
-    for (int x = 0; x < a.GetSSESizeX(); ++x)
-      if (std::memcmp(Lanes(a, x, g), Lanes(b, x, g), 16) != 0) return false;
-  return true;
 }
 
 std::vector<unsigned char> ArchiveBytes(CSSEMatrix& m) {
@@ -72,17 +67,15 @@ TEST(SSEMatrixArchive, WritesSizesThenColumnsOfSimdRowsLittleEndian) {
 TEST(SSEMatrixArchive, RoundTripKeepsPaddingAndEqualSizeKeepsStorage) {
   CSSEMatrix m = Sample(7, 130);
   const std::vector<unsigned char> bytes = ArchiveBytes(m);
-  CSSEMatrix same;
-  same.Create(7, 130);
+  CSSEMatrix same = Blank(7, 130);
   __m128** storage = same.GetMatrixDataDirectly();
   LoadArchive(same, bytes);
   EXPECT_EQ(same.GetMatrixDataDirectly(), storage);
-  EXPECT_TRUE(Identical(m, same));
+  EXPECT_TRUE(SameBits(m, same));
 
-  CSSEMatrix other;
-  other.Create(3, 3);
+  CSSEMatrix other = Blank(3, 3);
   LoadArchive(other, bytes);
-  EXPECT_TRUE(Identical(m, other));
+  EXPECT_TRUE(SameBits(m, other));
 }
 
 TEST(SSEMatrixArchive, ImpossibleHeadersAreRejectedBeforeTheMatrixChanges) {
@@ -102,7 +95,7 @@ TEST(SSEMatrixArchive, ImpossibleHeadersAreRejectedBeforeTheMatrixChanges) {
       EXPECT_EQ(e.m_cause, causes[i]) << i;
     }
     CSSEMatrix untouched = Sample(2, 2);
-    EXPECT_TRUE(Identical(target, untouched)) << i;
+    EXPECT_TRUE(SameBits(target, untouched)) << i;
   }
 }
 
@@ -136,7 +129,7 @@ TEST(SSEMatrixStream, RoundTripWithVersionOne) {
   CbStreamReadBinaryMemory in(StreamBytes(m));
   CSSEMatrix back;
   back.Serialize(in);
-  EXPECT_TRUE(Identical(m, back));
+  EXPECT_TRUE(SameBits(m, back));
   EXPECT_EQ(in.BytesRemaining(), 0u);
 }
 
@@ -186,7 +179,7 @@ TEST(SSEMatrixFile, StoreAndLoadRoundTripAndReportMissingFiles) {
   ASSERT_TRUE(m.Store(CString(path)));
   CSSEMatrix back;
   ASSERT_TRUE(back.Load(CString(path)));
-  EXPECT_TRUE(Identical(m, back));
+  EXPECT_TRUE(SameBits(m, back));
 
   EXPECT_FALSE(back.Load(CString((dir / "missing.qsm").string())));
   EXPECT_FALSE(m.Store(CString((dir / "no" / "such" / "dir.qsm").string())));
@@ -208,7 +201,7 @@ TEST(SSEMatrixArchive, HeaderCountsOnlyTheBytesAfterIt) {
   CSSEMatrix target = Sample(2, 2);
   EXPECT_THROW(LoadArchive(target, bytes), CArchiveException);
   CSSEMatrix untouched = Sample(2, 2);
-  EXPECT_TRUE(Identical(target, untouched));
+  EXPECT_TRUE(SameBits(target, untouched));
 }
 
 }  // namespace

@@ -13,13 +13,10 @@
 
 namespace {
 
-constexpr float kInf = std::numeric_limits<float>::infinity();
+using rastertest::Blank;
+using rastertest::Bits;
 
-std::uint32_t Bits(float v) {
-  std::uint32_t b;
-  std::memcpy(&b, &v, 4);
-  return b;
-}
+constexpr float kInf = std::numeric_limits<float>::infinity();
 
 // The filter as it reads: the extreme of the disc's pixels inside the image, -0 below +0 (above for
 // the maximum), NaN pixels kept and skipped.
@@ -50,33 +47,11 @@ void PlainDiscFilter(CSSEMatrix& m, float radius, bool maximum) {
   }
 }
 
-// Every float of the storage, padding included.
-std::vector<std::uint32_t> Storage(const CSSEMatrix& m) {
-  std::vector<std::uint32_t> out;
-  for (int g = 0; g < m.GetSSESizeY(); ++g) {
-    const float* f = reinterpret_cast<const float*>(m.GetMatrixDataDirectly()[g]);
-    for (int i = 0; i < 4 * m.GetSSESizeX(); ++i) out.push_back(Bits(f[i]));
-  }
-  return out;
-}
-
 // Values from a small set, so that ties, both zeros, infinities and NaN meet in most discs; padding
 // holds a marker the filters must leave alone.
 CSSEMatrix RandomRaster(std::mt19937& rng, int sx, int sy, bool negativeZeros) {
-  const float values[] = {-3.0f, -1.0f, 0.0f, 0.5f, 1.0f, 2.0f, 7.0f, kInf, -kInf, std::nanf("")};
-  CSSEMatrix m;
-  m.Create(sx, sy);
-  for (int g = 0; g < m.GetSSESizeY(); ++g) {
-    float* f = reinterpret_cast<float*>(m.GetMatrixDataDirectly()[g]);
-    for (int i = 0; i < 4 * sx; ++i) f[i] = 42.0f;
-  }
-  for (int y = 0; y < sy; ++y) {
-    for (int x = 0; x < sx; ++x) {
-      const unsigned k = rng() % 12;
-      m.SetPoint(x, y, k < 10 ? values[k] : (negativeZeros ? -0.0f : 0.0f));
-    }
-  }
-  return m;
+  const float zero = negativeZeros ? -0.0f : 0.0f;
+  return rastertest::RandomFrom(rng, sx, sy, {-3.0f, -1.0f, 0.0f, 0.5f, 1.0f, 2.0f, 7.0f, kInf, -kInf, std::nanf(""), zero, zero}, 42.0f);
 }
 
 void ExpectSameAsPlain(const CSSEMatrix& input, float radius) {
@@ -84,7 +59,7 @@ void ExpectSameAsPlain(const CSSEMatrix& input, float radius) {
     CSSEMatrix fast(input), plain(input);
     maximum ? fast.MaximumFilterDisc(radius) : fast.MinimumFilterDisc(radius);
     PlainDiscFilter(plain, radius, maximum);
-    ASSERT_EQ(Storage(fast), Storage(plain)) << input.GetSizeX() << " x " << input.GetSizeY() << ", radius "
+    ASSERT_TRUE(rastertest::SameBits(fast, plain)) << input.GetSizeX() << " x " << input.GetSizeY() << ", radius "
                                              << radius << (maximum ? ", maximum" : ", minimum");
   }
 }
@@ -152,7 +127,7 @@ TEST(SSEMatrixMinMaxFilter, RadiusBelowOneOrNanLeavesTheMatrixUnchanged) {
     CSSEMatrix m(input);
     m.MinimumFilterDisc(radius);
     m.MaximumFilterDisc(radius);
-    EXPECT_EQ(Storage(m), Storage(input)) << radius;
+    EXPECT_TRUE(rastertest::SameBits(m, input)) << radius;
   }
   CSSEMatrix empty;
   empty.MinimumFilterDisc(3.0f);  // no storage: nothing to do

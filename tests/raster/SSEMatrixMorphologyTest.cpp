@@ -11,6 +11,8 @@
 
 namespace {
 
+using rastertest::Blank;
+
 // ---- plain oracles: the operations written as directly as they read --------------------------------
 
 void PlainReplace(CSSEMatrix& m, float oldValue, float newValue) {
@@ -122,8 +124,7 @@ using rastertest::SameBits;
 
 // A random 0/1 mask (ones with probability 1/density), padding included; `extras` adds preset values.
 CSSEMatrix RandomMask(std::mt19937& rng, int sx, int sy, int density, bool extras = false) {
-  CSSEMatrix m;
-  m.Create(sx, sy);
+  CSSEMatrix m = Blank(sx, sy);
   for (int g = 0; g < m.GetSSESizeY(); ++g) {
     float* f = reinterpret_cast<float*>(m.GetMatrixDataDirectly()[g]);
     for (int i = 0; i < 4 * sx; ++i) {
@@ -134,6 +135,29 @@ CSSEMatrix RandomMask(std::mt19937& rng, int sx, int sy, int density, bool extra
     }
   }
   return m;
+}
+
+// Each operation on a copy of input, against its plain oracle on another copy.
+::testing::AssertionResult ChamferAsPlain(const CSSEMatrix& input) {
+  CSSEMatrix fast(input), plain(input);
+  fast.Chamfer();
+  PlainChamfer(plain);
+  return SameBits(fast, plain);
+}
+
+::testing::AssertionResult ErrodeAsPlain(const CSSEMatrix& input, float radius, float bg, float fg, int x0, int x1,
+                                         int y0, int y1) {
+  CSSEMatrix fast(input), plain(input);
+  fast.Errode(radius, bg, fg, x0, x1, y0, y1);
+  PlainErrode(plain, std::min(radius, 1000.0f), bg, fg, x0, x1, y0, y1);  // its int r * r holds no more
+  return SameBits(fast, plain);
+}
+
+::testing::AssertionResult ZhangSuenAsPlain(const CSSEMatrix& input, float threshold) {
+  CSSEMatrix fast(input), plain(input);
+  fast.ZhangSuen(threshold);
+  PlainZhangSuen(plain, threshold);
+  return SameBits(fast, plain);
 }
 
 constexpr float kFar = 99999.8984375f;
@@ -190,8 +214,7 @@ TEST(SSEMatrixMorphology, RemoveFrameArtefactsWithZeroWidthStillResetsTheLastCol
 // ---- Chamfer --------------------------------------------------------------------------------------
 
 TEST(SSEMatrixMorphology, ChamferMarksAxialNeighboursWithThreeAndDiagonalsWithFour) {
-  CSSEMatrix m;
-  m.Create(16, 16);
+  CSSEMatrix m = Blank(16, 16);
   m.SetPoint(8, 8, 1.0f);
   m.Chamfer();
   EXPECT_EQ(m.GetPoint(8, 8), 0.0f);
@@ -210,8 +233,7 @@ TEST(SSEMatrixMorphology, ChamferMarksAxialNeighboursWithThreeAndDiagonalsWithFo
 TEST(SSEMatrixMorphology, ChamferDoesNotChainAlongTheAntiDiagonal) {
   // The masks run along x: the forward pass reads the lower-left neighbour before the pass reached it,
   // so steps towards the upper right are never chained. Two such steps cost 10, not the textbook 8.
-  CSSEMatrix m;
-  m.Create(16, 16);
+  CSSEMatrix m = Blank(16, 16);
   m.SetPoint(5, 9, 1.0f);
   m.Chamfer();
   EXPECT_EQ(m.GetPoint(6, 8), 4.0f);
@@ -220,8 +242,7 @@ TEST(SSEMatrixMorphology, ChamferDoesNotChainAlongTheAntiDiagonal) {
 }
 
 TEST(SSEMatrixMorphology, ChamferOfAMaskWithoutObjectKeepsTheFarValueInside) {
-  CSSEMatrix m;
-  m.Create(16, 16);
+  CSSEMatrix m = Blank(16, 16);
   m.Chamfer();
   EXPECT_EQ(m.GetPoint(4, 4), kFar);
   EXPECT_EQ(m.GetPoint(10, 11), kFar);
@@ -234,10 +255,7 @@ TEST(SSEMatrixMorphology, ChamferEqualsThePlainPassesOnRandomMasksOfEverySmallSi
   for (int sy = 1; sy <= 13; ++sy) {
     for (int sx = 1; sx <= 9; ++sx) {
       for (int density : {2, 9}) {
-        CSSEMatrix fast = RandomMask(rng, sx, sy, density, true), plain(fast);
-        fast.Chamfer();
-        PlainChamfer(plain);
-        ASSERT_TRUE(SameBits(fast, plain)) << sx << " x " << sy;
+        ASSERT_TRUE(ChamferAsPlain(RandomMask(rng, sx, sy, density, true))) << sx << " x " << sy;
       }
     }
   }
@@ -245,17 +263,11 @@ TEST(SSEMatrixMorphology, ChamferEqualsThePlainPassesOnRandomMasksOfEverySmallSi
   // 14..45) on matrices narrower than the skew (widths 3..6) and wider ones.
   for (int sy = 14; sy <= 45; ++sy) {
     for (int sx : {3, 4, 5, 6, 11}) {
-      CSSEMatrix fast = RandomMask(rng, sx, sy, 6, sy % 3 == 0), plain(fast);
-      fast.Chamfer();
-      PlainChamfer(plain);
-      ASSERT_TRUE(SameBits(fast, plain)) << sx << " x " << sy;
+      ASSERT_TRUE(ChamferAsPlain(RandomMask(rng, sx, sy, 6, sy % 3 == 0))) << sx << " x " << sy;
     }
   }
   for (int k = 0; k < 6; ++k) {
-    CSSEMatrix fast = RandomMask(rng, 20 + k * 7, 130 + k * 3, 40, k % 2 == 1), plain(fast);
-    fast.Chamfer();
-    PlainChamfer(plain);
-    ASSERT_TRUE(SameBits(fast, plain)) << k;
+    ASSERT_TRUE(ChamferAsPlain(RandomMask(rng, 20 + k * 7, 130 + k * 3, 40, k % 2 == 1))) << k;
   }
 }
 
@@ -311,20 +323,14 @@ TEST(SSEMatrixMorphology, ErrodeEqualsThePlainSearchOnRandomMasksRadiiAndRectang
   for (int sy = 1; sy <= 9; ++sy) {
     for (int sx = 1; sx <= 9; ++sx) {
       for (float radius : radii) {
-        CSSEMatrix fast = RandomMask(rng, sx, sy, 3), plain(fast);
+        const CSSEMatrix mask = RandomMask(rng, sx, sy, 3);
         const int x0 = static_cast<int>(rng() % 12) - 3, x1 = static_cast<int>(rng() % 12) - 1;
         const int y0 = static_cast<int>(rng() % 12) - 3, y1 = static_cast<int>(rng() % 12) - 1;
-        const float plainRadius = radius > 100.0f ? 100.0f : radius;  // the plain loops need no more
-        fast.Errode(radius, 1.0f, 0.0f, x0, x1, y0, y1);
-        PlainErrode(plain, plainRadius, 1.0f, 0.0f, x0, x1, y0, y1);
-        ASSERT_TRUE(SameBits(fast, plain)) << sx << " x " << sy << " r " << radius;
+        ASSERT_TRUE(ErrodeAsPlain(mask, radius, 1.0f, 0.0f, x0, x1, y0, y1)) << sx << " x " << sy << " r " << radius;
       }
     }
   }
-  CSSEMatrix fast = RandomMask(rng, 61, 67, 25), plain(fast);
-  fast.Errode(3.0f, 1.0f, 0.0f, 2, 58, 1, 66);
-  PlainErrode(plain, 3.0f, 1.0f, 0.0f, 2, 58, 1, 66);
-  EXPECT_TRUE(SameBits(fast, plain));
+  EXPECT_TRUE(ErrodeAsPlain(RandomMask(rng, 61, 67, 25), 3.0f, 1.0f, 0.0f, 2, 58, 1, 66));
 }
 
 TEST(SSEMatrixMorphology, ErrodeEqualsThePlainSearchAcrossStripsOfBands) {
@@ -334,10 +340,8 @@ TEST(SSEMatrixMorphology, ErrodeEqualsThePlainSearchAcrossStripsOfBands) {
   for (int y0 : {0, 1, 2, 3, 5}) {
     for (int y1 : {199, 198, 197, 196, 130}) {
       for (float radius : {1.5f, 3.0f, 6.5f, 9.0f, 17.0f}) {
-        CSSEMatrix fast = RandomMask(rng, 11, 200, 12), plain(fast);
-        fast.Errode(radius, 1.0f, 0.0f, 1, 9, y0, y1);
-        PlainErrode(plain, radius, 1.0f, 0.0f, 1, 9, y0, y1);
-        ASSERT_TRUE(SameBits(fast, plain)) << y0 << ".." << y1 << " r " << radius;
+        ASSERT_TRUE(ErrodeAsPlain(RandomMask(rng, 11, 200, 12), radius, 1.0f, 0.0f, 1, 9, y0, y1))
+            << y0 << ".." << y1 << " r " << radius;
       }
     }
   }
@@ -347,9 +351,7 @@ TEST(SSEMatrixMorphology, ErrodeReachesFarBothBelowAndAboveTheByteDistanceLimit)
   // Vertical distances are bytes while every reach is below 255 and 16-bit words from there on.
   std::mt19937 rng(42);
   for (float radius : {254.0f, 255.5f, 290.0f}) {
-    CSSEMatrix m;
-    m.Create(3, 300);
-    m.Fill(5.0f);
+    CSSEMatrix m = Blank(3, 300, 5.0f);
     m.SetPoint(1, 0, 0.0f);
     CSSEMatrix plain(m);
     m.Errode(radius, 0.0f, 1.0f, 0, 2, 0, 299);
@@ -360,27 +362,20 @@ TEST(SSEMatrixMorphology, ErrodeReachesFarBothBelowAndAboveTheByteDistanceLimit)
     EXPECT_EQ(m.GetPoint(1, lastCentre + 1), 1.0f) << radius;
   }
   EXPECT_EQ(ToRows([] {
-              CSSEMatrix m;
-              m.Create(3, 300);
-              m.Fill(5.0f);
+              CSSEMatrix m = Blank(3, 300, 5.0f);
               m.SetPoint(1, 0, 0.0f);
               m.Errode(254.0f, 0.0f, 1.0f, 0, 2, 0, 299);
               return m;
             }())[254],
             (std::vector<float>{1, 0, 1}));  // 1 + 254^2 > 254^2: the side columns stop one row earlier
   for (float radius : {100.0f, 254.9f, 256.0f, 400.0f}) {
-    CSSEMatrix fast = RandomMask(rng, 7, 301, 400), plain(fast);
-    fast.Errode(radius, 1.0f, 0.0f, 0, 6, 2, 299);
-    PlainErrode(plain, radius, 1.0f, 0.0f, 0, 6, 2, 299);
-    ASSERT_TRUE(SameBits(fast, plain)) << radius;
+    ASSERT_TRUE(ErrodeAsPlain(RandomMask(rng, 7, 301, 400), radius, 1.0f, 0.0f, 0, 6, 2, 299)) << radius;
   }
 }
 
 TEST(SSEMatrixMorphology, ErrodeKeepsTheStoredZeroOfABackgroundOfZero) {
   // -0 equals a background of 0 and is left as it is, also where whole bands are rebuilt.
-  CSSEMatrix m;
-  m.Create(8, 12);
-  m.Fill(3.0f);
+  CSSEMatrix m = Blank(8, 12, 3.0f);
   m.SetPoint(2, 5, -0.0f);
   m.SetPoint(6, 9, 0.0f);
   CSSEMatrix plain(m);
@@ -398,15 +393,13 @@ TEST(SSEMatrixMorphology, ErrodeKeepsTheStoredZeroOfABackgroundOfZero) {
 // ---- ZhangSuen ------------------------------------------------------------------------------------
 
 TEST(SSEMatrixMorphology, ZhangSuenDeletesAnIsolatedTwoByTwoBlockAndKeepsALonePixel) {
-  CSSEMatrix block;
-  block.Create(6, 6);
+  CSSEMatrix block = Blank(6, 6);
   for (int y = 2; y <= 3; ++y)
     for (int x = 2; x <= 3; ++x) block.SetPoint(x, y, 5.0f);
   block.ZhangSuen(0.5f);
   EXPECT_EQ(block.NumValuesAbove(0.0f), 0);
 
-  CSSEMatrix lone;
-  lone.Create(5, 5);
+  CSSEMatrix lone = Blank(5, 5);
   lone.SetPoint(2, 2, 5.0f);
   lone.SetPoint(0, 0, 5.0f);  // border pixels always end 0
   lone.ZhangSuen(0.5f);
@@ -439,17 +432,13 @@ TEST(SSEMatrixMorphology, ZhangSuenEqualsThePlainScanOnRandomImages) {
   for (int sy = 1; sy <= 9; ++sy) {
     for (int sx = 1; sx <= 9; ++sx) {
       for (int density : {2, 3}) {
-        CSSEMatrix fast = RandomMask(rng, sx, sy, density, true), plain(fast);
-        fast.ZhangSuen(0.5f);
-        PlainZhangSuen(plain, 0.5f);
-        ASSERT_TRUE(SameBits(fast, plain)) << sx << " x " << sy;
+        ASSERT_TRUE(ZhangSuenAsPlain(RandomMask(rng, sx, sy, density, true), 0.5f)) << sx << " x " << sy;
       }
     }
   }
   // Blobs: discs of random centres and radii, thick enough for many iterations.
   for (int k = 0; k < 4; ++k) {
-    CSSEMatrix fast;
-    fast.Create(70, 60);
+    CSSEMatrix fast = Blank(70, 60);
     for (int d = 0; d < 5; ++d) {
       const int cx = static_cast<int>(rng() % 70), cy = static_cast<int>(rng() % 60),
                 r = 3 + static_cast<int>(rng() % 15);
@@ -457,10 +446,7 @@ TEST(SSEMatrixMorphology, ZhangSuenEqualsThePlainScanOnRandomImages) {
         for (int x = 0; x < 70; ++x)
           if ((x - cx) * (x - cx) + (y - cy) * (y - cy) <= r * r) fast.SetPoint(x, y, 2.0f);
     }
-    CSSEMatrix plain(fast);
-    fast.ZhangSuen(1.0f);
-    PlainZhangSuen(plain, 1.0f);
-    ASSERT_TRUE(SameBits(fast, plain)) << k;
+    ASSERT_TRUE(ZhangSuenAsPlain(fast, 1.0f)) << k;
   }
 }
 

@@ -3,16 +3,17 @@
 #include <cfloat>
 #include <cmath>
 
+#include "RasterTestSupport.h"
 #include "qssse/raster/SSEMatrix.h"
 #include "qssse/raster/SSEcharMatrix.h"
 
 namespace {
 
+using rastertest::Blank;
+
 // 3 x 5 with a NaN and padding rows 5..7 filled with 100 (queries must not see them).
 CSSEMatrix Sample() {
-  CSSEMatrix m;
-  m.Create(3, 5);
-  m.Fill(100.0f);
+  CSSEMatrix m = Blank(3, 5, 100.0f);
   const float v[5][3] = {{0, 2, -1}, {4, 0, 3}, {NAN, 5, 0}, {-2, 1, 0}, {0, 7, 6}};
   for (int y = 0; y < 5; ++y)
     for (int x = 0; x < 3; ++x) m.SetPoint(x, y, v[y][x]);
@@ -32,8 +33,7 @@ TEST(SSEMatrixQueries, ExtremesSkipNaNPaddingAndOptionallyZero) {
 }
 
 TEST(SSEMatrixQueries, EmptyInputGivesTheNeutralValues) {
-  CSSEMatrix zeros;
-  zeros.Create(4, 4);
+  CSSEMatrix zeros = Blank(4, 4);
   float mx = 0, mn = 0;
   zeros.CalcMinMaxValuesExcludeZero(&mx, &mn);
   EXPECT_EQ(mx, FLT_MAX);
@@ -51,8 +51,7 @@ TEST(SSEMatrixQueries, CountsAreStrictOverRealPixelsOnly) {
   EXPECT_EQ(m.NumValuesAbove(0.0f), 7);
   EXPECT_EQ(m.NumValuesBelow(0.0f), 2);
   EXPECT_EQ(m.NumValuesAbove(99.0f), 0);  // the padding holds 100
-  CSSEMatrix ref;
-  ref.Create(1, 1);
+  CSSEMatrix ref = Blank(1, 1);
   ref.SetPoint(0, 0, 3.0f);  // read clamped: 3 everywhere
   EXPECT_EQ(m.NumValuesAbove(ref), 4);
   EXPECT_EQ(m.NumValuesBelow(ref), 9);  // 3 itself is neither
@@ -60,9 +59,7 @@ TEST(SSEMatrixQueries, CountsAreStrictOverRealPixelsOnly) {
 
 TEST(SSEMatrixQueries, IntegralSumsRealPixelsInDouble) {
   EXPECT_EQ(Sample().IntegrateMatrix(), 25.0);
-  CSSEMatrix big;
-  big.Create(1000, 1000);
-  big.Fill(0.1f);
+  CSSEMatrix big = Blank(1000, 1000, 0.1f);
   EXPECT_NEAR(big.IntegrateMatrix(), 1e6 * 0.1f, 1e-6);
 }
 
@@ -85,9 +82,7 @@ TEST(SSEMatrixQueries, FillWithProcessedRowExtrudesTheClampedRow) {
 }
 
 TEST(SSEMatrixQueries, StencilKeepsMaskedPixelsAndClearsTheRest) {
-  CSSEMatrix m;
-  m.Create(3, 20);
-  m.Fill(5.0f);
+  CSSEMatrix m = Blank(3, 20, 5.0f);
   CSSEcharMatrix mask(2, 18);
   mask.Clear(1);  // padding bytes too: rows 18, 19 must still count as unset
   mask.SetPoint(0, 3, 0);

@@ -1,20 +1,21 @@
 #include <gtest/gtest.h>
 
+#include <array>
+#include <cmath>
 #include <random>
 
 #include "RasterTestSupport.h"
 
 namespace {
 
+using rastertest::Blank;
+
 using rastertest::SameBits;
 
 CSSEMatrix Random(std::mt19937& rng, int sx, int sy) { return rastertest::RandomMatrix(rng, sx, sy, 1000, 0.37f, -50.0f); }
 
 TEST(SSEMatrixScale, UpscalingIsCornerAlignedAndRepeatsTheBorder) {
-  CSSEMatrix m;
-  m.Create(4, 4);
-  for (int y = 0; y < 4; ++y)
-    for (int x = 0; x < 4; ++x) m.SetPoint(x, y, static_cast<float>(10 * y + x));
+  CSSEMatrix m = rastertest::Ramp(4, 4, 10);
   m.ScaleMatrix(8, 8);
   ASSERT_EQ(m.GetSizeX(), 8);
   EXPECT_EQ(m.GetPoint(0, 0), 0.0f);
@@ -25,10 +26,7 @@ TEST(SSEMatrixScale, UpscalingIsCornerAlignedAndRepeatsTheBorder) {
 }
 
 TEST(SSEMatrixScale, DownscalingPicksPixelsWithoutAveraging) {
-  CSSEMatrix m;
-  m.Create(8, 8);
-  for (int y = 0; y < 8; ++y)
-    for (int x = 0; x < 8; ++x) m.SetPoint(x, y, static_cast<float>(10 * y + x));
+  CSSEMatrix m = rastertest::Ramp(8, 8, 10);
   m.ScaleMatrix_SSE(4, 4);
   for (int y = 0; y < 4; ++y)
     for (int x = 0; x < 4; ++x) EXPECT_EQ(m.GetPoint(x, y), static_cast<float>(20 * y + 2 * x));
@@ -63,9 +61,16 @@ TEST(SSEMatrixScale, SimdFormEqualsThePlainLoopOnEveryPixel) {
       }
     }
   }
-  // Larger results are written with streaming stores.
-  for (auto [nx, ny] : {std::pair{1024, 701}, {1030, 1031}}) {
-    CSSEMatrix plain = Random(rng, 333, 517), fast(plain);
+  // Downscales read the source directly where a band's lanes allow; larger results are written with
+  // streaming stores.
+  for (auto [sx, sy, nx, ny] : {std::array{333, 517, 1024, 701}, {333, 517, 1030, 1031}, {517, 333, 101, 97},
+                                {1000, 998, 500, 499}, {403, 777, 400, 201}, {1100, 1200, 1030, 1031}}) {
+    CSSEMatrix plain = Random(rng, sx, sy);
+    for (int k = 0; k < 64; ++k) {  // weights of 0 still carry NaN, infinities and the sign of zero
+      const float special[] = {std::nanf(""), INFINITY, -INFINITY, -0.0f};
+      plain.SetPoint(static_cast<int>(rng() % sx), static_cast<int>(rng() % sy), special[k % 4]);
+    }
+    CSSEMatrix fast(plain);
     plain.ScaleMatrix(nx, ny);
     fast.ScaleMatrix_SSE(nx, ny);
     EXPECT_TRUE(SameBits(plain, fast)) << nx << " x " << ny;

@@ -9,9 +9,12 @@
 #include <string>
 #include <vector>
 
+#include "RasterTestSupport.h"
 #include "qssse/raster/SSEMatrix.h"
 
 namespace {
+
+using rastertest::Blank;
 
 const float kNaN = std::numeric_limits<float>::quiet_NaN();
 
@@ -82,8 +85,7 @@ TEST(SSEMatrixStamp, EveryMemberMatchesItsTableOnRandomStampsAndSizes) {
   for (const Stamp& s : Family()) {
     for (int sx = 1; sx <= 14; sx += 1 + (sx > 4)) {
       for (int sy = 1; sy <= 14; sy += 1 + (sy > 4)) {
-        CSSEMatrix m;
-        m.Create(sx, sy);
+        CSSEMatrix m = Blank(sx, sy);
         Plain p{sx, sy, std::vector<float>(static_cast<std::size_t>(sx * sy), 0.0f)};
         for (int k = 0; k < 60; ++k) {
           const int x = static_cast<int>(rng() % 24) - 5, y = static_cast<int>(rng() % 24) - 5;
@@ -104,16 +106,14 @@ TEST(SSEMatrixStamp, EveryMemberMatchesItsTableOnRandomStampsAndSizes) {
 }
 
 TEST(SSEMatrixStamp, BoxAtTheCornerShiftsInwardAsAWhole) {
-  CSSEMatrix m;
-  m.Create(10, 8);
+  CSSEMatrix m = Blank(10, 8);
   m.Set3x3BoxPoint(0, 0, 1.0f);
   for (int y = 0; y < 8; ++y)
     for (int x = 0; x < 10; ++x) EXPECT_EQ(m.GetPoint(x, y), (x <= 2 && y <= 2) ? 1.0f : 0.0f) << x << "," << y;
 }
 
 TEST(SSEMatrixStamp, ElevenBoxIsCentredWhereItFitsAndClampedWhereNot) {
-  CSSEMatrix m;
-  m.Create(20, 20);
+  CSSEMatrix m = Blank(20, 20);
   m.Set11x11BoxPointMax(9, 7, 1.0f);
   EXPECT_EQ(m.GetPoint(4, 2), 1.0f);
   EXPECT_EQ(m.GetPoint(14, 12), 1.0f);
@@ -127,8 +127,7 @@ TEST(SSEMatrixStamp, ElevenBoxIsCentredWhereItFitsAndClampedWhereNot) {
 }
 
 TEST(SSEMatrixStamp, PairsAtTheEdgeStayInside) {
-  CSSEMatrix m;
-  m.Create(6, 3);
+  CSSEMatrix m = Blank(6, 3);
   m.SetPointAndLeftOfPoint(0, 1, 1.0f);
   EXPECT_EQ(m.GetPoint(0, 1), 1.0f);
   EXPECT_EQ(m.GetPoint(1, 1), 1.0f);
@@ -138,8 +137,7 @@ TEST(SSEMatrixStamp, PairsAtTheEdgeStayInside) {
 }
 
 TEST(SSEMatrixStamp, MinimumKeepsSmallerAndNaNOnEitherSideStoresTheStamp) {
-  CSSEMatrix m;
-  m.Create(3, 3);
+  CSSEMatrix m = Blank(3, 3);
   m.SetPoint(1, 1, 3.0f);
   m.SetPointMin(1, 1, 5.0f);
   EXPECT_EQ(m.GetPoint(1, 1), 3.0f);
@@ -153,8 +151,7 @@ TEST(SSEMatrixStamp, MinimumKeepsSmallerAndNaNOnEitherSideStoresTheStamp) {
 }
 
 TEST(SSEMatrixStamp, CrossMaximumIgnoresTheDiagonals) {
-  CSSEMatrix m;
-  m.Create(5, 5);
+  CSSEMatrix m = Blank(5, 5);
   m.SetPoint(1, 1, 9.0f);  // diagonal of (2, 2)
   m.SetPoint(3, 3, 8.0f);  // diagonal
   m.SetPoint(2, 3, 4.0f);  // lower

@@ -9,10 +9,13 @@
 #include "qssse/platform/ArchiveException.h"
 #include "qssse/platform/InvalidArgumentException.h"
 #include "qssse/platform/MemFile.h"
+#include "RasterTestSupport.h"
 #include "qssse/raster/SSEMatrix.h"
 #include "qssse/raster/SSEcharMatrix.h"
 
 namespace {
+
+using rastertest::Blank;
 
 char Byte(const CSSEcharMatrix& m, int x, int g, int l) {
   return reinterpret_cast<const char*>(&m.GetMatrixDataDirectly()[g][x])[l];
@@ -83,8 +86,7 @@ TEST(SSEcharMatrix, CopiesAreDeepAndLimitedCopiesClampTheColumns) {
 }
 
 TEST(SSEcharMatrix, ThresholdsAreStrictSkipNaNAndLeavePaddingZero) {
-  CSSEMatrix f;
-  f.Create(2, 5);
+  CSSEMatrix f = Blank(2, 5);
   f.Fill(2.0f);  // padding rows 5..7 too
   f.SetPoint(0, 1, 1.0f);
   f.SetPoint(1, 3, std::nanf(""));
@@ -103,8 +105,7 @@ TEST(SSEcharMatrix, ThresholdEqualsThePixelLoopOnEverySmallSize) {
   std::mt19937 rng(42);
   for (int sy = 0; sy <= 40; ++sy) {
     for (int sx = 0; sx <= 5; ++sx) {
-      CSSEMatrix f;
-      f.Create(sx, sy);
+      CSSEMatrix f = Blank(sx, sy);
       for (int g = 0; g < f.GetSSESizeY(); ++g)
         for (int i = 0; i < 4 * sx; ++i)
           reinterpret_cast<float*>(f.GetMatrixDataDirectly()[g])[i] = static_cast<float>(rng() % 5);

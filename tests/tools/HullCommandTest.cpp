@@ -24,7 +24,7 @@ OutlinePoints Ring(int n, float r, float z) {
 
 }  // namespace
 
-TEST(HullCommand, CubeCornersAndInnerPointsGiveTheTwelveTrianglesOfTheCube) {
+TEST(HullCommand, CubeCornersAndInnerPointsGiveTheTwelveTrianglesOfTheCubeFromTextOrPointCloud) {
   tooltest::TempDir dir;
   OutlinePoints pts;
   for (int k = 0; k < 8; ++k) pts.push_back({(k & 1) ? 2.5f : 0.0f, (k & 2) ? 2.5f : 0.0f, (k & 4) ? 2.5f : 0.0f});
@@ -38,6 +38,15 @@ TEST(HullCommand, CubeCornersAndInnerPointsGiveTheTwelveTrianglesOfTheCube) {
   EXPECT_EQ(m.triangles.size(), 12u);
   EXPECT_EQ(m.vertices.size(), 8u);
   EXPECT_NE(tooltest::ReadText(dir / "h.svg").find("<svg"), std::string::npos);
+
+  // The same points as a PLY point cloud (vertices, no faces) under a name that says nothing.
+  std::string ply = "ply\nformat ascii 1.0\nelement vertex 10\nproperty float x\nproperty float y\n"
+                    "property float z\nend_header\n";
+  for (const Vertex& v : pts) ply += std::to_string(v.x) + " " + std::to_string(v.y) + " " + std::to_string(v.z) + "\n";
+  WriteFileBytes(dir / "cloud.dat", ply);
+  const auto fromCloud = RunTool(dir, {"hull", dir / "cloud.dat", dir / "c.stl"});
+  ASSERT_EQ(fromCloud.status, 0) << fromCloud.err;
+  EXPECT_NE(fromCloud.out.find("12 faces, 18 edges, 8 vertices"), std::string::npos) << fromCloud.out;
 }
 
 TEST(HullCommand, FlatInputIsReportedInOneLine) {

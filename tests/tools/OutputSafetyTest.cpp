@@ -2,6 +2,7 @@
 // before any conversion could go wrong (the sanitizer build runs these too).
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <filesystem>
 #include <string>
 
@@ -41,12 +42,16 @@ TEST(OutputSafety, TooSmallResolutionIsRefusedInOneLine) {
 // write reports the error) leaves the previous output as it was and no partial file behind.
 TEST(OutputSafety, FailedWriteLeavesTheOldOutputIntact) {
   tooltest::TempDir dir;
-  WriteCube(dir);
+  OutlinePoints pts;  // 64 points on a twisted ring: a binary STL of their hull is several kilobytes
+  for (int k = 0; k < 64; ++k) {
+    const double a = 0.7 * k, z = (k % 8) - 3.5;
+    pts.push_back({static_cast<float>(10 * std::cos(a)), static_cast<float>(10 * std::sin(a)), static_cast<float>(z)});
+  }
+  WriteFileBytes(dir / "p.txt", EncodeOutlineText(pts));
   tooltest::WriteText(dir / "hull.stl", "the previous output\n");
   const auto r = tooltest::RunShell(dir, "trap '' XFSZ; ulimit -f 1; exec '" QSSSE_TOOL_PATH "' hull '" +
-                                             std::string(dir / "p.txt") + "' '" + std::string(dir / "hull.obj") +
-                                             "' --svg '" + std::string(dir / "hull.stl") + "'");
-  // The mesh (small) is written; the picture does not fit in 512 bytes and must fail cleanly.
+                                             std::string(dir / "p.txt") + "' '" + std::string(dir / "hull.stl") +
+                                             "'");
   EXPECT_EQ(r.status, 1) << r.err;
   EXPECT_NE(r.err.find("hull.stl"), std::string::npos) << r.err;
   EXPECT_EQ(tooltest::ReadText(dir / "hull.stl"), "the previous output\n");

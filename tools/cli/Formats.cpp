@@ -6,8 +6,7 @@
 
 namespace qssse::tool {
 
-HeightField ReadRasterInput(const std::string& path, const RasterInputOptions& r, float noValue,
-                            const char* becomes) {
+HeightFieldReadOptions ToReadOptions(const RasterInputOptions& r, float noValue) {
   HeightFieldReadOptions o;
   o.png.haveScale = r.haveHeightScale;
   o.png.scale = r.heightScale;
@@ -16,7 +15,12 @@ HeightField ReadRasterInput(const std::string& path, const RasterInputOptions& r
   o.haveNoData = r.haveNoData;
   o.noData = r.noData;
   o.noValue = noValue;
-  HeightField h = ReadHeightField(path, o);
+  return o;
+}
+
+HeightField ReadRasterInput(const std::string& path, const RasterInputOptions& r, float noValue,
+                            const char* becomes) {
+  HeightField h = ReadHeightField(path, ToReadOptions(r, noValue));
   if (h.noDataPixels > 0) {
     std::printf("%s: %zu of %zu pixels carry no height (NaN%s), %s\n", path.c_str(), h.noDataPixels,
                 h.values.size(), r.haveNoData ? ", transparent or the --nodata value" : " or transparent",

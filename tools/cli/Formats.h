@@ -10,6 +10,9 @@
 namespace qssse::tool {
 using namespace qssse::io;
 
+// The reader's options for the command's raster options; noValue replaces pixels without a height.
+HeightFieldReadOptions ToReadOptions(const RasterInputOptions& r, float noValue);
+
 // Reads a height field with the command line's PNG scale and no-data value; pixels without a height
 // (NaN, the no-data value, transparent) become `noValue`. When there are any, a line on stdout says how
 // many and what became of them (`becomes`, e.g. "read as 0").

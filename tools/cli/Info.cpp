@@ -17,15 +17,9 @@ void DescribeRaster(const std::string& path, FileKind kind, const std::vector<un
     std::printf("%s: %s\n", path.c_str(), DescribePng(bytes, path).c_str());
     if (!IsGreyPng(bytes, path)) return;  // colour images are pictures, not height fields
   }
-  HeightFieldReadOptions o;
-  o.png.haveScale = r.haveHeightScale;
-  o.png.scale = r.heightScale;
-  o.png.haveOffset = r.haveHeightOffset;
-  o.png.offset = r.heightOffset;
-  o.haveNoData = r.haveNoData;
-  o.noData = r.noData;
-  o.noValue = std::numeric_limits<float>::quiet_NaN();  // left out of the statistics
-  const HeightField h = ParseHeightField(bytes, kind, path, o);
+  // NaN keeps pixels without a height out of the statistics.
+  const HeightField h =
+      ParseHeightField(bytes, kind, path, ToReadOptions(r, std::numeric_limits<float>::quiet_NaN()));
   double sum = 0.0;
   float lo = std::numeric_limits<float>::max(), hi = std::numeric_limits<float>::lowest();
   std::size_t zeros = 0, valid = 0;

@@ -1,14 +1,19 @@
 #include "cli/PointCloud.h"
 
-#include <algorithm>
-#include <cctype>
+#include "qssse/io/FileBytes.h"
+#include "qssse/io/FileKind.h"
 
 namespace qssse::tool {
 
 std::vector<Vertex> ReadPoints(const std::string& path) {
-  std::string ext = path.substr(path.find_last_of('.') == std::string::npos ? path.size() : path.find_last_of('.'));
-  std::transform(ext.begin(), ext.end(), ext.begin(), [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-  if (ext == ".stl" || ext == ".ply" || ext == ".obj") return ReadMesh(path).vertices;
+  // Recognised by contents like every other input; a mesh file without faces is exactly a point set.
+  const std::vector<unsigned char> bytes = ReadFileBytes(path);
+  const FileKind kind = DetectFileKind(bytes, path);
+  if (RoleOf(kind) == FileRole::Mesh) {
+    MeshReadOptions options;
+    options.acceptPointCloud = true;
+    return ParseMesh(bytes, kind, path, options).vertices;
+  }
   return ReadOutline(path);
 }
 

@@ -8,7 +8,8 @@
 namespace qssse::tool {
 
 // The points of a text file (x y [z] per line, as outlines are read) or the vertices of a mesh file
-// (.stl, .ply, .obj, recognised by name). ToolError naming the file on any fault.
+// (STL, PLY, OBJ, OFF, point clouds without faces included; recognised by contents). An error naming
+// the file on any fault.
 std::vector<Vertex> ReadPoints(const std::string& path);
 
 // The triangles as closed three-point rings drawn in x-y (top view), plus the given rings on top.
