@@ -1,8 +1,10 @@
 // Fuzzed outlines through the fill rule and the rasterisers. The fill rule (a pass over the ring) takes
-// any coordinates, raw floats included; the fills and outline drawings take outlines on a grid of at most
-// 128 cells into matrices of up to 64 x 64, with NaN mixed in (a box far larger than the
-// matrix makes the box-scanning fills walk the whole box, by design of the fills, so huge finite
-// coordinates and infinities are left to the fill rule).
+// any coordinates, raw floats included; the fills and outline drawings take outlines on a grid of 1, 8 or
+// 2^20 units, or at the float range's end, into matrices of up to 64 x 64, with NaN and infinities mixed
+// in: their work follows the matrix, not the outline. The work budget is lowered so that a coarse fill
+// whose shortcut fails (edges that coincide, or a sliver thinner than the sample spacing, beyond the
+// matrix) is refused within the time limit under the sanitizers.
+#include <cmath>
 #include <cstddef>
 #include <cstdint>
 #include <vector>
@@ -11,6 +13,8 @@
 #include "qssse/platform/InvalidArgumentException.h"
 #include "qssse/platform/MemoryException.h"
 #include "qssse/platform/MemoryLimit.h"
+#include "qssse/platform/WorkBudget.h"
+#include "qssse/platform/WorkBudgetException.h"
 #include "qssse/polygon/SSE3dPolygon.h"
 #include "qssse/raster/SSEMatrix.h"
 #include "qssse/raster/SSEcharMatrix.h"
@@ -27,6 +31,7 @@ void Ring(CSSE3dPolygon& p, const std::vector<fuzz::Point3>& points, float shift
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   qssse::SetMemoryLimit(std::uint64_t{256} << 20);
+  qssse::SetWorkBudget(std::uint64_t{1} << 20);
   fuzz::Input in(data, size);
   const int op = in.Int(0, 9);
   if (op == 0) {
@@ -44,8 +49,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     p.ClosestPointXY(in.Coordinate(1.0f), in.Coordinate(1.0f), step);
     return 0;
   }
-  in.FiniteOnly();
-  const float unit = in.Bool() ? 8.0f : 1.0f;
+  static const float units[] = {1.0f, 8.0f, 1048576.0f, 1e37f};
+  const float unit = units[in.Byte() % 4];
   CSSE3dPolygon p;
   Ring(p, fuzz::Points(in, 48, unit, false), 32.0f);
   CSSEMatrix m;
@@ -69,10 +74,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         p.DrawInMatrixAndFillCoarseFast(value, &m, subsample, yFrom, yTo);
         break;
       case 5: {
-        // The mark is a byte: NaN (which converts to no char) marks with 1.
-        const char mark = value == value ? static_cast<char>(value) : char{1};
         CSSEcharMatrix c(m.GetSizeX(), m.GetSizeY());
-        p.DrawInCharMatrixAndFillFine(mark, &c, subsample, yFrom, yTo);
+        // The byte from the value only where the conversion is defined.
+        const char byte = std::fabs(value) < 128.0f ? static_cast<char>(value) : '\x7f';
+        p.DrawInCharMatrixAndFillFine(byte, &c, subsample, yFrom, yTo);
         break;
       }
       case 6:
@@ -97,6 +102,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     }
   } catch (const CMemoryException&) {
   } catch (const CInvalidArgumentException&) {
+  } catch (const CWorkBudgetException&) {
   }
   return 0;
 }

@@ -61,6 +61,8 @@
 #include "qssse/raster/SSEcharMatrix.h"
 
 #include "qssse/polygon/CellCoordinates.h"
+#include "qssse/polygon/FillWork.h"
+#include "qssse/polygon/FillWorkCount.h"
 #include "qssse/polygon/H2dPoint.h"
 #include "qssse/polygon/ResolutionData.h"
 #include "qssse/polygon/RingArrangement.h"

@@ -450,7 +450,11 @@ class QSSSE_API CSSE3dPolygon : public CbReferenceCounted {
   void DrawInCharMatrixAndFillFine(char value, CSSEcharMatrix* m, bool subsample, float yFrom, float yTo);
   // The Fine scan on a grid of every third cell from the box (not clamped to the matrix) minus 9 while
   // below the box plus 9, each inside sample stamping Set3x3BoxPoint(x, y, value). Samples beyond
-  // +-16,777,216 (where integers stop being floats) are not taken.
+  // +-16,777,216 (where integers stop being floats) are not taken. Cost: the matrix's sample columns
+  // times the edges crossing them, plus, for the columns beyond the matrix (whose stamps all clamp onto
+  // its border columns), a few columns per row the edges cross there. Edges that coincide beyond the
+  // matrix can defeat that shortcut; the remaining walk then has to fit the work budget
+  // (qssse::CheckWorkRequest; CWorkBudgetException with the matrix untouched).
   void DrawInMatrixAndFillCoarse(float value, CSSEMatrix* m, bool subsample, float yFrom, float yTo);
   // Coarse in parallel, one worker per processor over bands of rows: box rows (clamped) - 5 .. + 5
   // cut into CbCPU::GetCount() bands, each band restarting the grid of every third row at its own
@@ -471,14 +475,15 @@ class QSSSE_API CSSE3dPolygon : public CbReferenceCounted {
   // The open polyline (no closing edge; nothing below 2 points) with z interpolated: both end cells
   // get their z, then trunc(2·len + 0.5) samples a + t·(b - a)/S along each edge of x-y length
   // len >= 0.5. An edge longer than 2^25 draws its end cells only. FineZ overwrites, FineZMax keeps
-  // the larger (equal: the new z), FineZMin the smaller.
+  // the larger (equal: the new z), FineZMin the smaller. Cost per edge: the matrix cells it reaches
+  // (samples that clamp onto one border cell are folded), not its length.
   void DrawInMatrixFineZ(CSSEMatrix* m);
   void DrawInMatrixFineZMax(CSSEMatrix* m);
   void DrawInMatrixFineZMin(CSSEMatrix* m);
   // Coarse extruded toward smaller y: in every sample column of the Coarse grid (same copy, ranges,
   // margin 9 and stamps) that holds an inside sample, every sample row from the grid's first row up to
   // the column's last inside sample is stamped with Set3x3BoxPoint(x, y, value), so the region in
-  // front of the outline (rows below it) is filled as well as its inside.
+  // front of the outline (rows below it) is filled as well as its inside. Cost and work budget as Coarse.
   void DrawInMatrixAndFillToOneSideFront(float value, CSSEMatrix* m, float yFrom, float yTo, bool subsample);
   // The Fine scan (whole box, thinned by Subsample(5) when subsample is true) writing value into m and,
   // into distances (when not null and with pixels), the x-y distance from the cell's normalized

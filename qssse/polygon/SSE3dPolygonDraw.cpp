@@ -1,8 +1,10 @@
 // CSSE3dPolygon: the edge-walking fill, the vertex plotters and the height drawers.
 #include <algorithm>
 #include <cmath>
+#include <cstdint>
 
 #include "qssse/polygon/CellCoordinates.h"
+#include "qssse/polygon/FillWorkCount.h"
 #include "qssse/polygon/SSE3dPolygon.h"
 #include "qssse/raster/SSEMatrix.h"
 
@@ -112,14 +114,38 @@ void CSSE3dPolygon::DrawInMatrix(CSSEMatrix* m, bool fourCells) {
 
 namespace {
 
-// The open polyline of n points with z interpolated along each edge, written by put(x, y, z).
+// First k in [lo, hi) for which pred holds, for a pred that is false and then true; hi when none.
+template <class Pred>
+int FirstTrue(int lo, int hi, Pred pred) {
+  while (lo < hi) {
+    const int mid = lo + (hi - lo) / 2;
+    if (pred(mid)) {
+      hi = mid;
+    } else {
+      lo = mid + 1;
+    }
+  }
+  return lo;
+}
+
+// The open polyline of n points with z interpolated along each edge, written by put(x, y, z) into the
+// cells of a w x h matrix (coordinates clamped into it).
+//
+// The samples of an edge walk both axes one way, so the samples that clamping folds onto one cell are
+// consecutive, and their heights a.z + t·Δz are monotonic in t (or, when Δz or a.z is not finite, the
+// same from the second sample on). Every write rule reads only its own cell, and over such a run it
+// leaves the cell as writing the run's first, second and last heights does (the first two settle the
+// larger or smaller of cell and run, and the signed zero that ties keep; the last is what overwriting
+// leaves). So each cell the edge reaches costs three writes and a binary search for the end of its
+// run, not one write per sample: an edge far longer than the matrix costs the matrix's size.
 template <class Put>
-void DrawPolylineZ(const float* xs, const float* ys, const float* zs, int n, Put put) {
+void DrawPolylineZ(const float* xs, const float* ys, const float* zs, int n, int w, int h, Put put) {
+  const bool shortcut = qssse::polygon::detail::t_fillShortcuts;
   for (int i = 0; i + 1 < n; ++i) {
     const float ax = xs[i], ay = ys[i], az = zs[i];
     const float bx = xs[i + 1], by = ys[i + 1], bz = zs[i + 1];
-    put(Rnd(ax), Rnd(ay), az);
-    put(Rnd(bx), Rnd(by), bz);
+    put(Clamp(Rnd(ax), 0, w - 1), Clamp(Rnd(ay), 0, h - 1), az);
+    put(Clamp(Rnd(bx), 0, w - 1), Clamp(Rnd(by), 0, h - 1), bz);
     const float dx = bx - ax, dy = by - ay;
     const float len = std::sqrt(dx * dx + dy * dy);
     // Twice the edge length leaves no gap between cells; beyond 2^25 samples only the ends are drawn.
@@ -127,9 +153,22 @@ void DrawPolylineZ(const float* xs, const float* ys, const float* zs, int n, Put
     const int s = static_cast<int>(2.0f * len + 0.5f);
     const float sf = static_cast<float>(s);
     const float ix = dx / sf, iy = dy / sf, iz = (bz - az) / sf;
-    for (int t = 0; t < s; ++t) {
-      const float tf = static_cast<float>(t);
-      put(TruncSat(ax + tf * ix + 0.5f), TruncSat(ay + tf * iy + 0.5f), az + tf * iz);
+    auto cellX = [&](int t) { return Clamp(TruncSat(ax + static_cast<float>(t) * ix + 0.5f), 0, w - 1); };
+    auto cellY = [&](int t) { return Clamp(TruncSat(ay + static_cast<float>(t) * iy + 0.5f), 0, h - 1); };
+    auto zAt = [&](int t) { return az + static_cast<float>(t) * iz; };
+    if (!shortcut) {
+      qssse::polygon::detail::CountFillWork(static_cast<std::uint64_t>(s));
+      for (int t = 0; t < s; ++t) put(cellX(t), cellY(t), zAt(t));
+      continue;
+    }
+    for (int t = 0; t < s;) {
+      const int cx = cellX(t), cy = cellY(t);
+      const int u = FirstTrue(t + 1, s, [&](int k) { return cellX(k) != cx || cellY(k) != cy; });
+      qssse::polygon::detail::CountFillWork(1);
+      put(cx, cy, zAt(t));
+      if (u - t > 1) put(cx, cy, zAt(t + 1));
+      if (u - t > 2) put(cx, cy, zAt(u - 1));
+      t = u;
     }
   }
 }
@@ -138,15 +177,18 @@ void DrawPolylineZ(const float* xs, const float* ys, const float* zs, int n, Put
 
 void CSSE3dPolygon::DrawInMatrixFineZ(CSSEMatrix* m) {
   if (m == nullptr || !m->HasPixels()) return;
-  DrawPolylineZ(m_x, m_y, m_z, m_count, [m](int x, int y, float z) { m->SetPoint(x, y, z); });
+  DrawPolylineZ(m_x, m_y, m_z, m_count, m->GetSizeX(), m->GetSizeY(),
+                [m](int x, int y, float z) { m->SetPoint(x, y, z); });
 }
 
 void CSSE3dPolygon::DrawInMatrixFineZMax(CSSEMatrix* m) {
   if (m == nullptr || !m->HasPixels()) return;
-  DrawPolylineZ(m_x, m_y, m_z, m_count, [m](int x, int y, float z) { m->SetPointMax(x, y, z); });
+  DrawPolylineZ(m_x, m_y, m_z, m_count, m->GetSizeX(), m->GetSizeY(),
+                [m](int x, int y, float z) { m->SetPointMax(x, y, z); });
 }
 
 void CSSE3dPolygon::DrawInMatrixFineZMin(CSSEMatrix* m) {
   if (m == nullptr || !m->HasPixels()) return;
-  DrawPolylineZ(m_x, m_y, m_z, m_count, [m](int x, int y, float z) { m->SetPointMin(x, y, z); });
+  DrawPolylineZ(m_x, m_y, m_z, m_count, m->GetSizeX(), m->GetSizeY(),
+                [m](int x, int y, float z) { m->SetPointMin(x, y, z); });
 }

@@ -2,11 +2,13 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <cstring>
 #include <random>
 #include <string>
 #include <vector>
 
 #include "PolygonTestUtil.h"
+#include "qssse/polygon/FillWork.h"
 #include "qssse/polygon/SSE3dPolygon.h"
 #include "qssse/raster/SSEMatrix.h"
 
@@ -147,6 +149,103 @@ TEST(SSE3dPolygonDraw, HeightDrawersInterpolateAlongTheOpenPolyline) {
   Make({{1, 1, 5}}).DrawInMatrixFineZ(&none);
   EXPECT_EQ(none.NumValuesAbove(0.0f), 0);
   Make({{1, 1, 5}, {NAN, 1e30f, 5}}).DrawInMatrixFineZ(&none);
+}
+
+// The height drawers as the rule states them: every sample of every edge written through the matrix's
+// clamped access.
+template <class Put>
+void PlainPolylineZ(const std::vector<P3>& pts, Put put) {
+  const auto trunc = [](float t) {
+    return !(t == t)             ? 0
+           : t >= 1073741824.0f  ? 1073741824
+           : t <= -1073741824.0f ? -1073741824
+                                 : static_cast<int>(t);
+  };
+  for (std::size_t i = 0; i + 1 < pts.size(); ++i) {
+    const P3 a = pts[i], b = pts[i + 1];
+    put(trunc(a[0] + 0.5f), trunc(a[1] + 0.5f), a[2]);
+    put(trunc(b[0] + 0.5f), trunc(b[1] + 0.5f), b[2]);
+    const float dx = b[0] - a[0], dy = b[1] - a[1];
+    const float len = std::sqrt(dx * dx + dy * dy);
+    if (!(len >= 0.5f) || !(len < 33554432.0f)) continue;
+    const int n = static_cast<int>(2.0f * len + 0.5f);
+    const float ix = dx / n, iy = dy / n, iz = (b[2] - a[2]) / n;
+    for (int t = 0; t < n; ++t) {
+      const float tf = static_cast<float>(t);
+      put(trunc(a[0] + tf * ix + 0.5f), trunc(a[1] + tf * iy + 0.5f), a[2] + tf * iz);
+    }
+  }
+}
+
+// Equal bits, or both NaN (which NaN an addition of two NaNs returns is the compiler's choice).
+void ExpectSameCells(const CSSEMatrix& a, const CSSEMatrix& b, const char* what) {
+  for (int y = 0; y < a.GetSizeY(); ++y)
+    for (int x = 0; x < a.GetSizeX(); ++x) {
+      const float u = a.GetPoint(x, y), v = b.GetPoint(x, y);
+      if (std::isnan(u) && std::isnan(v)) continue;
+      ASSERT_EQ(0, std::memcmp(&u, &v, sizeof u))
+          << what << " at " << x << "," << y << ": " << u << " vs " << v;
+    }
+}
+
+TEST(SSE3dPolygonDraw, HeightDrawersEqualTheSampleBySampleWalkOnFarHugeAndNonFiniteLines) {
+  std::mt19937 rng(42);
+  const float unusual[] = {NAN, INFINITY, -INFINITY, 0.0f, -0.0f, 1e38f, -3e38f};
+  for (int round = 0; round < 600; ++round) {
+    const int w = 1 + static_cast<int>(rng() % 12), h = 1 + static_cast<int>(rng() % 12);
+    const float reach = round % 3 == 0 ? 1.0f : static_cast<float>(1 + rng() % 300);
+    std::vector<P3> pts;
+    const int n = 2 + static_cast<int>(rng() % 6);
+    for (int i = 0; i < n; ++i) {
+      // coordinates on a grid of halves around and far beyond the matrix; heights stepping by halves,
+      // with signed zeros, NaN, infinities and overflowing differences mixed in
+      const float x = static_cast<float>(static_cast<int>(rng() % 41) - 20) * 0.5f * reach + w * 0.5f;
+      const float y = static_cast<float>(static_cast<int>(rng() % 41) - 20) * 0.5f * reach + h * 0.5f;
+      const float z =
+          rng() % 5 == 0 ? unusual[rng() % 7] : static_cast<float>(static_cast<int>(rng() % 9) - 4) * 0.5f;
+      pts.push_back({x, y, z});
+    }
+    CSSE3dPolygon p = Make(pts);
+    CSSEMatrix base = Blank(w, h);
+    for (int y = 0; y < h; ++y)
+      for (int x = 0; x < w; ++x)
+        base.SetPoint(x, y, rng() % 9 == 0 ? NAN : static_cast<float>(static_cast<int>(rng() % 5) - 2));
+    SCOPED_TRACE(testing::Message() << "round " << round << " " << w << "x" << h);
+    CSSEMatrix fast, plain;
+    fast.CopyFromSSEMatrix(base);
+    plain.CopyFromSSEMatrix(base);
+    p.DrawInMatrixFineZ(&fast);
+    PlainPolylineZ(pts, [&](int x, int y, float z) { plain.SetPoint(x, y, z); });
+    ExpectSameCells(fast, plain, "FineZ");
+    fast.CopyFromSSEMatrix(base);
+    plain.CopyFromSSEMatrix(base);
+    p.DrawInMatrixFineZMax(&fast);
+    PlainPolylineZ(pts, [&](int x, int y, float z) { plain.SetPointMax(x, y, z); });
+    ExpectSameCells(fast, plain, "FineZMax");
+    fast.CopyFromSSEMatrix(base);
+    plain.CopyFromSSEMatrix(base);
+    p.DrawInMatrixFineZMin(&fast);
+    PlainPolylineZ(pts, [&](int x, int y, float z) { plain.SetPointMin(x, y, z); });
+    ExpectSameCells(fast, plain, "FineZMin");
+  }
+}
+
+TEST(SSE3dPolygonDraw, HeightDrawersOfAHugeSquareCostTheMatrixNotTheEdges) {
+  // Four edges of length 2e7 (4e7 samples each) around a 40 x 40 matrix: each reaches 40 border cells.
+  CSSE3dPolygon p =
+      Make({{-1e7f, -1e7f, 1}, {1e7f, -1e7f, 2}, {1e7f, 1e7f, 3}, {-1e7f, 1e7f, 4}, {-1e7f, -1e7f, 5}});
+  CSSEMatrix m = Blank(40, 40);
+  qssse::polygon::ResetFillWorkSteps();
+  p.DrawInMatrixFineZ(&m);
+  EXPECT_EQ(qssse::polygon::GetFillWorkSteps(), 4u * 40);
+  EXPECT_NEAR(m.GetPoint(20, 0), 1.5f, 1e-6f);  // the bottom edge's middle samples fold onto row 0
+  EXPECT_NEAR(m.GetPoint(39, 20), 2.5f, 1e-6f);
+  EXPECT_EQ(m.GetPoint(0, 0), 5.0f);  // the last sample of the closing edge wrote the corner last
+  EXPECT_EQ(m.GetPoint(10, 10), 0.0f);
+  qssse::polygon::ResetFillWorkSteps();
+  p.DrawInMatrixFineZMax(&m);
+  p.DrawInMatrixFineZMin(&m);
+  EXPECT_EQ(qssse::polygon::GetFillWorkSteps(), 8u * 40);
 }
 
 // The edge-walking fill as the rule states it, one cell at a time through the matrix's clamped access.

@@ -10,6 +10,9 @@
 
 #include "PolygonTestUtil.h"
 #include "qssse/platform/CPU.h"
+#include "qssse/platform/WorkBudget.h"
+#include "qssse/platform/WorkBudgetException.h"
+#include "qssse/polygon/FillWork.h"
 #include "qssse/polygon/SSE3dPolygon.h"
 #include "qssse/raster/SSEMatrix.h"
 #include "qssse/raster/SSEcharMatrix.h"
@@ -65,6 +68,17 @@ void PlainCoarse(CSSE3dPolygon& p, CSSEMatrix& m, float value, bool subsample, f
     for (int x = b.xStart - 9; x < b.xEnd + 9; x += 3)
       if (copy.PointInLineInnerArea(static_cast<float>(x), static_cast<float>(y), 1))
         m.Set3x3BoxPoint(x, y, value);
+}
+
+void PlainFront(CSSE3dPolygon& p, CSSEMatrix& m, float value, float yFrom, float yTo) {
+  const Box b = PlainRanges(p, yFrom, yTo);
+  CSSE3dPolygon copy = PlainCopy(p, 1);
+  for (int x = b.xStart - 9; x < b.xEnd + 9; x += 3) {
+    int last = -1 << 30;
+    for (int y = b.yStart - 9; y < b.yEnd + 9; y += 3)
+      if (copy.PointInLineInnerArea(static_cast<float>(x), static_cast<float>(y), 1)) last = y;
+    for (int y = b.yStart - 9; y <= last; y += 3) m.Set3x3BoxPoint(x, y, value);
+  }
 }
 
 // The bands of the parallel fill, one after the other.
@@ -280,16 +294,124 @@ TEST(SSE3dPolygonFill, FrontFillStampsEveryColumnFromTheGridStartToItsLastInside
     fast.Create(w, h);
     plain.Create(w, h);
     p.DrawInMatrixAndFillToOneSideFront(1.0f, &fast, lim.from, lim.to, false);
-    const Box b = PlainRanges(p, lim.from, lim.to);
-    CSSE3dPolygon copy = PlainCopy(p, 1);
-    for (int x = b.xStart - 9; x < b.xEnd + 9; x += 3) {
-      int last = -1 << 30;
-      for (int y = b.yStart - 9; y < b.yEnd + 9; y += 3)
-        if (copy.PointInLineInnerArea(static_cast<float>(x), static_cast<float>(y), 1)) last = y;
-      for (int y = b.yStart - 9; y <= last; y += 3) plain.Set3x3BoxPoint(x, y, 1.0f);
-    }
+    PlainFront(p, plain, 1.0f, lim.from, lim.to);
     ExpectSameBits(fast, plain, "Front");
   }
+}
+
+// ---- outlines far beyond the matrix ----
+
+// A ring of 3..10 points around the matrix, reaching `reach` times the matrix's size beyond it on any
+// side: spikes, sheets and crossings whose clamped stamps pile onto the border.
+CSSE3dPolygon FarOutline(std::mt19937& rng, int w, int h, float reach) {
+  const int n = 3 + static_cast<int>(rng() % 8);
+  std::vector<P3> pts;
+  for (int i = 0; i < n; ++i) {
+    const bool far = rng() % 3 != 0;
+    const float sx = far ? reach * static_cast<float>(w) : 1.0f,
+                sy = far ? reach * static_cast<float>(h) : 1.0f;
+    const float x = static_cast<float>(static_cast<int>(rng() % 21) - 10) * sx * 0.1f + w * 0.5f;
+    const float y = static_cast<float>(static_cast<int>(rng() % 21) - 10) * sy * 0.1f + h * 0.5f;
+    pts.push_back({std::round(x), std::round(y), 0.0f});
+  }
+  return Make(pts);
+}
+
+TEST(SSE3dPolygonFill, FineCoarseAndFrontEqualThePerCellRuleOnOutlinesFarBeyondTheMatrix) {
+  std::mt19937 rng(42);
+  for (int round = 0; round < 400; ++round) {
+    const int w = 1 + static_cast<int>(rng() % 24), h = 1 + static_cast<int>(rng() % 24);
+    CSSE3dPolygon p = FarOutline(rng, w, h, 1.0f + static_cast<float>(rng() % 12));
+    const Limits lim = RandomLimits(rng, h);
+    SCOPED_TRACE(testing::Message() << "round " << round << " " << w << "x" << h);
+    CSSEMatrix fast, plain;
+    fast.Create(w, h);
+    plain.Create(w, h);
+    p.DrawInMatrixAndFillCoarse(2.0f, &fast, false, lim.from, lim.to);
+    PlainCoarse(p, plain, 2.0f, false, lim.from, lim.to);
+    ExpectSameBits(fast, plain, "Coarse");
+    fast.Clear();
+    plain.Clear();
+    p.DrawInMatrixAndFillFine(2.0f, &fast, false, lim.from, lim.to);
+    PlainFine(p, w, h, false, lim.from, lim.to, [&](int x, int y) { plain.SetPoint(x, y, 2.0f); });
+    ExpectSameBits(fast, plain, "Fine");
+    fast.Clear();
+    plain.Clear();
+    p.DrawInMatrixAndFillToOneSideFront(2.0f, &fast, lim.from, lim.to, false);
+    PlainFront(p, plain, 2.0f, lim.from, lim.to);
+    ExpectSameBits(fast, plain, "Front");
+  }
+}
+
+// The coarse fills with their shortcut and with the plain walk over every sample column.
+void ExpectCoarseShortcutsExact(CSSE3dPolygon& p, int w, int h, float from, float to) {
+  CSSEMatrix fast, plain;
+  fast.Create(w, h);
+  plain.Create(w, h);
+  p.DrawInMatrixAndFillCoarse(2.0f, &fast, false, from, to);
+  p.DrawInMatrixAndFillToOneSideFront(3.0f, &fast, from, to, false);
+  qssse::polygon::SetFillShortcuts(false);
+  p.DrawInMatrixAndFillCoarse(2.0f, &plain, false, from, to);
+  p.DrawInMatrixAndFillToOneSideFront(3.0f, &plain, from, to, false);
+  qssse::polygon::SetFillShortcuts(true);
+  ExpectSameBits(fast, plain, "Coarse shortcut");
+}
+
+TEST(SSE3dPolygonFill, CoarseShortcutEqualsThePlainWalkOnHugeInfiniteAndNaNOutlines) {
+  std::mt19937 rng(42);
+  for (int round = 0; round < 300; ++round) {
+    const int w = 1 + static_cast<int>(rng() % 40), h = 1 + static_cast<int>(rng() % 40);
+    CSSE3dPolygon p = FarOutline(rng, w, h, 20.0f + static_cast<float>(rng() % 400));
+    if (round % 5 == 0) p.SetPoint(static_cast<int>(rng() % 3), NAN, 3.0f, 0.0f);
+    SCOPED_TRACE(testing::Message() << "round " << round << " " << w << "x" << h);
+    const Limits lim = RandomLimits(rng, h);
+    ExpectCoarseShortcutsExact(p, w, h, lim.from, lim.to);
+  }
+  // Infinite and NaN coordinates: the grid's rows span +-2^24, beyond it nothing is sampled.
+  const float inf = INFINITY;
+  CSSE3dPolygon p = Make({{0, 0, 0}, {9, inf, 0}, {4, -inf, 1}, {4, 4, 0}, {NAN, 2, 0}, {-3e4f, 4, 0}});
+  ExpectCoarseShortcutsExact(p, 17, 13, NAN, NAN);
+}
+
+// The outline of the robustness report: 18 bytes of coordinates, a square of side 2e7 around a 40 x 40
+// matrix.
+CSSE3dPolygon HugeSquare() {
+  return Make({{-1e7f, -1e7f, 1}, {1e7f, -1e7f, 2}, {1e7f, 1e7f, 3}, {-1e7f, 1e7f, 4}});
+}
+
+TEST(SSE3dPolygonFill, CoarseFillsOfAHugeSquareCostTheMatrixNotTheSquare) {
+  CSSE3dPolygon p = HugeSquare();
+  CSSEMatrix m;
+  m.Create(40, 40);
+  qssse::polygon::ResetFillWorkSteps();
+  p.DrawInMatrixAndFillCoarse(2.0f, &m, false, -1e9f, 1e9f);
+  EXPECT_EQ(m.NumValuesAbove(1.0f), 1600);
+  // 12 sample columns inside the matrix and both ends of each zone's column range, two edges each
+  // (the plain walk: 6.7 million columns).
+  EXPECT_EQ(qssse::polygon::GetFillWorkSteps(), 2u * (12 + 4));
+  m.Clear();
+  qssse::polygon::ResetFillWorkSteps();
+  p.DrawInMatrixAndFillToOneSideFront(2.0f, &m, -1e9f, 1e9f, false);
+  EXPECT_EQ(m.NumValuesAbove(1.0f), 1600);
+  EXPECT_EQ(qssse::polygon::GetFillWorkSteps(), 2u * (12 + 4));
+}
+
+TEST(SSE3dPolygonFill, CoarseFallsBackOnTheWorkBudgetWhereEdgesCoincideBeyondTheMatrix) {
+  // A spike out and back along the same line far left of and above the matrix: its two edges end on the
+  // same row in every column, so no range of them is decided at once.
+  // (The far point is given twice so that the copy's removal of repeated points keeps the way back.)
+  const std::vector<P3> ring{{5, 5, 0},  {30, 5, 0},        {30, 30, 0},       {5, 30, 0},
+                             {5, 10, 0}, {-3e5f, -1e7f, 0}, {-3e5f, -1e7f, 0}, {5, 10, 0}};
+  CSSE3dPolygon p = Make(ring);
+  CSSEMatrix m;
+  m.Create(40, 40);
+  m.Fill(1.0f);
+  {
+    qssse::CWorkBudgetScope budget(1000);
+    EXPECT_THROW(p.DrawInMatrixAndFillCoarse(2.0f, &m, false, -1e9f, 1e9f), CWorkBudgetException);
+  }
+  EXPECT_EQ(m.NumValuesAbove(1.0f), 0) << "refused before writing";
+  ExpectCoarseShortcutsExact(p, 40, 40, -1e9f, 1e9f);
 }
 
 // ---- exact cases ----

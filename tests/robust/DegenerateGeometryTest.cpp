@@ -41,8 +41,8 @@ struct P3 {
 struct Case {
   const char* name;
   std::vector<P3> points;
-  // Coordinates so large that walks over the polygon's box or over a triangle's samples are long by
-  // design of the box-scanning fills and the samplers; those pairs wait for output-bounded versions.
+  // Coordinates so large that walks over a triangle's samples are long by design of the samplers;
+  // those pairs wait for output-bounded versions.
   bool huge = false;
 };
 
@@ -223,15 +223,20 @@ void FillRule(const Case& c) {
 }
 
 void Fills(const Case& c) {
-  if (c.huge) GTEST_SKIP() << "the box-scanning fills walk the polygon's box, not the matrix";
+  // Every fill's work follows the matrix, so huge and infinite coordinates are quick too.
   CSSE3dPolygon p = Ring(c);
   CSSEMatrix m;
   m.Create(40, 40);
   p.DrawInMatrixAndFillFine(1.0f, &m, false, kNaN, kNaN);
+  p.DrawInMatrixAndFillFineMax(1.0f, &m, true, -1e30f, 1e30f);
   p.DrawInMatrixAndFillCoarse(2.0f, &m, true, -5.0f, 50.0f);
+  p.DrawInMatrixAndFillCoarse(2.0f, &m, false, kNaN, kNaN);
   p.DrawInMatrixAndFillCoarseFast(3.0f, &m, false, kNaN, kNaN);
+  p.DrawInMatrixAndFillToOneSideFront(3.0f, &m, kNaN, kNaN, false);
   p.DrawInMatrixAndFill(4.0f, &m);
   p.DrawInMatrixFineZ(&m);
+  p.DrawInMatrixFineZMax(&m);
+  p.DrawOutsidePixels(m, 5.0f);
   CSSEcharMatrix mask(40, 40);
   p.DrawInCharMatrixAndFillFine(1, &mask, false, kNaN, kNaN);
   if (c.points.size() < 3) {
