@@ -73,6 +73,7 @@
 #include "qssse/mesh/HTriangulation.h"
 #include "qssse/mesh/ScanSweep.h"
 #include "qssse/mesh/ScanWorkers.h"
+#include "qssse/mesh/StepSequence.h"
 #include "qssse/mesh/Stretch.h"
 
 #include "qssse/geometry/H2DDelaunay.h"

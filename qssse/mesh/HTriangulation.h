@@ -422,6 +422,14 @@ class QSSSE_API CHTriangulation {
   // step below 2^-24 (longer than 2^24 cell diagonals) is skipped rather than sampled for days; NaN
   // coordinates give pixels that are dropped.
   //
+  // Work: the stamps are those of the loop above, bit for bit, but a triangle whose samples crowd far
+  // below one pixel (steep or needle-like: many more samples than pixel runs along its rows) is walked
+  // row by row, the runs of samples on one pixel found by search and rows with the same runs taken as
+  // one block, so its cost follows the rows and pixels rather than the samples. Every sampled form
+  // plans its steps first (PlanSampledScanWork: samples, or rows times the pixel runs a row can have)
+  // and throws CWorkBudgetException (qssse/platform/WorkBudget.h) before its matrix changes when they
+  // exceed the library's work budget.
+  //
   // W = trunc(E.x / scanResX + 0.5), H likewise, E = box maximum - minimum. A null matrix, no triangles,
   // or W or H below 1 leave the matrix untouched; H above CSSEMatrix::kMaxSizeY throws
   // CInvalidArgumentException and W beyond int CMemoryException before the matrix changes. Otherwise the
@@ -456,6 +464,12 @@ class QSSSE_API CHTriangulation {
   // same origin combine into one conversion. max chooses SetCrossMax, otherwise SetCrossMin.
   void ScanConvertTriangulationWithLimitedArea(CSSEMatrix* m, int first, int last, float zOffset,
                                                SSEPoint* origin, bool max);
+  // The steps the sampled forms plan for triangles first..last (clipped to the mesh; an empty range
+  // plans 0) with the step divided by density (1: the plain step), as they check them against the work
+  // budget: for a triangle sampled one by one its samples, n (n + 1) / 2 for n = ceil(1 / step) rows;
+  // for one walked row by row n (3 + |T.x| / scanResX + |T.y| / scanResY). A caller converting in
+  // ranges checks the whole before the first. Needs CalcSTV.
+  double PlanSampledScanWork(int first, int last, float density) const;
   // The same conversion as ScanConvertTriangulationMax (keepMax) or ScanConvertTriangulationMin(m,
   // zOffset, 1) on exactly ten worker threads: worker i of ten converts its chunk of the triangle list
   // into a private matrix that covers only the pixels its chunk's stamps can reach, and the caller merges

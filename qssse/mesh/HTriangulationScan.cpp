@@ -19,14 +19,9 @@ namespace {
 // Re-create, fill with the sentinel, sweep, replace the sentinel by 0.
 void ConvertFresh(const CHTriangulation& t, CSSEMatrix* m, float zOffset, const SSEPoint& minP,
                   const SSEPoint& maxP, bool keepMax, float density) {
-  int w = 0, h = 0;
-  if (!scan::StartSampledConversion(t, m, minP, maxP, keepMax, w, h)) return;
+  scan::Job job;
+  if (!scan::StartSampledConversion(t, m, minP, maxP, keepMax, zOffset, density, "scan conversion", job)) return;
   const float sentinel = keepMax ? scan::kMaxSentinel : scan::kMinSentinel;
-  scan::Job job = scan::MakeJob(t, minP, w, h, zOffset);
-  if (density != 1.0f) {
-    job.density = density;
-    job.divideByDensity = true;
-  }
   if (keepMax) {
     scan::Sweep<scan::CrossMax>(job, *m);
   } else {
@@ -50,6 +45,7 @@ void ConvertInto(const CHTriangulation& t, CSSEMatrix* m, bool keepMax, bool fin
   job.useYArea = yArea;
   job.yMin = yMin;
   job.yMax = yMax;
+  scan::CheckSweepWork(job, "scan conversion");
   if (keepMax) {
     if (cross) {
       scan::Sweep<scan::CrossMax>(job, *m);
@@ -109,11 +105,24 @@ void CHTriangulation::ScanConvertTriangulationWithLimitedArea(CSSEMatrix* m, int
   scan::Job job = scan::MakeJob(*this, origin ? *origin : *minPoint, m->GetSizeX(), m->GetSizeY(), zOffset);
   job.first = std::max(first, 0);
   job.last = std::min(last, numTriangles - 1);
+  scan::CheckSweepWork(job, "scan conversion");
   if (max) {
     scan::Sweep<scan::CrossMax>(job, *m);
   } else {
     scan::Sweep<scan::CrossMin>(job, *m);
   }
+}
+
+double CHTriangulation::PlanSampledScanWork(int first, int last, float density) const {
+  if (numTriangles < 1 || cornerPoints == nullptr || sVectors == nullptr || tVectors == nullptr) return 0.0;
+  scan::Job job = scan::MakeJob(*this, SSEPoint{}, 0, 0, 0.0f);
+  job.first = std::max(first, 0);
+  job.last = std::min(last, numTriangles - 1);
+  if (density != 1.0f) {
+    job.density = density;
+    job.divideByDensity = true;
+  }
+  return scan::PlannedSteps(job);
 }
 
 // ---- refinement: the exact envelope at pixel centres --------------------------------------------------

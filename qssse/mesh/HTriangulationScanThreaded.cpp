@@ -58,8 +58,8 @@ void Merge(CSSEMatrix& m, const Part& part, float sentinel, bool keepMax) {
 
 void FastConvert(const CHTriangulation& t, CSSEMatrix* m, float zOffset, const SSEPoint& minP,
                  const SSEPoint& maxP, bool keepMax) {
-  int w = 0, h = 0;
-  if (!scan::StartSampledConversion(t, m, minP, maxP, keepMax, w, h)) return;
+  scan::Job whole;
+  if (!scan::StartSampledConversion(t, m, minP, maxP, keepMax, zOffset, 1.0f, "scan conversion", whole)) return;
   const float sentinel = keepMax ? scan::kMaxSentinel : scan::kMinSentinel;
 
   // Ten workers, at most one per processor between sweeping and being merged, so that at most that many
@@ -69,7 +69,7 @@ void FastConvert(const CHTriangulation& t, CSSEMatrix* m, float zOffset, const S
   qssse::RunWorkers(
       scan::kWorkers,
       [&](int i) {
-        scan::Job job = scan::MakeJob(t, minP, w, h, zOffset);
+        scan::Job job = whole;
         const scan::Range r = scan::WorkerRange(count, i);
         job.first = r.first;
         job.last = r.last;

@@ -6,6 +6,7 @@
 #include <cmath>
 
 #include "qssse/platform/MemoryException.h"
+#include "qssse/platform/WorkBudget.h"
 
 namespace qssse::scan {
 
@@ -24,6 +25,31 @@ Job MakeJob(const CHTriangulation& t, const SSEPoint& origin, int w, int h, floa
   job.height = h;
   job.zOffset = zOffset;
   return job;
+}
+
+double PlannedSteps(const Job& job) {
+  double steps = 0.0;
+  for (int i = job.first; i <= job.last; ++i) steps += PlanTriangle(job, i).steps;
+  return steps;
+}
+
+void CheckSweepWork(const Job& job, const char* what) {
+  // First a bound that needs neither roots nor quotients per triangle: with r = 1 / step = L / diagonal
+  // (times the density), a triangle plans at most (r + 1)(r + 2) / 2 <= 1.25 r^2 + 1.75 samples, and
+  // its row walk fewer. Only a mesh over the budget by that bound is planned exactly.
+  using namespace simd;
+  double factor = 1.0 / (static_cast<double>(job.diagonal) * job.diagonal);
+  if (job.divideByDensity) factor *= static_cast<double>(job.density) * job.density;
+  double bound = 0.0;
+  for (int i = job.first; i <= job.last; ++i) {
+    const f4 s = job.sVectors[i].m, t = job.tVectors[i].m;
+    const float ss = lane0(sumLanes(mul(s, s))), tt = lane0(sumLanes(mul(t, t)));
+    bound += ss > tt ? ss : tt;  // NaN lanes make the bound NaN, and the plan exact
+  }
+  // 1% for the rounding of the squares and of the sum.
+  bound = 1.25 * 1.01 * bound * factor + 1.75 * (job.last - job.first + 1.0);
+  if (bound <= static_cast<double>(qssse::GetWorkBudget())) return;
+  qssse::CheckWorkRequest(PlannedSteps(job), what);
 }
 
 bool BoxPixels(const SSEPoint& minP, const SSEPoint& maxP, float resX, float resY, std::int64_t& w,
@@ -47,9 +73,16 @@ bool SampledRasterSize(const SSEPoint& minP, const SSEPoint& maxP, float resX, f
 }
 
 bool StartSampledConversion(const CHTriangulation& t, CSSEMatrix* m, const SSEPoint& minP, const SSEPoint& maxP,
-                            bool keepMax, int& w, int& h) {
+                            bool keepMax, float zOffset, float density, const char* what, Job& job) {
   if (m == nullptr || t.GetNumTriangles() < 1 || t.GetEdgeArray() == nullptr) return false;
+  int w = 0, h = 0;
   if (!SampledRasterSize(minP, maxP, t.GetScanResX(), t.GetScanResY(), w, h)) return false;
+  job = MakeJob(t, minP, w, h, zOffset);
+  if (density != 1.0f) {
+    job.density = density;
+    job.divideByDensity = true;
+  }
+  CheckSweepWork(job, what);
   m->CreateNoClear(w, h);
   m->Fill(keepMax ? kMaxSentinel : kMinSentinel);
   return true;

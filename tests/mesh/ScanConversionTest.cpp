@@ -4,6 +4,7 @@
 #include <random>
 
 #include "MeshTestSupport.h"
+#include "qssse/mesh/ScanSweep.h"
 
 using meshtest::P;
 using meshtest::RandomSoup;
@@ -57,6 +58,58 @@ void PlainConvert(const CHTriangulation& t, CSSEMatrix& m, float zOffset, const 
 }
 
 float At(const CSSEMatrix& m, int x, int y) { return m.GetPoint(x, y); }
+
+// The conversion of ConvertFresh with every triangle the row walk can take walked row by row.
+void WalkedConvert(const CHTriangulation& t, CSSEMatrix& m, float zOffset, const SSEPoint& lo,
+                   const SSEPoint& hi, bool keepMax, float density) {
+  const float wf = (hi.x - lo.x) / t.GetScanResX() + 0.5f, hf = (hi.y - lo.y) / t.GetScanResY() + 0.5f;
+  if (!(wf >= 1.0f) || !(hf >= 1.0f) || t.GetNumTriangles() < 1) return;
+  qssse::scan::Job job;
+  job.corners = t.GetEdgeArray();
+  job.sVectors = t.GetSArray();
+  job.tVectors = t.GetTArray();
+  job.last = t.GetNumTriangles() - 1;
+  job.origin = lo.m;
+  job.resX = t.GetScanResX();
+  job.resY = t.GetScanResY();
+  job.diagonal = t.GetScanDiagonal();
+  job.density = density;
+  job.divideByDensity = density != 1.0f;
+  job.width = static_cast<int>(wf);
+  job.height = static_cast<int>(hf);
+  job.zOffset = zOffset;
+  job.alwaysWalkRows = true;
+  const float sentinel = keepMax ? kMaxSentinel : kMinSentinel;
+  m.CreateNoClear(job.width, job.height);
+  m.Fill(sentinel);
+  if (keepMax) {
+    qssse::scan::Sweep<qssse::scan::CrossMax>(job, m);
+  } else {
+    qssse::scan::Sweep<qssse::scan::CrossMin>(job, m);
+  }
+  m.ReplaceValueWithValue(sentinel, 0.0f, 1.0f);
+}
+
+// n triangles for the row walk: corners on the grid 0 .. 9 (sometimes stretched to 0 .. 333 in x or y,
+// for long triangles), heights 0 .. 9 times 1, 10, 100 or 300 (steep ones), some of them -0 or +0,
+// and now and then an edge of zero length, a duplicate corner or a first corner of height NaN.
+void SteepSoup(CHTriangulation& t, std::mt19937& rng, int n) {
+  t.CreateTriangulation(n);
+  for (int i = 0; i < n; ++i) {
+    const float scales[] = {1.0f, 10.0f, 100.0f, 300.0f};
+    const float zScale = scales[rng() % 4];
+    const float xScale = rng() % 5 == 0 ? 37.0f : 1.0f, yScale = rng() % 5 == 0 ? 37.0f : 1.0f;
+    SSEPoint c[3];
+    for (SSEPoint& p : c) {
+      const float z = static_cast<float>(rng() % 10) * zScale;
+      p = P(static_cast<float>(rng() % 10) * xScale, static_cast<float>(rng() % 10) * yScale,
+            rng() % 7 == 0 ? -0.0f : z);
+    }
+    if (rng() % 9 == 0) c[2] = c[0];
+    if (rng() % 13 == 0) c[0].z = NAN;  // one sample, of height NaN: stamped in its place
+    SetTriangle(t, i, c[0], c[1], c[2]);
+  }
+}
 
 }  // namespace
 
@@ -175,6 +228,101 @@ TEST(ScanConversion, SweepEqualsThePlainRuleOnRandomMeshesOfEverySmallSize) {
   }
 }
 
+TEST(ScanConversion, RowWalkStampsWhatTheSamplesStampOnRandomSteepAndLongTriangles) {
+  std::mt19937 rng(42);
+  int walked = 0;
+  for (int round = 0; round < 40; ++round) {
+    CHTriangulation t(0, 1, 1, 1);
+    SteepSoup(t, rng, 1 + static_cast<int>(rng() % 4));
+    const float res = round % 3 == 0 ? 0.5f : round % 3 == 1 ? 1.0f : 1.75f;
+    meshtest::PrepareScan(t, res);
+    SSEPoint lo, hi;
+    t.GetMinPoint(lo);
+    t.GetMaxPoint(hi);
+    if (round % 4 == 1) {
+      // A caller's box inside the mesh's: rows leave the raster on both sides; origin height +0 meets
+      // the -0 corners under a -0 offset.
+      lo = P(lo.x + 2.0f, lo.y + 1.0f, 0.0f);
+      hi = P(hi.x - 1.0f, hi.y - 2.0f, hi.z);
+    }
+    const float offsets[] = {0.25f, 0.0f, -0.0f, NAN, INFINITY, -3.0f};
+    const float zOffset = offsets[round % 6];
+    for (bool keepMax : {true, false}) {
+      const float density = keepMax || round % 2 ? 1.0f : 1.5f;
+      CSSEMatrix plain, rows, shipped;
+      PlainConvert(t, plain, zOffset, lo, hi, keepMax, density);
+      WalkedConvert(t, rows, zOffset, lo, hi, keepMax, density);
+      if (keepMax) {
+        t.ScanConvertTriangulationMax_MinMaxPoint(&shipped, zOffset, lo, hi);
+      } else if (density == 1.0f) {
+        t.ScanConvertTriangulationMin_MinMaxPoint(&shipped, zOffset, lo, hi);
+      } else {
+        shipped.CopyFromSSEMatrix(plain);  // the density form has no box of the caller's
+      }
+      EXPECT_TRUE(SameBits(rows, plain)) << "round " << round << " max " << keepMax;
+      EXPECT_TRUE(SameBits(shipped, plain)) << "round " << round << " max " << keepMax;
+    }
+    for (int i = 0; i < t.GetNumTriangles(); ++i) {
+      qssse::scan::Job job;
+      job.corners = t.GetEdgeArray();
+      job.sVectors = t.GetSArray();
+      job.tVectors = t.GetTArray();
+      job.origin = lo.m;
+      job.resX = job.resY = res;
+      job.diagonal = t.GetScanDiagonal();
+      walked += qssse::scan::PlanTriangle(job, i).way == qssse::scan::Way::kRows;
+    }
+  }
+  EXPECT_GT(walked, 20) << "the shipped conversion walks rows of the steep triangles by itself";
+}
+
+TEST(ScanConversion, RowWalkMatchesTheSamplesIntoMatricesAsTheyStand) {
+  // NoDelete clamps the raster to a small matrix: most rows leave it. Present values stay in play.
+  std::mt19937 rng(42);
+  for (int round = 0; round < 20; ++round) {
+    CHTriangulation t(0, 1, 1, 1);
+    SteepSoup(t, rng, 3);
+    meshtest::PrepareScan(t, 1.0f);
+    CSSEMatrix a, b;
+    a.Create(7, 9);
+    a.Fill(round % 2 ? 55.0f : -0.0f);
+    a.SetPoint(3, 3, NAN);
+    b.CopyFromSSEMatrix(a);
+    SSEPoint lo;
+    t.GetMinPoint(lo);
+    qssse::scan::Job job;
+    job.corners = t.GetEdgeArray();
+    job.sVectors = t.GetSArray();
+    job.tVectors = t.GetTArray();
+    job.last = t.GetNumTriangles() - 1;
+    job.origin = lo.m;
+    job.diagonal = t.GetScanDiagonal();
+    job.width = 7;
+    job.height = 9;
+    job.alwaysWalkRows = true;
+    qssse::scan::Sweep<qssse::scan::CrossMin>(job, a);
+    job.alwaysWalkRows = false;
+    // The plain rule through the sample loop: rows forced off by a plan that never walks.
+    for (int i = 0; i <= job.last; ++i) {
+      const SSEPoint p0 = t.GetEdgeArray()[3 * i], s = t.GetSArray()[i], tv = t.GetTArray()[i];
+      const float ls = std::sqrt((s.x * s.x + s.w * s.w) + (s.z * s.z + s.y * s.y));
+      const float lt = std::sqrt((tv.x * tv.x + tv.w * tv.w) + (tv.z * tv.z + tv.y * tv.y));
+      const float step = t.GetScanDiagonal() / (ls > lt ? ls : lt);
+      if (step < 1.0f / 16777216.0f) continue;
+      for (float u = 0.0f; u < 1.0f; u += step) {
+        for (float v = 0.0f; v < 1.0f - u; v += step) {
+          const float qx = ((p0.x + u * s.x) + v * tv.x) - lo.x, qy = ((p0.y + u * s.y) + v * tv.y) - lo.y;
+          const float qz = ((p0.z + u * s.z) + v * tv.z) - lo.z;
+          const float fx = qx + 0.5f, fy = qy + 0.5f;
+          if (!(fx >= 1.0f && fx < 6.0f && fy >= 1.0f && fy < 8.0f)) continue;
+          b.SetCrossMin(static_cast<int>(fx), static_cast<int>(fy), qz);
+        }
+      }
+    }
+    EXPECT_TRUE(SameBits(a, b)) << round;
+  }
+}
+
 TEST(ScanConversion, CallersBoxSetsSizeAndOrigin) {
   std::mt19937 rng(7);
   CHTriangulation t(0, 1, 1, 1);
@@ -205,6 +353,28 @@ TEST(ScanConversion, DegenerateAndNonFiniteTrianglesNeverCrash) {
   EXPECT_EQ(At(m, 3, 4), 1.0f);
   EXPECT_EQ(At(m, 6, 5), 2.0f);
   EXPECT_EQ(At(m, 2, 2), 0.0f);
+}
+
+TEST(ScanConversion, ANaNHeightStampedAfterOthersStaysAsTheLoopLeavesIt) {
+  // A flat triangle, then a point of height NaN on one of its pixels: the loop stamps the NaN last, so
+  // its cross keeps NaN; stamps held back for folding must not overtake it.
+  CHTriangulation t(2, 1, 1, 1);
+  SetTriangle(t, 0, P(0, 0, 1), P(6, 0, 1), P(0, 6, 1));
+  SetTriangle(t, 1, P(2, 2, NAN), P(2, 2, NAN), P(2, 2, NAN));
+  meshtest::PrepareScan(t, 1.0f);
+  SSEPoint lo = P(0, 0, 0), hi = P(8, 8, 2);
+  for (bool keepMax : {true, false}) {
+    CSSEMatrix shipped, plain;
+    if (keepMax) {
+      t.ScanConvertTriangulationMax_MinMaxPoint(&shipped, 0.5f, lo, hi);
+    } else {
+      t.ScanConvertTriangulationMin_MinMaxPoint(&shipped, 0.5f, lo, hi);
+    }
+    PlainConvert(t, plain, 0.5f, lo, hi, keepMax, 1.0f);
+    EXPECT_TRUE(SameBits(shipped, plain)) << keepMax;
+    EXPECT_TRUE(std::isnan(At(shipped, 2, 3))) << keepMax;
+    EXPECT_EQ(At(shipped, 4, 1), 1.5f);
+  }
 }
 
 // ---- NoDelete, the y band and limited ranges ----------------------------------------------------------

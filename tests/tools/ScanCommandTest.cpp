@@ -179,3 +179,46 @@ TEST(ScanCommand, HelpNamesTheMethodsAndBadRequestsFailInOneLine) {
   // The z-buffer has no frame to drop: even 3 x 3 grid points make a raster.
   EXPECT_EQ(RunTool(dir, {"scan", dir / "t.stl", dir / "o.pfm", "--resolution", "50"}).status, 0);
 }
+
+TEST(ScanCommand, AMeshedSpikeIsStampedWithoutSamplingItsHeight) {
+  // One pixel of 65536 in a 6 x 6 field: its triangles stand 65536 pixels high, some 10^9 samples each
+  // at the plain step; the stamps walk their rows instead.
+  tooltest::TempDir dir;
+  HeightField f{6, 6, std::vector<float>(36, 0.0f)};
+  f.values[3 * 6 + 2] = 65536.0f;
+  WriteHeightField(dir / "f.pfm", f);
+  ASSERT_EQ(RunTool(dir, {"mesh", dir / "f.pfm", dir / "f.stl", "--threshold", "-1"}).status, 0);
+  std::vector<float> first;
+  for (const char* threads : {"", "--threads"}) {
+    std::vector<std::string> args = {"scan", dir / "f.stl", dir / "o.pfm", "--method", "stamp"};
+    if (*threads) args.push_back(threads);
+    const auto r = RunTool(dir, args);
+    ASSERT_EQ(r.status, 0) << r.err;
+    const HeightField o = ReadHeightField(dir / "o.pfm");
+    EXPECT_EQ(o.At(2, 3), 65536.0f);  // the peak comes back at its pixel
+    if (first.empty()) {
+      first = o.values;
+    } else {
+      EXPECT_EQ(o.values, first);
+    }
+  }
+}
+
+TEST(ScanCommand, StampsPlanningMoreThanTheWorkBudgetFailInOneLine) {
+  // Two needles 16 million high with their far sides 1000 pixels long: 1.1e7 rows of 1000 pixels each.
+  tooltest::TempDir dir;
+  MeshData m;
+  m.vertices = {{0, 0, 0}, {1, 0, 16000000}, {1000, 1, 0}, {0, 2, 0}, {1, 2, 16000000}, {1000, 3, 0}};
+  m.triangles = {{0, 1, 2}, {3, 4, 5}};
+  WriteMesh(dir / "n.ply", m);
+  for (const char* threads : {"", "--threads"}) {
+    std::vector<std::string> args = {"scan", dir / "n.ply", dir / "o.pfm", "--method", "stamp"};
+    if (*threads) args.push_back(threads);
+    const auto r = RunTool(dir, args);
+    EXPECT_EQ(r.status, 1) << threads;
+    EXPECT_EQ(CountLines(r.err), 1) << r.err;
+    EXPECT_EQ(r.err.rfind("qssse scan: " + std::string(dir / "n.ply") + ": too much work: scan conversion needs", 0),
+              0u)
+        << r.err;
+  }
+}

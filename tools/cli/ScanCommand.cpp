@@ -13,6 +13,8 @@
 #include "cli/Summary.h"
 #include "qssse/mesh/HTriangulation.h"
 #include "qssse/platform/MemoryException.h"
+#include "qssse/platform/WorkBudget.h"
+#include "qssse/platform/WorkBudgetException.h"
 #include "qssse/raster/SSEMatrix.h"
 
 namespace qssse::tool {
@@ -46,19 +48,8 @@ class SlowStepProgress {
   Stopwatch clock_;
 };
 
-// Samples the stamped conversion takes, (longer edge at P0 / cell diagonal)^2 / 2 per triangle: its cost,
-// which grows with the heights as well as with the area.
-double StampSamples(const CHTriangulation& mesh) {
-  double samples = 0.0;
-  const SSEPoint *s = mesh.GetSArray(), *t = mesh.GetTArray();
-  const double d = mesh.GetScanDiagonal();
-  for (int i = 0; i < mesh.GetNumTriangles(); ++i) {
-    const auto len2 = [](const SSEPoint& v) { return double{v.x} * v.x + double{v.y} * v.y + double{v.z} * v.z; };
-    samples += 0.5 * std::max(len2(s[i]), len2(t[i])) / (d * d);
-  }
-  return samples;
-}
-constexpr double kSamplesPerSecond = 5e7;
+// Steps per second of the stamped conversion, to decide whether the threaded form announces itself.
+constexpr double kStepsPerSecond = 5e7;
 
 // The stamped conversion of ScanConvertTriangulationMax/Min (or their _MinMaxPoint forms, with a box
 // from lo to top) in slices of the triangle list, so that progress can be shown: the same sentinel
@@ -153,7 +144,10 @@ int RunScan(const ScanOptions& o) {
                                                         o.zOffset, lo, top,
                                                         [&](int done, int total) { progress(done, total); });
     } else {
-      const double seconds = StampSamples(*mesh) / kSamplesPerSecond;
+      // The whole plan is checked before the first slice, so a refused mesh does no work at all.
+      const double steps = mesh->PlanSampledScanWork(0, mesh->GetNumTriangles() - 1, 1.0f);
+      qssse::CheckWorkRequest(steps, "scan conversion");
+      const double seconds = steps / kStepsPerSecond;
       if (o.threads) {
         progress.Announce(seconds > 2.0);
         SSEPoint from = lo, to = top;
@@ -165,6 +159,8 @@ int RunScan(const ScanOptions& o) {
     }
   } catch (const CMemoryException&) {
     throw ToolError(o.input, "not enough memory to scan-convert this mesh");
+  } catch (const CWorkBudgetException& e) {
+    throw ToolError(o.input, e.what());
   }
   const double ms = t.Ms();
   if (!m.HasPixels()) throw ToolError(o.input, "the mesh gives an empty raster at this resolution");
