@@ -11,6 +11,8 @@
 #include "qssse/mesh/HTriangulation.h"
 #include "qssse/platform/MemoryException.h"
 #include "qssse/platform/MemoryLimit.h"
+#include "qssse/platform/WorkBudget.h"
+#include "qssse/platform/WorkBudgetException.h"
 #include "qssse/polygon/SSE3dPolygon.h"
 
 namespace {
@@ -24,6 +26,8 @@ void Outline(CSSE3dPolygon& p, const std::vector<fuzz::Point3>& points) {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   qssse::SetMemoryLimit(std::uint64_t{256} << 20);
+  // Work planned beyond 2^24 steps (some tenths of a second here) is refused up front.
+  qssse::SetWorkBudget(std::uint64_t{1} << 24);
   fuzz::Input in(data, size);
   const bool wall = in.Bool();
   const float unit = in.Bool() ? 1.0f : 0.05f;
@@ -49,6 +53,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     mesh.CalcNeighbours();
     mesh.FindBorderTriangles();
   } catch (const CMemoryException&) {
+  } catch (const CWorkBudgetException&) {
   }
   return 0;
 }

@@ -13,10 +13,14 @@
 #include "qssse/mesh/HTriangulation.h"
 #include "qssse/platform/MemoryException.h"
 #include "qssse/platform/MemoryLimit.h"
+#include "qssse/platform/WorkBudget.h"
+#include "qssse/platform/WorkBudgetException.h"
 #include "qssse/polygon/SSE3dPolygon.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   qssse::SetMemoryLimit(std::uint64_t{256} << 20);
+  // Work planned beyond 2^24 steps (some tenths of a second here) is refused up front.
+  qssse::SetWorkBudget(std::uint64_t{1} << 24);
   fuzz::Input in(data, size);
   const float unit = in.Bool() ? 1.0f : 0.25f;
   const std::vector<fuzz::Point3> points = fuzz::Points(in, 200, unit);
@@ -47,6 +51,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     fuzz::Check(mesh.GetNumTriangles() == f, "HullFuzz", "the hull's mesh lost faces");
     mesh.CalcNeighbours();
   } catch (const CMemoryException&) {
+  } catch (const CWorkBudgetException&) {
   }
   return 0;
 }

@@ -12,6 +12,8 @@
 #include "qssse/platform/InvalidArgumentException.h"
 #include "qssse/platform/MemoryException.h"
 #include "qssse/platform/MemoryLimit.h"
+#include "qssse/platform/WorkBudget.h"
+#include "qssse/platform/WorkBudgetException.h"
 #include "qssse/polygon/SSE3dPolygon.h"
 #include "qssse/raster/SSEMatrix.h"
 
@@ -27,6 +29,8 @@ void Field(fuzz::Input& in, CSSEMatrix& m, int w, int h) {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   qssse::SetMemoryLimit(std::uint64_t{256} << 20);
+  // Work planned beyond 2^24 steps (some tenths of a second here) is refused up front.
+  qssse::SetWorkBudget(std::uint64_t{1} << 24);
   fuzz::Input in(data, size);
   const int w = in.Int(0, 24), h = in.Int(0, 24);
   const int mode = in.Int(0, 3);
@@ -73,6 +77,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     mesh->RemoveTrianglesBetweenZ(in.Coordinate(1.0f), in.Coordinate(1.0f));
     mesh->CollectBorderStretches();
   } catch (const CMemoryException&) {
+  } catch (const CWorkBudgetException&) {
   } catch (const CInvalidArgumentException&) {
   }
   return 0;

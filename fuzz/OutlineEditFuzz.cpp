@@ -12,6 +12,8 @@
 #include "qssse/platform/InvalidArgumentException.h"
 #include "qssse/platform/MemoryException.h"
 #include "qssse/platform/MemoryLimit.h"
+#include "qssse/platform/WorkBudget.h"
+#include "qssse/platform/WorkBudgetException.h"
 #include "qssse/polygon/SSE3dPolygon.h"
 
 namespace {
@@ -26,6 +28,8 @@ void Ring(fuzz::Input& in, CSSE3dPolygon& p, int maxPoints) {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   qssse::SetMemoryLimit(std::uint64_t{256} << 20);
+  // Work planned beyond 2^24 steps (some tenths of a second here) is refused up front.
+  qssse::SetWorkBudget(std::uint64_t{1} << 24);
   fuzz::Input in(data, size);
   const int op = in.Int(0, 5);
   CSSE3dPolygon a, b;
@@ -66,6 +70,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     }
   } catch (const CInvalidArgumentException&) {
   } catch (const CMemoryException&) {
+  } catch (const CWorkBudgetException&) {
   }
   return 0;
 }

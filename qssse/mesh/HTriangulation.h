@@ -152,7 +152,9 @@ class QSSSE_API CHTriangulation {
   // different corner of the other triangle), later matches overwriting earlier ones in a slot, complete
   // triangles leaving the list, the current triangle stopping when it completes. Neighbour fields are
   // not cleared first. Afterwards every triangle with a null neighbour gets mark 13. Runs in about
-  // linear time on meshes whose triangles share each corner position with a bounded number of others.
+  // linear time on meshes whose triangles share each corner position with a bounded number of others;
+  // where they do not, the candidate pairs it would test (up to the square of the triangle count) are
+  // counted first and throws CWorkBudgetException, the mesh unchanged, when they exceed the work budget.
   void CalcNeighbours();
   void CalcNeighboursConstrained() { CalcNeighbours(); }  // identical to CalcNeighbours
 

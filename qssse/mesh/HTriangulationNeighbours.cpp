@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "qssse/mesh/HTriangulation.h"
+#include "qssse/platform/WorkBudget.h"
 #include "qssse/vector/SimdOps.h"
 
 namespace simd = qssse::simd;
@@ -182,11 +183,24 @@ PairIndex BuildPairIndex(const t_htriangle* tris, int n) {
 }  // namespace
 
 void CHTriangulation::CalcNeighbours() {
-  IndexTriangleList();
   const int n = numTriangles;
-  if (n <= 0 || triangles == nullptr) return;
+  if (n <= 0 || triangles == nullptr) {
+    IndexTriangleList();
+    return;
+  }
 
   const PairIndex index = BuildPairIndex(triangles, n);
+  // Each triangle visits at most the buckets of its P0 and P1. Corners that collapse onto a few
+  // positions (a vertical edge resampled finely, huge coordinates rounding together) put most of the
+  // mesh into one bucket and make the pass quadratic, as the plain pass is; such a mesh is refused
+  // before anything changes rather than left half linked.
+  double planned = 0.0;
+  for (std::size_t k = 0; k < index.cornerBucket.size(); ++k) {
+    const int b = index.cornerBucket[k];
+    if (b >= 0) planned += index.start[static_cast<std::size_t>(b) + 1] - index.start[static_cast<std::size_t>(b)];
+  }
+  qssse::CheckWorkRequest(planned, "the neighbour search");
+  IndexTriangleList();
   std::vector<char> inList(static_cast<std::size_t>(n), 1);
   const int* members = index.members.data();
   for (int a = 0; a < n; ++a) {

@@ -210,8 +210,14 @@ class NearIndex {
   }
 
  private:
-  int Col(double x) const { return std::clamp(static_cast<int>((x - m_x0) / m_cell), 0, m_nx - 1); }
-  int Row(double y) const { return std::clamp(static_cast<int>((y - m_y0) / m_cell), 0, m_ny - 1); }
+  int Col(double x) const { return Cell((x - m_x0) / m_cell, m_nx); }
+  int Row(double y) const { return Cell((y - m_y0) / m_cell, m_ny); }
+  // Clamped before the conversion: a point of the offset ring may lie at infinity (or be NaN), and no
+  // segment is nearer to it than d in any cell.
+  static int Cell(double v, int n) {
+    if (!(v >= 0.0)) return 0;
+    return v < n - 1 ? static_cast<int>(v) : n - 1;
+  }
   const rings::Ring& m_r;
   double m_cell = 1, m_x0 = 0, m_y0 = 0;
   int m_nx = 1, m_ny = 1;

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
+#include <cstring>
 #include <new>
 #include <utility>
 #include <vector>
@@ -131,12 +132,11 @@ namespace {
 // order. A point j can pass the test |xj - px| + |yj - py| < 1 only if the rounded |xj - px| is below 1,
 // hence the exact difference too, so its cell is at most one cell away from p's in each axis: the 3 x 3
 // cells around p hold every candidate, and each candidate gets the very test of the plain scan.
+// A point with a coordinate that is not finite passes the test with no point (the sum is NaN or
+// infinite), so it is neither looked up nor filed.
 class UnitCellIndex {
  public:
-  // False when some coordinate is not finite or too large for the int cells: use the plain scan then.
-  bool Init(const float* xs, const float* ys, int n) {
-    for (int i = 0; i < n; ++i)
-      if (!(std::fabs(xs[i]) < kLimit && std::fabs(ys[i]) < kLimit)) return false;
+  void Init(const float* xs, const float* ys, int n) {
     int bits = 4;
     while ((std::int64_t{1} << bits) < 2 * static_cast<std::int64_t>(n)) ++bits;
     shift_ = 64 - bits;
@@ -146,12 +146,12 @@ class UnitCellIndex {
     next_ = qssse::scratchVector<int>(static_cast<std::size_t>(n));
     xs_ = xs;
     ys_ = ys;
-    return true;
   }
 
   // Whether a point added so far lies within Manhattan distance 1 of point i.
   bool EarlierNear(int i) const {
     const float px = xs_[i], py = ys_[i];
+    if (!std::isfinite(px) || !std::isfinite(py)) return false;
     const std::int64_t cx = Cell(px), cy = Cell(py);
     for (std::int64_t dx = -1; dx <= 1; ++dx) {
       for (std::int64_t dy = -1; dy <= 1; ++dy) {
@@ -163,6 +163,7 @@ class UnitCellIndex {
   }
 
   void Add(int i) {
+    if (!std::isfinite(xs_[i]) || !std::isfinite(ys_[i])) return;
     const std::uint64_t key = Key(Cell(xs_[i]), Cell(ys_[i]));
     const std::size_t slot = Slot(key);
     keys_[slot] = key;
@@ -171,8 +172,17 @@ class UnitCellIndex {
   }
 
  private:
-  static constexpr float kLimit = 1073741824.0f;  // 2^30: cells and their neighbours fit 32 bits
-  static std::int64_t Cell(float v) { return static_cast<std::int64_t>(std::floor(v)); }
+  static constexpr float kLimit = 1073741824.0f;  // 2^30
+  // Below 2^30 the unit cell; from 2^30 on floats lie 64 or more apart, so only an equal value is
+  // within 1 and each value gets a cell of its own, numbered by its bits (above every unit cell, and
+  // with the cells next to it still within 32 bits).
+  static std::int64_t Cell(float v) {
+    if (std::fabs(v) < kLimit) return static_cast<std::int64_t>(std::floor(v));
+    std::uint32_t bits;
+    std::memcpy(&bits, &v, sizeof bits);
+    const std::int64_t magnitude = bits & 0x7fffffffu;
+    return v < 0.0f ? -magnitude : magnitude;
+  }
   static std::uint64_t Key(std::int64_t cx, std::int64_t cy) {
     return (static_cast<std::uint64_t>(cx + (1ll << 31)) << 32) |
            static_cast<std::uint64_t>(cy + (1ll << 31));
@@ -203,7 +213,8 @@ void CSSE3dPolygon::RemoveEqualPointsXY() {
   if (m_count <= 0) return;
   std::vector<int> kept = qssse::scratchVector<int>(static_cast<std::size_t>(m_count));
   UnitCellIndex grid;
-  const bool useGrid = m_count >= kGridFromPoints && grid.Init(m_x, m_y, m_count);
+  const bool useGrid = m_count >= kGridFromPoints;
+  if (useGrid) grid.Init(m_x, m_y, m_count);
   if (useGrid) grid.Add(0);
   int keptCount = 1;  // point 0 is always kept
   int lastRemoved = -2;

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstring>
+#include <limits>
 #include <random>
 #include <vector>
 
@@ -145,6 +147,27 @@ TEST(PolygonRemoveEqualPoints, NeverRemovesTwoPointsInARow) {
   }
 }
 
+namespace {
+
+// The plain rule: every earlier input point is looked at, one by one.
+std::vector<P3> RemoveEqualPointsPlain(const std::vector<P3>& pts) {
+  std::vector<P3> kept{pts[0]};
+  int lastRemoved = -2;
+  for (int i = 1; i < static_cast<int>(pts.size()); ++i) {
+    bool near = false;
+    for (int j = 0; j < i; ++j)
+      near = near || std::fabs(pts[j][0] - pts[i][0]) + std::fabs(pts[j][1] - pts[i][1]) < 1.0f;
+    if (lastRemoved != i - 1 && near) {
+      lastRemoved = i;
+    } else {
+      kept.push_back(pts[i]);
+    }
+  }
+  return kept;
+}
+
+}  // namespace
+
 // Large outlines go through a grid of unit cells: it must drop exactly the points the plain rule drops,
 // also at Manhattan distance exactly 1 and with negative coordinates straddling cell borders.
 TEST(PolygonRemoveEqualPoints, GridMatchesThePlainRuleOnLargeOutlines) {
@@ -154,21 +177,31 @@ TEST(PolygonRemoveEqualPoints, GridMatchesThePlainRuleOnLargeOutlines) {
     for (P3& q : pts)
       q = {static_cast<float>(static_cast<int>(rng() % 40) - 20) * 0.25f,
            static_cast<float>(static_cast<int>(rng() % 40) - 20) * 0.5f, static_cast<float>(trial)};
-    std::vector<P3> expected{pts[0]};
-    int lastRemoved = -2;
-    for (int i = 1; i < static_cast<int>(pts.size()); ++i) {
-      bool near = false;
-      for (int j = 0; j < i; ++j)
-        near = near || std::fabs(pts[j][0] - pts[i][0]) + std::fabs(pts[j][1] - pts[i][1]) < 1.0f;
-      if (lastRemoved != i - 1 && near) {
-        lastRemoved = i;
-      } else {
-        expected.push_back(pts[i]);
-      }
-    }
     CSSE3dPolygon poly = Make(pts);
     poly.RemoveEqualPointsXY();
-    ASSERT_EQ(Points(poly), expected) << "trial " << trial;
+    ASSERT_EQ(Points(poly), RemoveEqualPointsPlain(pts)) << "trial " << trial;
+  }
+}
+
+// Huge and non-finite coordinates stay on the grid too (they sent large outlines to the plain scan,
+// quadratic: a finely resampled ring with a NaN point took 16 s): values from 2^30 on, where only an
+// equal value is within 1, the floats next to 2^30, and NaN and infinities, which are near nothing.
+TEST(PolygonRemoveEqualPoints, GridMatchesThePlainRuleWithHugeAndNonFiniteCoordinates) {
+  const float inf = std::numeric_limits<float>::infinity(), nan = std::numeric_limits<float>::quiet_NaN();
+  const float values[] = {0.0f,   0.5f,    -0.75f, 1073741824.0f, 1073741760.0f, 1073741952.0f, -1073741824.0f,
+                          3e9f,   -3e9f,   1e30f,  -1e30f,        3.4e38f,       -3.4e38f,      inf,
+                          -inf,   nan,     16777216.0f, 16777218.0f};
+  const int kinds = static_cast<int>(sizeof values / sizeof values[0]);
+  std::mt19937 rng(42);
+  for (int trial = 0; trial < 60; ++trial) {
+    std::vector<P3> pts(static_cast<std::size_t>(64 + trial * 5));
+    for (P3& q : pts) q = {values[rng() % kinds], values[rng() % kinds], static_cast<float>(trial)};
+    CSSE3dPolygon poly = Make(pts);
+    poly.RemoveEqualPointsXY();
+    const std::vector<P3> got = Points(poly), expected = RemoveEqualPointsPlain(pts);
+    ASSERT_EQ(got.size(), expected.size()) << "trial " << trial;
+    for (std::size_t k = 0; k < got.size(); ++k)  // NaN compares unequal: compare the bits
+      ASSERT_EQ(std::memcmp(&got[k], &expected[k], sizeof(P3)), 0) << "trial " << trial << " point " << k;
   }
 }
 
