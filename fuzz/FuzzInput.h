@@ -42,12 +42,8 @@ class Input {
   // infinities, a subnormal, zero of either sign.
   float Special() {
     static const float kinds[] = {std::nanf(""), HUGE_VALF, -HUGE_VALF, 1e-42f, -0.0f, 0.0f};
-    const float v = kinds[Byte() % 6];
-    return m_finiteOnly && std::isinf(v) ? std::nanf("") : v;
+    return kinds[Byte() % 6];
   }
-  // Infinities become NaN from here on: for the box-walking fills and the samplers, whose work an
-  // infinite corner stretches to the int range until they are bounded by their output.
-  void FiniteOnly() { m_finiteOnly = true; }
   // One coordinate: mostly a grid value (-8 .. 7) times `unit`, sometimes a raw float. `allowRaw` false
   // keeps to the grid (targets whose work grows with the coordinates' spread by design).
   float Coordinate(float unit, bool allowRaw = true) {
@@ -61,7 +57,6 @@ class Input {
   const std::uint8_t* m_data;
   std::size_t m_size;
   std::size_t m_next = 0;
-  bool m_finiteOnly = false;
 };
 
 struct Point3 {

@@ -199,7 +199,8 @@ void CHTriangulation::CalcNeighbours() {
     const int b = index.cornerBucket[k];
     if (b >= 0) planned += index.start[static_cast<std::size_t>(b) + 1] - index.start[static_cast<std::size_t>(b)];
   }
-  qssse::CheckWorkRequest(planned, "the neighbour search");
+  // About a dozen candidates per triangle on ordinary meshes: 32 per triangle are never counted.
+  qssse::CheckWorkRequest(planned, "the neighbour search", 32.0 * n);
   IndexTriangleList();
   std::vector<char> inList(static_cast<std::size_t>(n), 1);
   const int* members = index.members.data();
