@@ -161,7 +161,8 @@ int RunScan(const ScanOptions& o) {
   } catch (const CMemoryException&) {
     throw ToolError(o.input, "not enough memory to scan-convert this mesh");
   } catch (const CWorkBudgetException& e) {
-    throw ToolError(o.input, e.what());
+    // Only the sampled methods have a budget: say which method has none.
+    throw ToolError(o.input, std::string(e.what()) + " (--method zbuffer converts it exactly)");
   }
   const double ms = t.Ms();
   if (!m.HasPixels()) throw ToolError(o.input, "the mesh gives an empty raster at this resolution");
