@@ -43,10 +43,13 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
       const float x = in.Coordinate(1.0f), y = in.Coordinate(1.0f);
       p.PointInLineInnerArea(x, y, step);
       p.PointInLineInnerAreaNormalized(x, y, step);
-      p.PointInLineInnerAreaBoxed(x, y, in.Coordinate(1.0f), in.Coordinate(1.0f), in.Coordinate(1.0f), in.Coordinate(1.0f), step);
+      const float bx0 = in.Coordinate(1.0f), bx1 = in.Coordinate(1.0f), by0 = in.Coordinate(1.0f),
+                  by1 = in.Coordinate(1.0f);
+      p.PointInLineInnerAreaBoxed(x, y, bx0, bx1, by0, by1, step);
     }
     p.CalcXYArea();
-    p.ClosestPointXY(in.Coordinate(1.0f), in.Coordinate(1.0f), step);
+    const float cx = in.Coordinate(1.0f), cy = in.Coordinate(1.0f);
+    p.ClosestPointXY(cx, cy, step);
     return 0;
   }
   static const float units[] = {1.0f, 8.0f, 1048576.0f, 1e37f};
@@ -54,7 +57,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   CSSE3dPolygon p;
   Ring(p, fuzz::Points(in, 48, unit, false), 32.0f);
   CSSEMatrix m;
-  m.Create(in.Int(0, 64), in.Int(0, 64));
+  const int sizeX = in.Int(0, 64), sizeY = in.Int(0, 64);
+  m.Create(sizeX, sizeY);
   const float value = in.Coordinate(1.0f, false);
   const bool subsample = in.Bool();
   const float yFrom = in.Coordinate(8.0f, false), yTo = in.Coordinate(8.0f, false);
@@ -90,7 +94,11 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         break;
       case 8:
         p.DrawInMatrixAndFillToOneSideFront(value, &m, yFrom, yTo, subsample);
-        p.DrawInMatrix(value, &m, in.Bool(), in.Coordinate(1.0f, false), in.Coordinate(1.0f, false), in.Bool());
+        {
+          const bool first = in.Bool();
+          const float dx = in.Coordinate(1.0f, false), dy = in.Coordinate(1.0f, false);
+          p.DrawInMatrix(value, &m, first, dx, dy, in.Bool());
+        }
         break;
       default: {
         CSSEMatrix distances;

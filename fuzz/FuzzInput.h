@@ -10,6 +10,9 @@
 #include <cstring>
 #include <vector>
 
+// Read every value into a named local before the call that uses it: the order in which a call's
+// arguments are evaluated differs between compilers, and the GCC replay in `make test` must read an
+// input's bytes exactly as the clang fuzzers that found it did.
 namespace fuzz {
 
 class Input {

@@ -74,7 +74,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
       CHOctree tree(hi, lo, in.Bool() ? 1.0f : in.Coordinate(0.5f));
       tree.CalculateOctreeEntries(mesh.get(), in.Int(0, 3));
     }
-    mesh->RemoveTrianglesBetweenZ(in.Coordinate(1.0f), in.Coordinate(1.0f));
+    const float zA = in.Coordinate(1.0f), zB = in.Coordinate(1.0f);
+    mesh->RemoveTrianglesBetweenZ(zA, zB);
     mesh->CollectBorderStretches();
   } catch (const CMemoryException&) {
   } catch (const CWorkBudgetException&) {

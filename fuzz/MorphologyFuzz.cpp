@@ -28,9 +28,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
       case 0:
         m.Chamfer();
         break;
-      case 1:
-        m.Errode(radius, in.Coordinate(0.5f), in.Coordinate(0.5f), x0, x1, y0, y1);
-        break;
+      case 1: {
+        const float a = in.Coordinate(0.5f), b = in.Coordinate(0.5f);
+        m.Errode(radius, a, b, x0, x1, y0, y1);
+      } break;
       case 2:
         m.Dilate(radius, 0.0f, 1.0f, x0, x1, y0, y1);
         break;
@@ -59,8 +60,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
       }
       default: {
         int x = x0, y = y0;
-        m.FindFirstPointAbove(x, y, in.Int(-3, 3), in.Int(-3, 3), in.Coordinate(0.5f));
-        m.RemoveFrameArtefacts(in.Int(-2, 60), in.Int(-2, 60), 0.0f);
+        const int dx = in.Int(-3, 3), dy = in.Int(-3, 3);
+        m.FindFirstPointAbove(x, y, dx, dy, in.Coordinate(0.5f));
+        const int right = in.Int(-2, 60), bottom = in.Int(-2, 60);
+        m.RemoveFrameArtefacts(right, bottom, 0.0f);
         break;
       }
     }

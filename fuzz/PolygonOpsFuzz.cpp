@@ -16,7 +16,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const std::vector<fuzz::Point3> points = fuzz::Points(in, 64, in.Bool() ? 1.0f : 100.0f);
   CSSE3dPolygon p;
   p.Create(static_cast<int>(points.size()));
-  for (std::size_t i = 0; i < points.size(); ++i) p.SetPoint(static_cast<int>(i), points[i].x, points[i].y, points[i].z);
+  for (std::size_t i = 0; i < points.size(); ++i)
+    p.SetPoint(static_cast<int>(i), points[i].x, points[i].y, points[i].z);
   try {
     for (int round = 0; round < 4 && !in.Empty(); ++round) {
       switch (in.Int(0, 11)) {
@@ -35,26 +36,33 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
           p.ReducePoints();
           p.RemoveEqualPointsXY();
           break;
-        case 4:
-          p.Subsample(in.Int(-1, 6), in.Bool());
-          break;
+        case 4: {
+          const int factor = in.Int(-1, 6);
+          p.Subsample(factor, in.Bool());
+        } break;
         case 5:
           p.FilterMedian3();
           p.FilterMaximum3();
           break;
-        case 6:
-          p.InterpolateZ(in.Coordinate(1.0f), in.Coordinate(1.0f), in.Int(-1, 4), in.Coordinate(1.0f));
-          break;
-        case 7:
-          p.RotateXYZ(in.Coordinate(0.5f), in.Coordinate(0.5f), in.Coordinate(0.5f));
-          p.TransformVertices(in.Coordinate(0.5f), in.Coordinate(0.5f));
-          break;
-        case 8:
-          p.BlowLineAroundCenter(in.Coordinate(0.5f), in.Coordinate(0.5f), 1.0f, in.Bool());
-          break;
+        case 6: {
+          const float a = in.Coordinate(1.0f), b = in.Coordinate(1.0f);
+          const int k = in.Int(-1, 4);
+          p.InterpolateZ(a, b, k, in.Coordinate(1.0f));
+        } break;
+        case 7: {
+          const float ax = in.Coordinate(0.5f), ay = in.Coordinate(0.5f), az = in.Coordinate(0.5f);
+          p.RotateXYZ(ax, ay, az);
+          const float tx = in.Coordinate(0.5f), ty = in.Coordinate(0.5f);
+          p.TransformVertices(tx, ty);
+        } break;
+        case 8: {
+          const float cx = in.Coordinate(0.5f), cy = in.Coordinate(0.5f);
+          p.BlowLineAroundCenter(cx, cy, 1.0f, in.Bool());
+        } break;
         case 9: {
           CSSE3dPolygon copy(p);
-          p.AddPolygonPoints(copy, in.Int(-1, 70), in.Int(-1, 70));
+          const int from = in.Int(-1, 70), to = in.Int(-1, 70);
+          p.AddPolygonPoints(copy, from, to);
           break;
         }
         case 10: {

@@ -53,22 +53,33 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         break;
       case 3:
       case 4: {
-        m.Create(in.Int(0, 40), in.Int(0, 40));
-        if (op == 3) mesh.ScanConvertTriangulationMaxNoDelete(&m, in.Bool(), in.Bool());
-        else mesh.ScanConvertTriangulationMinNoDeleteInYArea(&m, in.Coordinate(1.0f, false), in.Coordinate(1.0f, false));
+        const int sizeX = in.Int(0, 40), sizeY = in.Int(0, 40);
+        m.Create(sizeX, sizeY);
+        if (op == 3) {
+          const bool fine = in.Bool(), cross = in.Bool();
+          mesh.ScanConvertTriangulationMaxNoDelete(&m, fine, cross);
+        } else {
+          const float yMin = in.Coordinate(1.0f, false), yMax = in.Coordinate(1.0f, false);
+          mesh.ScanConvertTriangulationMinNoDeleteInYArea(&m, yMin, yMax);
+        }
         break;
       }
       case 5: {
-        m.Create(in.Int(0, 40), in.Int(0, 40));
-        SSEPoint origin = qssse::MakeSSEPoint(in.Coordinate(1.0f, false), in.Coordinate(1.0f, false), 0.0f);
-        mesh.ScanConvertTriangulationWithLimitedArea(&m, in.Int(-2, 30), in.Int(-2, 30), zOffset, in.Bool() ? &origin : nullptr, in.Bool());
+        const int sizeX = in.Int(0, 40), sizeY = in.Int(0, 40);
+        m.Create(sizeX, sizeY);
+        const float ox = in.Coordinate(1.0f, false), oy = in.Coordinate(1.0f, false);
+        SSEPoint origin = qssse::MakeSSEPoint(ox, oy, 0.0f);
+        const int limitX = in.Int(-2, 30), limitY = in.Int(-2, 30);
+        SSEPoint* from = in.Bool() ? &origin : nullptr;
+        mesh.ScanConvertTriangulationWithLimitedArea(&m, limitX, limitY, zOffset, from, in.Bool());
         break;
       }
       case 6: {
         const std::vector<fuzz::Point3> points = fuzz::Points(in, 10, resolution, false);
         CSSE3dPolygon line;
         line.Create(static_cast<int>(points.size()));
-        for (std::size_t i = 0; i < points.size(); ++i) line.SetPoint(static_cast<int>(i), points[i].x, points[i].y, 0.0f);
+        for (std::size_t i = 0; i < points.size(); ++i)
+          line.SetPoint(static_cast<int>(i), points[i].x, points[i].y, 0.0f);
         mesh.ScanConvertThroughLineMax(&m, &line, zOffset);
         break;
       }
