@@ -15,4 +15,18 @@ inline int TruncSat(float t) {
 // The cell of a coordinate: t + 0.5 truncated toward zero (rounds half up for t >= -0.5), saturating.
 inline int Rnd(float t) { return TruncSat(t + 0.5f); }
 
+// First k in [lo, hi) for which pred holds, for a pred that is false and then true; hi when none.
+template <class Pred>
+int FirstTrue(int lo, int hi, Pred pred) {
+  while (lo < hi) {
+    const int mid = lo + (hi - lo) / 2;
+    if (pred(mid)) {
+      hi = mid;
+    } else {
+      lo = mid + 1;
+    }
+  }
+  return lo;
+}
+
 }  // namespace qssse::polygon

@@ -11,6 +11,7 @@
 namespace {
 
 using qssse::polygon::Rnd;
+using qssse::polygon::FirstTrue;
 using qssse::polygon::TruncSat;
 
 int Clamp(int v, int lo, int hi) { return v < lo ? lo : (v > hi ? hi : v); }
@@ -113,20 +114,6 @@ void CSSE3dPolygon::DrawInMatrix(CSSEMatrix* m, bool fourCells) {
 }
 
 namespace {
-
-// First k in [lo, hi) for which pred holds, for a pred that is false and then true; hi when none.
-template <class Pred>
-int FirstTrue(int lo, int hi, Pred pred) {
-  while (lo < hi) {
-    const int mid = lo + (hi - lo) / 2;
-    if (pred(mid)) {
-      hi = mid;
-    } else {
-      lo = mid + 1;
-    }
-  }
-  return lo;
-}
 
 // The open polyline of n points with z interpolated along each edge, written by put(x, y, z) into the
 // cells of a w x h matrix (coordinates clamped into it).

@@ -36,21 +36,8 @@
 
 namespace {
 
+using qssse::polygon::FirstTrue;
 using qssse::polygon::TruncSat;
-
-// First i in [lo, hi) for which pred holds, for a pred that is false and then true; hi when none.
-template <class Pred>
-int FirstTrue(int lo, int hi, Pred pred) {
-  while (lo < hi) {
-    const int mid = lo + (hi - lo) / 2;
-    if (pred(mid)) {
-      hi = mid;
-    } else {
-      lo = mid + 1;
-    }
-  }
-  return lo;
-}
 
 struct Edge {
   float lx, ly, rx, ry;  // left end (smaller x) and right end, as the rule orders them
