@@ -1,4 +1,6 @@
 #pragma once
+#include <cstdint>
+
 #include "qssse/platform/Export.h"
 
 class CSSE3dPolygon;
@@ -54,7 +56,7 @@ class QSSSE_API CHConvexHull2D {
   // Swaps the lowest point (smallest y, then smallest x) into place 0, the anchor.
   void FindLowest();
   // Sorts count records of size bytes at base by Compare. Fewer than 2 records, or records larger than
-  // 64 bytes, are left alone.
+  // 64 bytes, are left alone. O(n log n) even where the tolerance makes Compare inconsistent.
   void QuickSort(void* base, unsigned int count, unsigned int size);
   // Angular order about the anchor (counter-clockwise first). Deliberately not a pure comparison: a
   // pair on one ray counts as a deletion and the nearer point (of equal points the lower index) is
@@ -81,5 +83,8 @@ class QSSSE_API CHConvexHull2D {
   tStackCell* top;
 
  private:
+  // Quicksort of one range that falls back to HeapSort once the comparison allowance is spent.
+  void SortRange(unsigned char* records, unsigned count, unsigned size, std::int64_t& allowance);
+  void HeapSort(unsigned char* records, unsigned count, unsigned size);
   void Release();
 };

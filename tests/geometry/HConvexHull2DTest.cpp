@@ -91,6 +91,20 @@ TEST(ConvexHull2D, CollinearAndTinyInputsKeepTheAnchorAndTheFarthestPoint) {
   EXPECT_EQ(out.GetNumPoints(), 0);
 }
 
+TEST(ConvexHull2D, AnOutlineDoubledBackOnOneLineSortsInNLogNComparisons) {
+  // A ring resampled up and down one vertical line (organ-pipe order of distances from the anchor), which
+  // makes every partition about the middle record peel off a few records.
+  std::vector<P3> ring;
+  for (int k = 0; k <= 9333; ++k) ring.push_back({-300.0f, -2900.0f + 0.6f * static_cast<float>(k), 0});
+  for (int k = 1; k <= 9332; ++k) ring.push_back({-300.0f, 2700.0f - 0.6f * static_cast<float>(k), 0});
+  CSSE3dPolygon in = Make(ring);
+  CHConvexHull2D hull(&in);
+  // Every comparison here is of two points on one ray, so the deletion count is the comparison count:
+  // 8.7e7 for the plain quicksort, within 32 n log2 n (8.4e6) once it gives way to a heap sort.
+  EXPECT_LT(hull.GetNumDeleted(), 32 * 18666 * 15);
+  EXPECT_EQ(hull.GetNumPoints(), 2);
+}
+
 TEST(ConvexHull2D, MatchesMonotoneChainOnRandomCoarseGrids) {
   std::mt19937 rng(42);
   for (int round = 0; round < 400; ++round) {
