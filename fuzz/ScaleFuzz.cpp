@@ -1,6 +1,8 @@
 // Fuzzed rasters through both resamplers to fuzzed sizes: the SIMD one must equal the plain one bit for
-// bit on every pixel (NaN included), and a size past the memory ceiling must throw before anything is
+// bit on every pixel (a NaN where the plain one has a NaN, whatever its payload: compilers may swap the
+// operands of a sum, and the processor passes on the first operand's NaN), and a size past the memory ceiling must throw before anything is
 // allocated, leaving the matrix as it was.
+#include <cmath>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -18,8 +20,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   // Now and then a size far past the ceiling (at least 8e7 pixels against 64 MiB), which both must
   // refuse before any work; otherwise sizes whose work (proportional to the result) stays small.
   const bool huge = in.Byte() >= 250;
-  const int nx = huge ? 20000 + static_cast<int>(in.Bits32() % (1u << 30)) : in.Int(-2, 300);
-  const int ny = huge ? 4000 + static_cast<int>(in.Bits32() % 28000u) : in.Int(-2, 300);
+  const int nx = huge ? 20000 + static_cast<int>(in.Bits32() % (1u << 30)) : in.Int(-2, 130);
+  const int ny = huge ? 4000 + static_cast<int>(in.Bits32() % 28000u) : in.Int(-2, 130);
   CSSEMatrix plain;
   plain.Create(w, h);
   for (int y = 0; y < h; ++y)
@@ -50,7 +52,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   for (int y = 0; y < plain.GetSizeY(); ++y)
     for (int x = 0; x < plain.GetSizeX(); ++x) {
       const float a = plain.GetPoint(x, y), b = simd.GetPoint(x, y);
-      fuzz::Check(std::memcmp(&a, &b, sizeof a) == 0, "ScaleFuzz", "the SIMD resampler differs from the plain one");
+      const bool same = std::memcmp(&a, &b, sizeof a) == 0 || (std::isnan(a) && std::isnan(b));
+      fuzz::Check(same, "ScaleFuzz", "the SIMD resampler differs from the plain one");
     }
   return 0;
 }

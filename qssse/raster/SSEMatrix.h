@@ -267,8 +267,9 @@ class QSSSE_API CSSEMatrix : public CbReferenceCounted {
   // padding of the result holds source (0, 0). Does nothing for a size below 1 or without pixels;
   // newSizeY above kMaxSizeY throws CInvalidArgumentException with the matrix unchanged.
   void ScaleMatrix(int newSizeX, int newSizeY);
-  // The same four rows at a time with SIMD; equal to ScaleMatrix bit for bit on every pixel. The
-  // result is built in new storage that replaces the old (earlier row pointers become invalid).
+  // The same four rows at a time with SIMD; equal to ScaleMatrix bit for bit on every pixel, except
+  // that of two NaN results the payloads may differ (the processor passes on one operand's NaN, and
+  // compilers may swap the operands of a sum or a product). The result is built in new storage that replaces the old (earlier row pointers become invalid).
   void ScaleMatrix_SSE(int newSizeX, int newSizeY);
   // The same resampling of this matrix into target, which is re-created at the new size unless it has
   // that size already (then its storage, its pages already in memory, is reused); this matrix is
