@@ -2,10 +2,13 @@
 #include <gtest/gtest.h>
 
 #include <cstddef>
+#include <initializer_list>
 #include <random>
+#include <utility>
 
 #include "qssse/mesh/HTriangulation.h"
 #include "raster/RasterTestSupport.h"
+#include "qssse/polygon/SSE3dPolygon.h"
 #include "qssse/raster/SSEMatrix.h"
 
 namespace meshtest {
@@ -51,6 +54,41 @@ inline void RandomSoup(CHTriangulation& t, std::mt19937& rng, int n, int extent)
     const auto corner = [&] { return P(c(extent), c(extent), c(10) - 5.0f); };
     SetTriangle(t, i, corner(), corner(), corner());
   }
+}
+
+// The mesh's bounding box as (minimum, maximum).
+inline std::pair<SSEPoint, SSEPoint> Box(const CHTriangulation& t) {
+  SSEPoint lo, hi;
+  t.GetMinPoint(lo);
+  t.GetMaxPoint(hi);
+  return {lo, hi};
+}
+
+// An outline through the given (x, y) points at height 0.
+inline CSSE3dPolygon Ring(std::initializer_list<std::pair<float, float>> points) {
+  CSSE3dPolygon ring;
+  ring.Create(static_cast<int>(points.size()));
+  int i = 0;
+  for (const auto& p : points) ring.SetPoint(i++, p.first, p.second, 0.0f);
+  return ring;
+}
+
+// A w x h field of whole values 0 .. levels-1, row by row.
+inline void RandomField(CSSEMatrix& m, int w, int h, std::mt19937& rng, int levels) {
+  m.Create(w, h);
+  for (int y = 0; y < h; ++y) {
+    for (int x = 0; x < w; ++x) m.SetPoint(x, y, static_cast<float>(rng() % levels));
+  }
+}
+
+struct Pixel {
+  int x, y;
+  float value;
+};
+
+// Expects each listed pixel of m to hold exactly its value.
+inline void ExpectPixels(const CSSEMatrix& m, std::initializer_list<Pixel> pixels) {
+  for (const Pixel& p : pixels) EXPECT_EQ(m.GetPoint(p.x, p.y), p.value) << "pixel " << p.x << "," << p.y;
 }
 
 // A field from rows of values, row y = rows[y].

@@ -232,10 +232,8 @@ TEST(ScanZBuffer, UncoveredPixelsTakeTheNoDataValueAndOverlapsTheEnvelope) {
   ASSERT_EQ(hi.GetSizeX(), 5);
   EXPECT_EQ(hi.GetPoint(1, 1), 3.5f);
   EXPECT_EQ(lo.GetPoint(1, 1), 1.5f);
-  EXPECT_EQ(hi.GetPoint(0, 0), 3.5f);   // a corner on the raster's first pixel: no frame is dropped
-  EXPECT_EQ(hi.GetPoint(2, 2), 3.5f);   // on the hypotenuse: the border is covered too
-  EXPECT_EQ(hi.GetPoint(3, 2), -7.0f);
-  EXPECT_EQ(hi.GetPoint(4, 4), -7.0f);
+  // A corner on the raster's first pixel (no frame is dropped) and the hypotenuse (the border is covered).
+  meshtest::ExpectPixels(hi, {{0, 0, 3.5f}, {2, 2, 3.5f}, {3, 2, -7.0f}, {4, 4, -7.0f}});
   EXPECT_EQ(hi.GetMatrixDataDirectly()[1][4][3], -7.0f);  // padding too
   CSSEMatrix nan;
   t.ScanConvertTriangulationZBuffer(&nan, true, NAN, 0.0f);
@@ -259,9 +257,7 @@ TEST(ScanZBuffer, ACallersBoxSetsSizeAndOriginAndProgressIsReported) {
   EXPECT_EQ(last, 60);
 
   // A box one unit further left: every pixel moves two columns right, the raster two columns wider.
-  SSEPoint lo, hi;
-  t.GetMinPoint(lo);
-  t.GetMaxPoint(hi);
+  auto [lo, hi] = meshtest::Box(t);
   const SSEPoint wider = P(lo.x - 1.0f, lo.y, lo.z);
   CSSEMatrix shifted;
   t.ScanConvertTriangulationZBuffer_MinMaxPoint(&shifted, false, NAN, 0.25f, wider, hi);
