@@ -12,6 +12,7 @@
 
 using namespace qssse::io;
 using iotest::Bytes;
+using iotest::Contains;
 
 namespace {
 
@@ -86,7 +87,7 @@ TEST(FileKind, EveryReaderTakesItsKindUnderAnyNameAndNamesAnyOtherKind) {
         ADD_FAILURE() << FileKindName(kind) << " read as a mesh";
       } catch (const CIoException& e) {
         EXPECT_EQ(e.GetFile(), path);
-        EXPECT_NE(e.GetProblem().find(FileKindName(kind)), std::string::npos) << e.what();
+        EXPECT_TRUE(Contains(e.GetProblem(), FileKindName(kind))) << e.what();
       }
     }
   }

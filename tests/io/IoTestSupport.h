@@ -58,6 +58,12 @@ inline void WriteText(const std::string& path, const std::string& text) {
 
 inline std::vector<unsigned char> Bytes(const std::string& s) { return {s.begin(), s.end()}; }
 
+// Whether text holds part; either way the message shows the whole text.
+inline ::testing::AssertionResult Contains(const std::string& text, const std::string& part) {
+  auto r = text.find(part) != std::string::npos ? ::testing::AssertionSuccess() : ::testing::AssertionFailure();
+  return r << "'" << part << "' in: " << text;
+}
+
 // The message of the CIoException that parse(bytes, "f.m") throws on text, or "accepted".
 template <class Parse>
 inline std::string Message(Parse parse, const std::string& text) {
