@@ -1,15 +1,18 @@
 #pragma once
 #include <gtest/gtest.h>
 
+#include <array>
 #include <cstddef>
 #include <initializer_list>
+#include <memory>
 #include <random>
 #include <utility>
+#include <vector>
 
 #include "qssse/mesh/HTriangulation.h"
-#include "raster/RasterTestSupport.h"
 #include "qssse/polygon/SSE3dPolygon.h"
 #include "qssse/raster/SSEMatrix.h"
+#include "raster/RasterTestSupport.h"
 
 namespace meshtest {
 
@@ -98,6 +101,16 @@ void FillField(CSSEMatrix& m, const float (&rows)[H][W]) {
   for (std::size_t y = 0; y < H; ++y) {
     for (std::size_t x = 0; x < W; ++x) m.SetPoint(static_cast<int>(x), static_cast<int>(y), rows[y][x]);
   }
+}
+
+// A mesh of the given triangles with its S/T/V and bounding box.
+inline std::unique_ptr<CHTriangulation> MeshOf(const std::vector<std::array<SSEPoint, 3>>& tris) {
+  auto t = std::make_unique<CHTriangulation>(static_cast<int>(tris.size()), 1.0f, 1.0f, 1.0f);
+  for (std::size_t i = 0; i < tris.size(); ++i)
+    SetTriangle(*t, static_cast<int>(i), tris[i][0], tris[i][1], tris[i][2]);
+  t->CalcSTV();
+  t->CalcBoundingBox();
+  return t;
 }
 
 // Position of a record in t, -1 for null, -2 for a record of another mesh.
