@@ -87,20 +87,6 @@ TEST(HTriangulationOutline, BorderLineFollowsTheStretchListWhileItConnects) {
   cell.FindBorderLine(nullptr);
 }
 
-TEST(HTriangulationOutline, ClosedMeshHasAnEmptyBorderLine) {
-  CHTriangulation tet(4, 1, 1, 1);
-  // Distinct values in every lane, so that the loose lane-by-lane corner test matches only real corners.
-  const SSEPoint a = P(0, 0, 0), b = P(10, 1, 2), c = P(3, 20, 4), d = P(5, 6, 30);
-  SetTriangle(tet, 0, a, b, c);
-  SetTriangle(tet, 1, a, b, d);
-  SetTriangle(tet, 2, b, c, d);
-  SetTriangle(tet, 3, c, a, d);
-  tet.CalcNeighbours();
-  CSSE3dPolygon line = meshtest::Ring({{1, 1}, {2, 2}});
-  tet.FindBorderLine(&line);
-  EXPECT_EQ(line.GetNumPoints(), 0);
-}
-
 TEST(HTriangulationOutline, FourByFourMatrixActsThroughItsFirstThreeRows) {
   CbMatrix4Rf m = CbMatrix4Rf::Translation(1.0f, -2.0f, 0.5f);
   m(0, 1) = 0.25f;  // a shear
