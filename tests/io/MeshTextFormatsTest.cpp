@@ -161,13 +161,14 @@ TEST(AsciiStlFormat, BadFacetsNameTheLineAndEveryPrefixFails) {
   });
 }
 
-TEST(ObjFormat, NegativeIndicesCountBackFromTheLatestVertexAndPolygonsAreFanned) {
+TEST(ObjFormat, NegativeIndicesCountBackSlashesAndOtherStatementsAreSkippedAndPolygonsFanned) {
+  // Statements other than v and f are skipped; a fourth vertex value is the weight, not read.
   const std::string obj =
-      "o quad\nv 0 0 0\nv 1 0 0\nv 1 1 2\nv 0 1 2\nf -4/1/1 -3/2/1 -2/3/1 -1/4/1\n"
-      "v 5 5 5\nf -1 -2 -3\nf 1 2 -1 3\n";
+      "# a quad\nmtllib x.mtl\no quad\nv 0 0 0\nv 1 0 0\nvn 0 0 1\nv 1 1 2 1.0\nvt 0 0\ng part\nv 0 1 2\n"
+      "f -4/1/1 -3/2/1 -2/3/1 -1/4/1\nv 5 5 5\nf -1 -2 -3\nf 1 2 -1 3\nf 1//1 2//1 3\n";
   const MeshData m = ParseObj(Bytes(obj), "f.obj");
   EXPECT_EQ(m.vertices.size(), 5u);
-  EXPECT_EQ(m.triangles, (Triangles{{0, 1, 2}, {0, 2, 3}, {4, 3, 2}, {0, 1, 4}, {0, 4, 2}}));
+  EXPECT_EQ(m.triangles, (Triangles{{0, 1, 2}, {0, 2, 3}, {4, 3, 2}, {0, 1, 4}, {0, 4, 2}, {0, 1, 2}}));
   EXPECT_EQ(m.splitPolygons, 2u);
   EXPECT_EQ(DetectFileKind(Bytes(obj), "f.stl"), FileKind::Obj);
 }
