@@ -39,25 +39,6 @@ std::pair<int, int> PngSize(const std::string& path) {
   return {w, h};
 }
 
-// `qssse demo` at a size, run once for all the tests that read its output.
-struct DemoRun {
-  tooltest::TempDir dir;
-  tooltest::RunResult r;
-  std::string json;  // summary.json
-  std::string operator/(const std::string& name) const { return dir / ("out/" + name); }
-};
-
-const DemoRun& DemoOnce(int size) {
-  static std::map<int, DemoRun> runs;
-  auto [at, fresh] = runs.try_emplace(size);
-  DemoRun& d = at->second;
-  if (fresh) {
-    d.r = tooltest::RunTool(d.dir, {"demo", "--out", d.dir / "out", "--size", std::to_string(size)});
-    d.json = tooltest::ReadText(d / "summary.json");
-  }
-  return d;
-}
-
 }  // namespace
 
 TEST(SyntheticCrown, HeightsAreZeroOutsideTheMarginAndRiseFromTheMarginToTheCusps) {
@@ -101,21 +82,22 @@ TEST(SyntheticCrown, MarginRingLiesOnTheMarginRadiusAtTheMarginHeight) {
 }
 
 TEST(Demo, WritesItsPicturesAndASummaryThatAgreeWithTheFiles) {
-  const DemoRun& d = DemoOnce(80);
-  const auto& r = d.r;
-  const std::string& json = d.json;
+  tooltest::TempDir dir;
+  const auto r = tooltest::RunTool(dir, {"demo", "--out", dir / "out", "--size", "80"});
   ASSERT_EQ(r.status, 0) << r.err;
   EXPECT_TRUE(Contains(r.out, "synthetic crown"));
   EXPECT_TRUE(Contains(r.out, "chamfer distance"));
   EXPECT_TRUE(r.err.empty()) << r.err;  // no progress output when stderr is not a terminal
 
-  EXPECT_EQ(ReadHeightField(d / "crown.pfm").values, MakeSyntheticCrown(80).heights.values);
-  EXPECT_EQ(ReadOutline(d / "margin.txt"), MakeSyntheticCrown(80).margin);
+  const HeightField crown = ReadHeightField(dir / "out/crown.pfm");
+  EXPECT_EQ(crown.values, MakeSyntheticCrown(80).heights.values);
+  EXPECT_EQ(ReadOutline(dir / "out/margin.txt"), MakeSyntheticCrown(80).margin);
+  const std::string json = tooltest::ReadText(dir / "out/summary.json");
   for (const char* picture : {"relief.png", "mask.png", "skeleton.png"}) {
-    EXPECT_EQ(PngSize(d / picture), std::make_pair(80, 80)) << picture;
+    EXPECT_EQ(PngSize(dir / ("out/" + std::string(picture))), std::make_pair(80, 80)) << picture;
   }
   // The distance map with its colour bar beside it.
-  const auto [width, height] = PngSize(d / "distance.png");
+  const auto [width, height] = PngSize(dir / "out/distance.png");
   EXPECT_GT(width, 80 + 40);
   EXPECT_EQ(height, 80);
   // The run's memory before it starts, and its whole time at the end, file work included.
@@ -136,17 +118,18 @@ TEST(Demo, WritesItsPicturesAndASummaryThatAgreeWithTheFiles) {
   }
   EXPECT_TRUE(Contains(json, "\"maskPixels\": " + std::to_string(maskPixels)));
   EXPECT_TRUE(Contains(json, "\"outlines.svg\""));
-  EXPECT_TRUE(Contains(tooltest::ReadText(d / "outlines.svg"), "<polygon"));
+  EXPECT_TRUE(Contains(tooltest::ReadText(dir / "out/outlines.svg"), "<polygon"));
 }
 
 TEST(Demo, MeshFilesHoldTheClippedCrownInMillimetresWithItsMarginAtZero) {
+  tooltest::TempDir dir;
   const int size = 64;
-  const DemoRun& d = DemoOnce(size);
-  ASSERT_EQ(d.r.status, 0) << d.r.err;
-  const std::string& json = d.json;
+  const auto r = tooltest::RunTool(dir, {"demo", "--out", dir / "out", "--size", std::to_string(size)});
+  ASSERT_EQ(r.status, 0) << r.err;
+  const std::string json = tooltest::ReadText(dir / "out/summary.json");
   const double triangles = JsonNumber(json, "meshTriangles") - JsonNumber(json, "removedTriangles");
-  const MeshData stl = ReadMesh(d / "crown.stl");
-  const MeshData ply = ReadMesh(d / "crown.ply");
+  const MeshData stl = ReadMesh(dir / "out/crown.stl");
+  const MeshData ply = ReadMesh(dir / "out/crown.ply");
   EXPECT_EQ(static_cast<double>(stl.triangles.size()), triangles);
   EXPECT_EQ(WeldVertices(stl).vertices, ply.vertices);
   EXPECT_EQ(static_cast<double>(ply.vertices.size()), JsonNumber(json, "meshVertices"));
@@ -187,10 +170,11 @@ TEST(Demo, MeshFilesHoldTheClippedCrownInMillimetresWithItsMarginAtZero) {
 }
 
 TEST(Demo, RoundTripGivesTheCrownBackWithinTheDocumentedBoundsInTheInterior) {
+  tooltest::TempDir dir;
   const int size = 96;
-  const DemoRun& d = DemoOnce(size);
-  ASSERT_EQ(d.r.status, 0) << d.r.err;
-  const std::string& json = d.json;
+  const auto r = tooltest::RunTool(dir, {"demo", "--out", dir / "out", "--size", std::to_string(size)});
+  ASSERT_EQ(r.status, 0) << r.err;
+  const std::string json = tooltest::ReadText(dir / "out/summary.json");
   // The plain conversion lies between the crown and its 5 x 5 maximum; the refined one is the crown.
   EXPECT_LE(JsonNumber(json, "scanMaxDiff"), JsonNumber(json, "scanBound")) << json;
   EXPECT_GT(JsonNumber(json, "scanMaxDiff"), 0.0);
@@ -199,8 +183,8 @@ TEST(Demo, RoundTripGivesTheCrownBackWithinTheDocumentedBoundsInTheInterior) {
 
   // The same from the files alone: wherever the crown is non-zero over the 5 x 5 pixels around a
   // pixel, the refined conversion written back matches it within the bound.
-  const HeightField crown = ReadHeightField(d / "crown.pfm");
-  const HeightField back = ReadHeightField(d / "scan.pfm");
+  const HeightField crown = ReadHeightField(dir / "out/crown.pfm");
+  const HeightField back = ReadHeightField(dir / "out/scan.pfm");
   ASSERT_EQ(back.width, size);
   int compared = 0, inside = 0;
   for (int y = 2; y < size - 2; ++y) {
@@ -216,15 +200,16 @@ TEST(Demo, RoundTripGivesTheCrownBackWithinTheDocumentedBoundsInTheInterior) {
     }
   }
   EXPECT_GT(compared, inside * 3 / 4);
-  EXPECT_EQ(PngSize(d / "scan-relief.png"), std::make_pair(96, 96));
-  EXPECT_EQ(PngSize(d / "difference.png").second, 96);  // a colour bar beside it
+  EXPECT_EQ(PngSize(dir / "out/scan-relief.png"), std::make_pair(96, 96));
+  EXPECT_EQ(PngSize(dir / "out/difference.png").second, 96);  // a colour bar beside it
 }
 
 TEST(Demo, RestorationAnalysisOfTheCrownAgreesWithItsMesh) {
-  const DemoRun& d = DemoOnce(64);
-  ASSERT_EQ(d.r.status, 0) << d.r.err;
-  EXPECT_TRUE(Contains(d.r.out, "restoration octree"));
-  const std::string& json = d.json;
+  tooltest::TempDir dir;
+  const auto r = tooltest::RunTool(dir, {"demo", "--out", dir / "out", "--size", "64"});
+  ASSERT_EQ(r.status, 0) << r.err;
+  EXPECT_TRUE(Contains(r.out, "restoration octree"));
+  const std::string json = tooltest::ReadText(dir / "out/summary.json");
   // Five levels of a cell size of extent / 32; the angle is an arctangent plus the 0.0875 allowance.
   EXPECT_EQ(JsonNumber(json, "octreeLevels"), 5.0);
   EXPECT_EQ(JsonNumber(json, "octreeBricks"), 4681.0);
@@ -238,13 +223,13 @@ TEST(Demo, RestorationAnalysisOfTheCrownAgreesWithItsMesh) {
   // The crown fits a blank 1 mm larger all round, not one whose top is 1 mm below its own.
   EXPECT_EQ(JsonNumber(json, "insideBlank"), 1.0);
   EXPECT_EQ(JsonNumber(json, "insideLowBlank"), 0.0);
-  const MeshData ply = ReadMesh(d / "crown.ply");
+  const MeshData ply = ReadMesh(dir / "out/crown.ply");
   float top = 0.0f;
   for (const Vertex& v : ply.vertices) top = std::max(top, v.z);
   EXPECT_EQ(static_cast<float>(JsonNumber(json, "crownTop")),
             top);  // written with 9 digits: the float exactly
   EXPECT_GE(JsonNumber(json, "footprintPoints"), 3.0);
-  EXPECT_TRUE(Contains(tooltest::ReadText(d / "footprint.svg"), "<polygon"));
+  EXPECT_TRUE(Contains(tooltest::ReadText(dir / "out/footprint.svg"), "<polygon"));
 }
 
 TEST(Demo, SummaryJsonEscapesTextAndWritesNonFiniteResultsAsNull) {
