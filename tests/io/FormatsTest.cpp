@@ -30,14 +30,6 @@ HeightField SmallField() {
   return h;
 }
 
-// Two triangles sharing an edge.
-MeshData SmallMesh() {
-  MeshData m;
-  m.vertices = {{0, 0, 0}, {1, 0, 0.5f}, {0, 1, 0.25f}, {1, 1, -2.0f}};
-  m.triangles = {{0, 1, 2}, {1, 3, 2}};
-  return m;
-}
-
 }  // namespace
 
 TEST(HeightFieldFormats, PfmNpyAndMatrixKeepEveryFloatAndTheRowOrder) {
@@ -219,7 +211,7 @@ TEST(HeightFieldFormats, MatrixConversionKeepsPixels) {
 }
 
 TEST(MeshFormats, StlPlyAndObjRoundTripTheSameTriangles) {
-  const MeshData m = SmallMesh();
+  const MeshData m = iotest::TwoTriangles();
   const MeshData stl = WeldVertices(ParseStl(EncodeStl(m), "f.stl"));
   const MeshData ply = ParsePly(EncodePly(m), "f.ply");
   const std::string obj = EncodeObj(m);
@@ -273,7 +265,7 @@ TEST(MeshFormats, BadCountsIndicesAndValuesNameTheProblem) {
 }
 
 TEST(MeshFormats, EveryPrefixOfEachBinaryMeshFileFailsCleanly) {
-  const MeshData m = SmallMesh();
+  const MeshData m = iotest::TwoTriangles();
   ExpectEveryPrefixFails(EncodeStl(m), [](const auto& b) { ParseStl(b, "f.bin"); });
   ExpectEveryPrefixFails(EncodePly(m), [](const auto& b) { ParsePly(b, "f.bin"); });
   const std::string ascii =
@@ -288,7 +280,7 @@ TEST(MeshFormats, EveryPrefixOfEachBinaryMeshFileFailsCleanly) {
 // Text files carry no length: a prefix ending between lines or inside a number is itself a valid
 // file. The sweep asks that no prefix crashes and that each yields a clean error or a subset.
 TEST(TextFormats, EveryPrefixOfObjAndOutlineTextFailsCleanlyOrReadsAPart) {
-  const std::string obj = EncodeObj(SmallMesh());
+  const std::string obj = EncodeObj(iotest::TwoTriangles());
   const std::string outline = EncodeOutlineText({{0, 0, 1}, {10.5f, 0, 1}, {10.5f, 8, 2}, {0, 8, 2}});
   for (std::size_t n = 0; n <= obj.size(); ++n) {
     try {
