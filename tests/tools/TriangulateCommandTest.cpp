@@ -115,15 +115,10 @@ TEST(TriangulateCommand, DegenerateOutlinesAndBadArgumentsFailWithOneLine) {
     EXPECT_FALSE(std::filesystem::exists(dir / "out.stl"));
   }
   WriteFileBytes(dir / "star.txt", EncodeOutlineText(Star(50)));
-  const auto badName = RunTool(dir, {"triangulate", dir / "star.txt", "-o", dir / "bad.xyz"});
-  EXPECT_EQ(badName.status, 1);
+  EXPECT_EQ(RunTool(dir, {"triangulate", dir / "star.txt", "-o", dir / "bad.xyz"}).status, 1);
   EXPECT_FALSE(std::filesystem::exists(dir / "bad.svg"));  // refused before any work
-  const auto passesAlone =
-      RunTool(dir, {"triangulate", dir / "star.txt", "-o", dir / "o.stl", "--passes", "3"});
-  EXPECT_EQ(passesAlone.status, 2);
-  const auto badLength =
-      RunTool(dir, {"triangulate", dir / "star.txt", "-o", dir / "o.stl", "--refine", "-1"});
-  EXPECT_EQ(badLength.status, 2);
+  EXPECT_EQ(RunTool(dir, {"triangulate", dir / "star.txt", "-o", dir / "o.stl", "--passes", "3"}).status, 2);
+  EXPECT_EQ(RunTool(dir, {"triangulate", dir / "star.txt", "-o", dir / "o.stl", "--refine", "-1"}).status, 2);
   const auto missing = RunTool(dir, {"triangulate", dir / "none.txt", "-o", dir / "o.stl"});
   EXPECT_EQ(missing.status, 1);
   EXPECT_TRUE(Contains(missing.err, "none.txt"));
