@@ -7,29 +7,22 @@
 #include <vector>
 
 #include "HullTestSupport.h"
+#include "polygon/PolygonTestUtil.h"
 #include "qssse/geometry/HConvexHull2D.h"
 #include "qssse/polygon/SSE2dPolygon.h"
 #include "qssse/polygon/SSE3dPolygon.h"
 
 namespace {
 
-using P3 = std::array<float, 3>;
-
-CSSE3dPolygon Make(const std::vector<P3>& pts) {
-  CSSE3dPolygon p;
-  p.Create(static_cast<int>(pts.size()));
-  for (int i = 0; i < static_cast<int>(pts.size()); ++i) p.SetPoint(i, pts[i][0], pts[i][1], pts[i][2]);
-  return p;
-}
+using polytest::Make;
+using polytest::P3;
 
 std::vector<P3> Hull(const std::vector<P3>& pts) {
   CSSE3dPolygon in = Make(pts);
   CHConvexHull2D hull(&in);
   CSSE3dPolygon out;
   hull.ObtainConvexHull3D(&out);
-  std::vector<P3> r(static_cast<std::size_t>(out.GetNumPoints()));
-  for (int i = 0; i < out.GetNumPoints(); ++i) out.GetPoint(i, r[i][0], r[i][1], r[i][2]);
-  return r;
+  return polytest::Points(out);
 }
 
 using hulltest::I2;
