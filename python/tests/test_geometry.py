@@ -3,7 +3,7 @@ import pickle
 
 import numpy as np
 import pytest
-from conftest import dome
+from conftest import cross2, dome, star
 
 import qssse
 
@@ -13,10 +13,6 @@ def cube(lo, hi):
     v = np.array([[x, y, z] for z in (lo[2], hi[2]) for y in (lo[1], hi[1]) for x in (lo[0], hi[0])], np.float32)
     quads = [(0, 2, 3, 1), (4, 5, 7, 6), (0, 1, 5, 4), (2, 6, 7, 3), (0, 4, 6, 2), (1, 3, 7, 5)]
     return v, np.array([t for a, b, c, d in quads for t in ((a, b, c), (a, c, d))])
-
-
-def cross2(o, a, b):
-    return (a[..., 0] - o[..., 0]) * (b[..., 1] - o[..., 1]) - (a[..., 1] - o[..., 1]) * (b[..., 0] - o[..., 0])
 
 
 class TestHull3D:
@@ -153,10 +149,8 @@ class TestRestoration:
         assert inside.highest_restauration_point[2] == 0.75
 
 
-def star_ring(rng, n=30):
-    a = np.sort(rng.uniform(0, 2 * np.pi, n))
-    r = rng.uniform(6, 12, n)
-    return np.c_[20 + r * np.cos(a), 20 + r * np.sin(a), np.full(n, 2.0)].astype(np.float32)
+def star_ring(rng):
+    return star(rng, 30, (20.0, 20.0), (6.0, 12.0), z=2.0)
 
 
 def area2(t):

@@ -3,16 +3,9 @@ import pickle
 
 import numpy as np
 import pytest
+from conftest import star
 
 import qssse
-
-
-def star(rng, n=40, centre=(30.0, 25.0), r=(8.0, 20.0)):
-    """A star-shaped ring of n points, counter-clockwise, float32."""
-    a = np.sort(rng.uniform(0, 2 * np.pi, n))
-    radius = rng.uniform(*r, n)
-    return np.stack([centre[0] + radius * np.cos(a), centre[1] + radius * np.sin(a), rng.uniform(0, 3, n)],
-                    axis=1).astype(np.float32)
 
 
 def even_odd(ring, pts):
