@@ -63,14 +63,11 @@ TEST(HPolygonTriangulator, ConvexSquareFromTheHeadGivesTwoTrianglesAndTwoRecords
   EXPECT_TRUE(t.DiagonalExists(1));
   EXPECT_FALSE(t.DiagonalExists(2));
   EXPECT_FALSE(t.DiagonalExists(-1));
-  float x1 = -1, y1 = -1, x2 = -1, y2 = -1;
-  t.GetDiagonalPoints(0, x1, y1, x2, y2);
-  EXPECT_EQ(x1, 0.0f);
-  EXPECT_EQ(y1, 1.0f);
-  EXPECT_EQ(x2, 1.0f);
-  EXPECT_EQ(y2, 0.0f);
-  t.GetDiagonalPoints(2, x1, y1, x2, y2);  // out of range: untouched
-  EXPECT_EQ(x1, 0.0f);
+  std::array<float, 4> ends = {-1, -1, -1, -1};
+  t.GetDiagonalPoints(0, ends[0], ends[1], ends[2], ends[3]);
+  EXPECT_EQ(ends, (std::array<float, 4>{0, 1, 1, 0}));
+  t.GetDiagonalPoints(2, ends[0], ends[1], ends[2], ends[3]);  // out of range: untouched
+  EXPECT_EQ(ends, (std::array<float, 4>{0, 1, 1, 0}));
   EXPECT_FALSE(t.Is3DTriangulation());
   EXPECT_EQ(t.GetScaleZ(), 1.0f);
 }
