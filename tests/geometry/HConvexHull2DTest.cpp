@@ -44,13 +44,6 @@ TEST(ConvexHull2D, PointsOnEdgesAndWithinTheToleranceAreDropped) {
             (std::vector<P3>{{0, 0, 0}, {4, 0, 0}, {4, 4, 0}, {0, 4, 0}}));
 }
 
-TEST(ConvexHull2D, LeftmostOfTheLowestPointsIsTheAnchor) {
-  const std::vector<P3> h = Hull({{5, 1, 0}, {3, 1, 0}, {4, 5, 0}, {7, 1, 0}});
-  ASSERT_EQ(h.size(), 3u);
-  EXPECT_EQ(h[0], (P3{3, 1, 0}));
-  EXPECT_EQ(h[1], (P3{7, 1, 0}));
-}
-
 TEST(ConvexHull2D, OfEqualPointsTheHigherIndexSurvives) {
   CSSE3dPolygon in = Make({{0, 0, 0}, {3, 3, 7}, {6, 0, 0}, {3, 3, 8}});
   CHConvexHull2D hull(&in);
@@ -96,6 +89,7 @@ TEST(ConvexHull2D, AnOutlineDoubledBackOnOneLineSortsInNLogNComparisons) {
   EXPECT_EQ(hull.GetNumPoints(), 2);
 }
 
+// The monotone chain starts at the lowest, then leftmost, point: so must the hull.
 TEST(ConvexHull2D, MatchesMonotoneChainOnRandomCoarseGrids) {
   std::mt19937 rng(42);
   for (int round = 0; round < 400; ++round) {

@@ -82,16 +82,6 @@ TEST(SSEMatrixBoxFilter, MeanOfTheWindowClippedToTheImage) {
   EXPECT_EQ(ToRows(whole), (Rows{{3.5f, 3.5f, 3.5f}, {3.5f, 3.5f, 3.5f}}));
 }
 
-TEST(SSEMatrixBoxFilter, NanPixelsStayAndAreSkipped) {
-  const float nan = std::nanf("");
-  CSSEMatrix m = FromRows({{1, nan, 3}, {nan, nan, nan}});
-  m.BoxFilter(1, 1);
-  EXPECT_EQ(m.GetPoint(0, 0), 1.0f);
-  EXPECT_EQ(m.GetPoint(2, 0), 3.0f);
-  EXPECT_TRUE(std::isnan(m.GetPoint(1, 0)));
-  EXPECT_TRUE(std::isnan(m.GetPoint(0, 1)));
-}
-
 TEST(SSEMatrixBoxFilter, EqualsThePlainSumAndTheMaskOfOnesBitForBit) {
   std::mt19937 rng(42);
   std::uniform_real_distribution<float> value(-1000.0f, 1000.0f);
