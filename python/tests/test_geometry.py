@@ -149,10 +149,6 @@ class TestRestoration:
         assert inside.highest_restauration_point[2] == 0.75
 
 
-def star_ring(rng):
-    return star(rng, 30, (20.0, 20.0), (6.0, 12.0), z=2.0)
-
-
 def area2(t):
     """Twice the signed areas of (m, 3, >=2) triangles, in float64."""
     t = t.astype(np.float64)
@@ -160,8 +156,11 @@ def area2(t):
 
 
 class TestEarClipping:
-    def test_a_simple_ring_becomes_n_minus_2_triangles_covering_it(self, rng):
-        ring = star_ring(rng)
+    @pytest.fixture
+    def ring(self, rng):
+        return star(rng, 30, (20.0, 20.0), (6.0, 12.0), z=2.0)
+
+    def test_a_simple_ring_becomes_n_minus_2_triangles_covering_it(self, ring):
         poly = qssse.Polygon3d(ring)
         ears = qssse.PolygonTriangulator(poly)
         tri = ears.triangles()
@@ -173,12 +172,10 @@ class TestEarClipping:
         del poly  # the triangulator keeps its polygon alive for later reads
         np.testing.assert_array_equal(ears.triangles_3d(), corners)
 
-    def test_clockwise_rings_stop_early(self, rng):
-        ring = star_ring(rng)[::-1]
-        assert qssse.PolygonTriangulator(ring).num_triangles < len(ring) - 2
+    def test_clockwise_rings_stop_early(self, ring):
+        assert qssse.PolygonTriangulator(ring[::-1]).num_triangles < len(ring) - 2
 
-    def test_refinement_keeps_the_area_and_splits_long_sides(self, rng):
-        ring = star_ring(rng)
+    def test_refinement_keeps_the_area_and_splits_long_sides(self, ring):
         ears = qssse.PolygonTriangulator(ring)
         fine = qssse.TriangulationRefinement(ears, 0.5, 4)
         t2 = fine.triangles_2d()
@@ -187,8 +184,7 @@ class TestEarClipping:
         np.testing.assert_allclose(fine.triangles_3d()[:, :, 2], 2.0, rtol=1e-6)  # heights from the flat outline
         assert len(fine.border_line()) >= len(ring)
 
-    def test_meshes_of_outlines(self, rng):
-        ring = star_ring(rng)
+    def test_meshes_of_outlines(self, ring):
         mesh = qssse.Mesh.from_polygon(ring, length=1.0, scale=(0.5, 0.5, 1.0))
         tri = mesh.triangles()
         assert area2(tri).sum() == pytest.approx(qssse.Polygon3d(ring).calc_xy_area() * 0.25, rel=1e-4)
