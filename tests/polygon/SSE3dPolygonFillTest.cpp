@@ -41,6 +41,13 @@ Box PlainRanges(CSSE3dPolygon& p, float yFrom, float yTo) {
   return b;
 }
 
+// The ranges clamped to a w x h matrix.
+Box ClampedRanges(CSSE3dPolygon& p, int w, int h, float yFrom, float yTo) {
+  const Box b = PlainRanges(p, yFrom, yTo);
+  return {std::clamp(b.xStart, 0, w - 1), std::clamp(b.xEnd, 0, w - 1), std::clamp(b.yStart, 0, h - 1),
+          std::clamp(b.yEnd, 0, h - 1)};
+}
+
 CSSE3dPolygon PlainCopy(const CSSE3dPolygon& p, int thin) {
   CSSE3dPolygon copy;
   copy.CreateSimilar(&p);
@@ -53,11 +60,7 @@ CSSE3dPolygon PlainCopy(const CSSE3dPolygon& p, int thin) {
 // The Fine scan: rows outer, columns inner, a margin of 5 around the clamped box.
 template <class Rule>
 void PlainFine(CSSE3dPolygon& p, int w, int h, bool subsample, float yFrom, float yTo, Rule rule) {
-  Box b = PlainRanges(p, yFrom, yTo);
-  b.xStart = std::clamp(b.xStart, 0, w - 1);
-  b.xEnd = std::clamp(b.xEnd, 0, w - 1);
-  b.yStart = std::clamp(b.yStart, 0, h - 1);
-  b.yEnd = std::clamp(b.yEnd, 0, h - 1);
+  const Box b = ClampedRanges(p, w, h, yFrom, yTo);
   CSSE3dPolygon copy = PlainCopy(p, subsample ? 5 : 1);
   for (int y = b.yStart - 5; y < b.yEnd + 5; ++y)
     for (int x = b.xStart - 5; x < b.xEnd + 5; ++x)
@@ -87,11 +90,7 @@ void PlainFront(CSSE3dPolygon& p, CSSEMatrix& m, float value, float yFrom, float
 // The bands of the parallel fill, one after the other.
 void PlainCoarseBands(CSSE3dPolygon& p, CSSEMatrix& m, float value, bool subsample, float yFrom, float yTo) {
   const int w = m.GetSizeX(), h = m.GetSizeY();
-  Box b = PlainRanges(p, yFrom, yTo);
-  b.xStart = std::clamp(b.xStart, 0, w - 1);
-  b.xEnd = std::clamp(b.xEnd, 0, w - 1);
-  b.yStart = std::clamp(b.yStart, 0, h - 1);
-  b.yEnd = std::clamp(b.yEnd, 0, h - 1);
+  const Box b = ClampedRanges(p, w, h, yFrom, yTo);
   const int n = p.GetNumPoints();
   const int thin = !subsample || n <= 500 ? 1 : n <= 1000 ? 2 : n <= 5000 ? 6 : n <= 10000 ? 20 : 50;
   CSSE3dPolygon copy = PlainCopy(p, thin);

@@ -144,6 +144,7 @@ TEST(SSEMatrixStream, UnknownVersionsGiveAnEmptyMatrixAndBadSizesOrCutsThrowBefo
       EXPECT_EQ(target.GetSizeX(), 3);
     } else {
       target.Serialize(in);
+      EXPECT_EQ(target.GetSizeX(), 0);
       EXPECT_EQ(target.GetSizeY(), 0);
       EXPECT_FALSE(target.HasPixels());
     }
