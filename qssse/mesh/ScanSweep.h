@@ -139,6 +139,13 @@ inline TrianglePlan PlanStep(const Job& job, int i, float step) {
 }
 // Steps of a third and more make fewer than four rows: always sampled one by one.
 inline constexpr float kFewRowsStep = 1.0f / 3.0f;
+// Steps of 1/90 and more make at most 91 rows, short of the 96 from which a row has 48 samples on
+// average: only the row walk forced for comparison takes such triangles.
+inline constexpr float kShortRowsStep = 1.0f / 90.0f;
+// Whether PlanStep may choose the row walk for a triangle of this step (false means it will not).
+inline bool MayWalkRows(const Job& job, float step) {
+  return job.alwaysWalkRows ? step < kFewRowsStep : step < kShortRowsStep;
+}
 
 inline TrianglePlan PlanTriangle(const Job& job, int i) {
   if (!TakesTriangle(job, i)) return TrianglePlan{};
@@ -543,7 +550,7 @@ void SweepWith(const Job& job, Held& held) {
     if (!TakesTriangle(job, i)) continue;
     const float step = TriangleStep(job, i);
     if (step < kMinStep) continue;
-    if (step < kFewRowsStep && PlanStep(job, i, step).way == Way::kRows) {
+    if (MayWalkRows(job, step) && PlanStep(job, i, step).way == Way::kRows) {
       WalkRows<Stamp>(job, i, step, held);
       continue;
     }
