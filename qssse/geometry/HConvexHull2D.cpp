@@ -25,6 +25,25 @@ float Area2(const tPointStruc& a, const tPointStruc& b, const tPointStruc& c) {
   return (c.y - a.y) * (b.x - a.x) - (b.y - a.y) * (c.x - a.x);
 }
 
+// Records of size bytes at base, exchanged through a buffer of the call's own: nothing is shared between
+// hulls or threads.
+class Records {
+ public:
+  Records(unsigned char* records, unsigned recordSize) : base(records), size(recordSize) {}
+
+  unsigned char* At(unsigned k) const { return base + static_cast<std::size_t>(k) * size; }
+  void Exchange(unsigned i, unsigned j) {
+    std::memcpy(buffer, At(i), size);
+    std::memcpy(At(i), At(j), size);
+    std::memcpy(At(j), buffer, size);
+  }
+
+ private:
+  unsigned char* base;
+  unsigned size;
+  unsigned char buffer[kMaxRecordSize];
+};
+
 }  // namespace
 
 CHConvexHull2D::CHConvexHull2D(CSSE3dPolygon* polygon) : n(0), nDelete(0), P(nullptr), top(nullptr) {
@@ -114,27 +133,22 @@ int CHConvexHull2D::Compare(const void* a, const void* b) {
 
 void CHConvexHull2D::QuickSort(void* base, unsigned int count, unsigned int size) {
   if (size > kMaxRecordSize) return;
-  // A generous comparison allowance, 32 n log2 n: ordinary inputs (dense rings included) use a fifth of
-  // it, so their comparisons, and the flags and deletion count those leave, are the plain quicksort's.
-  // Nearly collinear points compare inconsistently within the tolerance and can make every partition
-  // peel off a few records; once the allowance is spent the ranges left are heap-sorted, so the sort
-  // stays O(n log n) whatever the comparison says.
+  // A comparison allowance of 16 n log2 n: random points use a tenth of it and rings of up to two
+  // thousand points stay within it, so their comparisons (and the flags and deletion count those leave)
+  // are the plain quicksort's. Nearly collinear points compare inconsistently within the tolerance and
+  // can make every partition peel off a few records (denser rings go that way); once the allowance is
+  // spent the ranges left are heap-sorted, so the sort stays O(n log n) whatever the comparison says.
+  // Either way one point survives on every ray; which of several nearly collinear ones may differ.
   std::int64_t allowance = 0;
-  for (unsigned c = count; c > 1; c >>= 1) allowance += std::int64_t{32} * count;
+  for (unsigned c = count; c > 1; c >>= 1) allowance += std::int64_t{16} * count;
   SortRange(static_cast<unsigned char*>(base), count, size, allowance);
 }
 
 void CHConvexHull2D::SortRange(unsigned char* records, unsigned count, unsigned size,
                                std::int64_t& allowance) {
-  // The exchange buffer lives in this call: nothing is shared between hulls or threads.
-  unsigned char buffer[kMaxRecordSize];
-  const auto at = [&](unsigned k) { return records + static_cast<std::size_t>(k) * size; };
-  const auto exchange = [&](unsigned i, unsigned j) {
-    std::memcpy(buffer, at(i), size);
-    std::memcpy(at(i), at(j), size);
-    std::memcpy(at(j), buffer, size);
-  };
   while (count >= 2) {
+    Records r(records, size);
+    const auto at = [&](unsigned k) { return r.At(k); };
     if (allowance <= 0) {
       HeapSort(records, count, size);
       return;
@@ -150,7 +164,7 @@ void CHConvexHull2D::SortRange(unsigned char* records, unsigned count, unsigned 
       while (j > pivot && Compare(at(j), at(pivot)) > 0) --j;
       if (i == j) break;
       if (Compare(at(i), at(j)) != 0) {
-        exchange(i, j);
+        r.Exchange(i, j);
         if (pivot == i) {
           pivot = j;
         } else if (pivot == j) {
@@ -176,26 +190,21 @@ void CHConvexHull2D::SortRange(unsigned char* records, unsigned count, unsigned 
 }
 
 void CHConvexHull2D::HeapSort(unsigned char* records, unsigned count, unsigned size) {
-  unsigned char buffer[kMaxRecordSize];
-  const auto at = [&](unsigned k) { return records + static_cast<std::size_t>(k) * size; };
-  const auto exchange = [&](unsigned i, unsigned j) {
-    std::memcpy(buffer, at(i), size);
-    std::memcpy(at(i), at(j), size);
-    std::memcpy(at(j), buffer, size);
-  };
+  Records r(records, size);
+  const auto at = [&](unsigned k) { return r.At(k); };
   const auto siftDown = [&](unsigned root, unsigned end) {
     for (;;) {
       unsigned child = 2 * root + 1;
       if (child >= end) return;
       if (child + 1 < end && Compare(at(child), at(child + 1)) < 0) ++child;
       if (Compare(at(root), at(child)) >= 0) return;
-      exchange(root, child);
+      r.Exchange(root, child);
       root = child;
     }
   };
   for (unsigned k = count / 2; k-- > 0;) siftDown(k, count);
   for (unsigned end = count; end > 1; --end) {
-    exchange(0, end - 1);
+    r.Exchange(0, end - 1);
     siftDown(0, end - 1);
   }
 }
