@@ -3,7 +3,7 @@ import pickle
 
 import numpy as np
 import pytest
-from conftest import dome
+from conftest import cross2, dome, star
 
 import qssse
 
@@ -13,10 +13,6 @@ def cube(lo, hi):
     v = np.array([[x, y, z] for z in (lo[2], hi[2]) for y in (lo[1], hi[1]) for x in (lo[0], hi[0])], np.float32)
     quads = [(0, 2, 3, 1), (4, 5, 7, 6), (0, 1, 5, 4), (2, 6, 7, 3), (0, 4, 6, 2), (1, 3, 7, 5)]
     return v, np.array([t for a, b, c, d in quads for t in ((a, b, c), (a, c, d))])
-
-
-def cross2(o, a, b):
-    return (a[..., 0] - o[..., 0]) * (b[..., 1] - o[..., 1]) - (a[..., 1] - o[..., 1]) * (b[..., 0] - o[..., 0])
 
 
 class TestHull3D:
@@ -153,12 +149,6 @@ class TestRestoration:
         assert inside.highest_restauration_point[2] == 0.75
 
 
-def star_ring(rng, n=30):
-    a = np.sort(rng.uniform(0, 2 * np.pi, n))
-    r = rng.uniform(6, 12, n)
-    return np.c_[20 + r * np.cos(a), 20 + r * np.sin(a), np.full(n, 2.0)].astype(np.float32)
-
-
 def area2(t):
     """Twice the signed areas of (m, 3, >=2) triangles, in float64."""
     t = t.astype(np.float64)
@@ -166,8 +156,11 @@ def area2(t):
 
 
 class TestEarClipping:
-    def test_a_simple_ring_becomes_n_minus_2_triangles_covering_it(self, rng):
-        ring = star_ring(rng)
+    @pytest.fixture
+    def ring(self, rng):
+        return star(rng, 30, (20.0, 20.0), (6.0, 12.0), z=2.0)
+
+    def test_a_simple_ring_becomes_n_minus_2_triangles_covering_it(self, ring):
         poly = qssse.Polygon3d(ring)
         ears = qssse.PolygonTriangulator(poly)
         tri = ears.triangles()
@@ -179,12 +172,10 @@ class TestEarClipping:
         del poly  # the triangulator keeps its polygon alive for later reads
         np.testing.assert_array_equal(ears.triangles_3d(), corners)
 
-    def test_clockwise_rings_stop_early(self, rng):
-        ring = star_ring(rng)[::-1]
-        assert qssse.PolygonTriangulator(ring).num_triangles < len(ring) - 2
+    def test_clockwise_rings_stop_early(self, ring):
+        assert qssse.PolygonTriangulator(ring[::-1]).num_triangles < len(ring) - 2
 
-    def test_refinement_keeps_the_area_and_splits_long_sides(self, rng):
-        ring = star_ring(rng)
+    def test_refinement_keeps_the_area_and_splits_long_sides(self, ring):
         ears = qssse.PolygonTriangulator(ring)
         fine = qssse.TriangulationRefinement(ears, 0.5, 4)
         t2 = fine.triangles_2d()
@@ -193,8 +184,7 @@ class TestEarClipping:
         np.testing.assert_allclose(fine.triangles_3d()[:, :, 2], 2.0, rtol=1e-6)  # heights from the flat outline
         assert len(fine.border_line()) >= len(ring)
 
-    def test_meshes_of_outlines(self, rng):
-        ring = star_ring(rng)
+    def test_meshes_of_outlines(self, ring):
         mesh = qssse.Mesh.from_polygon(ring, length=1.0, scale=(0.5, 0.5, 1.0))
         tri = mesh.triangles()
         assert area2(tri).sum() == pytest.approx(qssse.Polygon3d(ring).calc_xy_area() * 0.25, rel=1e-4)

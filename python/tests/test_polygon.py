@@ -3,16 +3,9 @@ import pickle
 
 import numpy as np
 import pytest
+from conftest import star
 
 import qssse
-
-
-def star(rng, n=40, centre=(30.0, 25.0), r=(8.0, 20.0)):
-    """A star-shaped ring of n points, counter-clockwise, float32."""
-    a = np.sort(rng.uniform(0, 2 * np.pi, n))
-    radius = rng.uniform(*r, n)
-    return np.stack([centre[0] + radius * np.cos(a), centre[1] + radius * np.sin(a), rng.uniform(0, 3, n)],
-                    axis=1).astype(np.float32)
 
 
 def even_odd(ring, pts):
@@ -73,15 +66,17 @@ class TestPoints:
 
 
 class TestQueries:
-    def test_contains_is_the_even_odd_rule(self, rng):
-        ring = star(rng)
+    @pytest.fixture
+    def ring(self, rng):
+        return star(rng)
+
+    def test_contains_is_the_even_odd_rule(self, ring, rng):
         pts = rng.uniform([5, 0], [55, 50], (3000, 2)).astype(np.float32)
         inside = qssse.Polygon3d(ring).contains(pts)
         np.testing.assert_array_equal(inside, even_odd(ring, pts))
         assert 0 < inside.sum() < len(pts)
 
-    def test_fine_fill_writes_exactly_the_cells_the_rule_puts_inside(self, rng):
-        ring = star(rng)
+    def test_fine_fill_writes_exactly_the_cells_the_rule_puts_inside(self, ring):
         p = qssse.Polygon3d(ring)
         m = qssse.Matrix(60, 50)
         p.draw_in_matrix_and_fill_fine(2.0, m)
@@ -94,8 +89,7 @@ class TestQueries:
         expected = reduced.contains(cells).reshape(50, 60)
         np.testing.assert_array_equal(m.to_numpy(), np.where(expected, 2.0, 0.0))
 
-    def test_area_and_circumference(self, rng):
-        ring = star(rng)
+    def test_area_and_circumference(self, ring):
         p = qssse.Polygon3d(ring)
         x, y = ring[:, 0].astype(np.float64), ring[:, 1].astype(np.float64)
         twice_area = np.sum(x * np.roll(y, -1) - np.roll(x, -1) * y)
@@ -104,8 +98,7 @@ class TestQueries:
         p.invert_polygon_direction()
         assert p.calc_xy_area() == pytest.approx(-twice_area, rel=1e-5)
 
-    def test_box_and_centre(self, rng):
-        ring = star(rng)
+    def test_box_and_centre(self, ring):
         p = qssse.Polygon3d(ring)
         p.calc_bounding_box()
         lo, hi = p.get_bounding_box_3d()
@@ -113,8 +106,7 @@ class TestQueries:
         np.testing.assert_array_equal(hi, ring.max(axis=0))
         np.testing.assert_allclose(p.calc_geometric_center(), ring.astype(np.float64).mean(axis=0), rtol=1e-5)
 
-    def test_shift_and_rotation_move_every_point(self, rng):
-        ring = star(rng)
+    def test_shift_and_rotation_move_every_point(self, ring):
         p = qssse.Polygon3d(ring)
         p.shift_line(1.5, -2.0, 0.25)
         np.testing.assert_array_equal(p.to_numpy(), ring + np.float32([1.5, -2.0, 0.25]))

@@ -97,9 +97,6 @@ inline Ring SmoothStar(int n, float radius, int lobes = 7) {
   return r;
 }
 
-}  // namespace geomtest
-
-namespace geomtest {
 
 // Whether the closed segments pq and rs share a point (exact on lattice points).
 inline bool SegmentsMeet(const t_h2dpoint& p, const t_h2dpoint& q, const t_h2dpoint& r, const t_h2dpoint& s) {

@@ -30,22 +30,24 @@ std::vector<std::array<int, 3>> Triangles(const CHPolygonTriangulator& t) {
 }
 
 // Triangles, diagonal records and final ear flags equal the plain walk's, field by field.
-void ExpectSameAsPlain(const Ring& ring, bool searchAfterHead, const char* what) {
+::testing::AssertionResult SameAsPlain(const Ring& ring, bool searchAfterHead) {
   CSSE2dPolygon poly = Make2d(ring);
   const CHPolygonTriangulator t(&poly, 1, 1.0f, 1.0f, searchAfterHead);
   const PlainEarClipping plain(ring, searchAfterHead);
-  ASSERT_EQ(Triangles(t), plain.triangles) << what;
-  ASSERT_EQ(t.GetNumDiagonals(), static_cast<int>(plain.diagonals.size())) << what;
+  if (Triangles(t) != plain.triangles) return ::testing::AssertionFailure() << "triangles differ";
+  if (t.GetNumDiagonals() != static_cast<int>(plain.diagonals.size()))
+    return ::testing::AssertionFailure() << t.GetNumDiagonals() << " diagonal records";
   for (int i = 0; i < t.GetNumDiagonals(); ++i) {
     const t_hdiagonal& d = t.GetDiagonalArray()[i];
     const t_hdiagonal& p = plain.diagonals[static_cast<std::size_t>(i)];
-    ASSERT_TRUE(d.exists == p.exists && d.from == p.from && d.to == p.to && d.fromConvex == p.fromConvex &&
-                d.toConvex == p.toConvex)
-        << what << " record " << i;
+    if (!(d.exists == p.exists && d.from == p.from && d.to == p.to && d.fromConvex == p.fromConvex &&
+          d.toConvex == p.toConvex))
+      return ::testing::AssertionFailure() << "record " << i;
   }
-  for (int i = 0; i < t.GetNumVertices(); ++i) {
-    ASSERT_EQ(t.GetVertexArray()[i].ear, plain.ears[static_cast<std::size_t>(i)]) << what << " vertex " << i;
-  }
+  for (int i = 0; i < t.GetNumVertices(); ++i)
+    if (t.GetVertexArray()[i].ear != plain.ears[static_cast<std::size_t>(i)])
+      return ::testing::AssertionFailure() << "ear flag of vertex " << i;
+  return ::testing::AssertionSuccess();
 }
 
 const Ring kSquare = {{0, 0}, {1, 0}, {1, 1}, {0, 1}};
@@ -61,14 +63,11 @@ TEST(HPolygonTriangulator, ConvexSquareFromTheHeadGivesTwoTrianglesAndTwoRecords
   EXPECT_TRUE(t.DiagonalExists(1));
   EXPECT_FALSE(t.DiagonalExists(2));
   EXPECT_FALSE(t.DiagonalExists(-1));
-  float x1 = -1, y1 = -1, x2 = -1, y2 = -1;
-  t.GetDiagonalPoints(0, x1, y1, x2, y2);
-  EXPECT_EQ(x1, 0.0f);
-  EXPECT_EQ(y1, 1.0f);
-  EXPECT_EQ(x2, 1.0f);
-  EXPECT_EQ(y2, 0.0f);
-  t.GetDiagonalPoints(2, x1, y1, x2, y2);  // out of range: untouched
-  EXPECT_EQ(x1, 0.0f);
+  std::array<float, 4> ends = {-1, -1, -1, -1};
+  t.GetDiagonalPoints(0, ends[0], ends[1], ends[2], ends[3]);
+  EXPECT_EQ(ends, (std::array<float, 4>{0, 1, 1, 0}));
+  t.GetDiagonalPoints(2, ends[0], ends[1], ends[2], ends[3]);  // out of range: untouched
+  EXPECT_EQ(ends, (std::array<float, 4>{0, 1, 1, 0}));
   EXPECT_FALSE(t.Is3DTriangulation());
   EXPECT_EQ(t.GetScaleZ(), 1.0f);
 }
@@ -121,8 +120,8 @@ TEST(HPolygonTriangulator, ClockwiseSelfIntersectingAndCollinearRingsStopEarly) 
     const CHPolygonTriangulator t(&p, 1, 1.0f, 1.0f, true);
     EXPECT_LT(t.GetNumTriangles(), static_cast<int>(r->size()) - 2);
     EXPECT_EQ(t.GetNumDiagonals(), t.GetNumTriangles());
-    ExpectSameAsPlain(*r, true, "degenerate ring");
-    ExpectSameAsPlain(*r, false, "degenerate ring");
+    EXPECT_TRUE(SameAsPlain(*r, true));
+    EXPECT_TRUE(SameAsPlain(*r, false));
   }
 }
 
@@ -248,11 +247,7 @@ TEST(HPolygonTriangulator, IndexedDiagonalTestDecidesAsTheWalkOnRandomLatticeRin
     Ring ring = geomtest::RandomLatticeRing(rng, 3 + static_cast<int>(rng() % 30));
     const float scale = trial % 3 == 0 ? 1.0f : trial % 3 == 1 ? 0.02f : 0.007f;
     for (t_h2dpoint& p : ring) p.x *= scale, p.y *= scale;
-    ExpectSameAsPlain(ring, trial % 2 == 0, "lattice ring");
-    if (HasFailure()) {
-      ADD_FAILURE() << "trial " << trial;
-      return;
-    }
+    ASSERT_TRUE(SameAsPlain(ring, trial % 2 == 0)) << "lattice ring, trial " << trial;
   }
 }
 
@@ -267,11 +262,7 @@ TEST(HPolygonTriangulator, IndexedDiagonalTestDecidesAsTheWalkWhereTheToleranceR
     ++checked;
     const float squeeze = trial % 4 < 2 ? 2e-5f : 3e-4f;
     for (t_h2dpoint& p : ring) (trial % 2 ? p.x : p.y) *= squeeze;
-    ExpectSameAsPlain(ring, trial % 3 == 0, "squeezed polygon");
-    if (HasFailure()) {
-      ADD_FAILURE() << "trial " << trial;
-      return;
-    }
+    ASSERT_TRUE(SameAsPlain(ring, trial % 3 == 0)) << "squeezed polygon, trial " << trial;
   }
   EXPECT_GT(checked, 250);
 }
@@ -300,11 +291,7 @@ TEST(HPolygonTriangulator, IndexedDiagonalTestDecidesAsTheWalkWhereRoundingDecid
     if (trial % 3 == 2) {  // in whole units: exact area tests up to 2896 across, rounded ones beyond
       for (t_h2dpoint& p : ring) p.x = std::round(p.x), p.y = std::round(p.y);
     }
-    ExpectSameAsPlain(ring, trial % 2 == 1, "straight side");
-    if (HasFailure()) {
-      ADD_FAILURE() << "trial " << trial;
-      return;
-    }
+    ASSERT_TRUE(SameAsPlain(ring, trial % 2 == 1)) << "straight side, trial " << trial;
   }
 }
 
@@ -312,17 +299,17 @@ TEST(HPolygonTriangulator, IndexedDiagonalTestDecidesAsTheWalkOnSmoothStars) {
   // The benchmark's stars (radius 0.15 n), a tiny one the tolerance flattens and a huge one where
   // rounding decides most sides of far points.
   for (const float radius : {0.01f, 300.0f, 20000.0f}) {
-    ExpectSameAsPlain(geomtest::SmoothStar(2000, radius), true, "star of 2,000 points");
+    EXPECT_TRUE(SameAsPlain(geomtest::SmoothStar(2000, radius), true)) << "star of 2,000 points, radius " << radius;
   }
-  ExpectSameAsPlain(geomtest::SmoothStar(10000, 1500.0f), true, "star of 10,000 points");
+  EXPECT_TRUE(SameAsPlain(geomtest::SmoothStar(10000, 1500.0f), true)) << "star of 10,000 points";
 }
 
 TEST(HPolygonTriangulator, NonFiniteAndHugeCoordinatesFallBackToTheWalk) {
   const float inf = std::numeric_limits<float>::infinity(), nan = std::numeric_limits<float>::quiet_NaN();
-  ExpectSameAsPlain({{0, 0}, {4, 0}, {nan, 2}, {4, 4}, {0, 4}}, false, "NaN");
-  ExpectSameAsPlain({{0, 0}, {4, 0}, {inf, 2}, {4, 4}, {0, 4}}, true, "infinity");
-  ExpectSameAsPlain({{0, 0}, {4e20f, 0}, {4e20f, 4e20f}, {2e20f, 1e20f}, {0, 4e20f}}, true, "huge");
-  ExpectSameAsPlain({{0, 0}, {4e-30f, 0}, {4e-30f, 4e-30f}, {2e-30f, 1e-30f}, {0, 4e-30f}}, true, "tiny");
+  EXPECT_TRUE(SameAsPlain({{0, 0}, {4, 0}, {nan, 2}, {4, 4}, {0, 4}}, false)) << "NaN";
+  EXPECT_TRUE(SameAsPlain({{0, 0}, {4, 0}, {inf, 2}, {4, 4}, {0, 4}}, true)) << "infinity";
+  EXPECT_TRUE(SameAsPlain({{0, 0}, {4e20f, 0}, {4e20f, 4e20f}, {2e20f, 1e20f}, {0, 4e20f}}, true)) << "huge";
+  EXPECT_TRUE(SameAsPlain({{0, 0}, {4e-30f, 0}, {4e-30f, 4e-30f}, {2e-30f, 1e-30f}, {0, 4e-30f}}, true)) << "tiny";
 }
 
 }  // namespace

@@ -33,69 +33,61 @@ TEST(HSimpleBasisFcns, DefaultPlanarPointMeansNoValue) {
   EXPECT_EQ(v.z, 0.0f);
 }
 
-TEST(HSimpleBasisFcns, AreaToleranceIsAbsoluteAndExcludesItsOwnValue) {
+TEST(HSimpleBasisFcns, AreaToleranceIsAbsoluteAndExcludesItsOwnValueAndNaNCountsAsCollinear) {
+  // c against the base (0, 0) -> (1, 0): a doubled area of exactly +-0.0005 is no turn yet.
+  const struct {
+    t_h2dpoint c;
+    bool left, leftOn, collinear;
+    float sign;
+  } cases[] = {
+      {Pt(0, 0.0005f), false, true, true, 0.0f},  {Pt(0, -0.0005f), false, true, true, 0.0f},
+      {Pt(0, 0.001f), true, true, false, 1.0f},   {Pt(0, -0.001f), false, false, false, -1.0f},
+      {Pt(kNaN, 1), false, true, true, 0.0f},
+  };
   const t_h2dpoint a = Pt(0, 0), b = Pt(1, 0);
-  const t_h2dpoint up = Pt(0, 0.0005f), down = Pt(0, -0.0005f), above = Pt(0, 0.001f), below = Pt(0, -0.001f);
-  // Doubled area exactly +0.0005: not left, still on and collinear.
-  EXPECT_FALSE(F::Left(&a, &b, &up));
-  EXPECT_TRUE(F::LeftOn(&a, &b, &up));
-  EXPECT_TRUE(F::Collinear(&a, &b, &up));
-  EXPECT_EQ(F::AreaSign(&a, &b, &up), 0.0f);
-  // Exactly -0.0005: LeftOn and Collinear still hold.
-  EXPECT_TRUE(F::LeftOn(&a, &b, &down));
-  EXPECT_TRUE(F::Collinear(&a, &b, &down));
-  EXPECT_EQ(F::AreaSign(&a, &b, &down), 0.0f);
-  EXPECT_TRUE(F::Left(&a, &b, &above));
-  EXPECT_EQ(F::AreaSign(&a, &b, &above), 1.0f);
-  EXPECT_FALSE(F::LeftOn(&a, &b, &below));
-  EXPECT_FALSE(F::Collinear(&a, &b, &below));
-  EXPECT_EQ(F::AreaSign(&a, &b, &below), -1.0f);
+  for (const auto& k : cases) {
+    EXPECT_EQ(F::Left(&a, &b, &k.c), k.left) << k.c.x << "," << k.c.y;
+    EXPECT_EQ(F::LeftOn(&a, &b, &k.c), k.leftOn) << k.c.x << "," << k.c.y;
+    EXPECT_EQ(F::Collinear(&a, &b, &k.c), k.collinear) << k.c.x << "," << k.c.y;
+    EXPECT_EQ(F::AreaSign(&a, &b, &k.c), k.sign) << k.c.x << "," << k.c.y;
+  }
   // Not scaled by the data: a long base turns a tiny offset into a clear turn.
   const t_h2dpoint far = Pt(1000, 0), tiny = Pt(500, 0.000001f);
   EXPECT_TRUE(F::Left(&a, &far, &tiny));
 }
 
-TEST(HSimpleBasisFcns, NaNCoordinateCountsAsCollinear) {
-  const t_h2dpoint a = Pt(0, 0), b = Pt(1, 0), c = Pt(kNaN, 1);
-  EXPECT_FALSE(F::Left(&a, &b, &c));
-  EXPECT_TRUE(F::LeftOn(&a, &b, &c));
-  EXPECT_TRUE(F::Collinear(&a, &b, &c));
-  EXPECT_EQ(F::AreaSign(&a, &b, &c), 0.0f);
-}
-
 TEST(HSimpleBasisFcns, BetweenIsClosedAndUsesYForVerticalAndDegenerateSegments) {
-  const t_h2dpoint a = Pt(0, 0), b = Pt(4, 0);
-  const t_h2dpoint mid = Pt(2, 0), end = Pt(4, 0), past = Pt(5, 0), off = Pt(2, 1);
-  EXPECT_TRUE(F::Between(&a, &b, &mid));
-  EXPECT_TRUE(F::Between(&a, &b, &end));
-  EXPECT_TRUE(F::Between(&b, &a, &mid));
-  EXPECT_FALSE(F::Between(&a, &b, &past));
-  EXPECT_FALSE(F::Between(&a, &b, &off));
-  const t_h2dpoint v0 = Pt(1, 0), v1 = Pt(1, 3), onV = Pt(1, 3), pastV = Pt(1, 4);
-  EXPECT_TRUE(F::Between(&v0, &v1, &onV));
-  EXPECT_FALSE(F::Between(&v0, &v1, &pastV));
-  // a = b: the vertical branch, so only y must agree (any c is collinear with a point).
-  const t_h2dpoint p = Pt(1, 1), sameY = Pt(5, 1), otherY = Pt(1, 2);
-  EXPECT_TRUE(F::Between(&p, &p, &p));
-  EXPECT_TRUE(F::Between(&p, &p, &sameY));
-  EXPECT_FALSE(F::Between(&p, &p, &otherY));
+  // a = b takes the vertical branch, so only y must agree (any c is collinear with a point).
+  const struct {
+    t_h2dpoint a, b, c;
+    bool between;
+  } cases[] = {
+      {Pt(0, 0), Pt(4, 0), Pt(2, 0), true},  {Pt(0, 0), Pt(4, 0), Pt(4, 0), true},
+      {Pt(4, 0), Pt(0, 0), Pt(2, 0), true},  {Pt(0, 0), Pt(4, 0), Pt(5, 0), false},
+      {Pt(0, 0), Pt(4, 0), Pt(2, 1), false}, {Pt(1, 0), Pt(1, 3), Pt(1, 3), true},
+      {Pt(1, 0), Pt(1, 3), Pt(1, 4), false}, {Pt(1, 1), Pt(1, 1), Pt(1, 1), true},
+      {Pt(1, 1), Pt(1, 1), Pt(5, 1), true},  {Pt(1, 1), Pt(1, 1), Pt(1, 2), false},
+  };
+  for (const auto& k : cases) EXPECT_EQ(F::Between(&k.a, &k.b, &k.c), k.between) << k.c.x << "," << k.c.y;
 }
 
 TEST(HSimpleBasisFcns, SharedEndpointIntersectsButNotProperly) {
-  const t_h2dpoint a = Pt(0, 0), b = Pt(2, 2), c = Pt(0, 2), d = Pt(2, 0);
-  EXPECT_TRUE(F::IntersectProp(&a, &b, &c, &d));
-  EXPECT_TRUE(F::Intersect(&a, &b, &c, &d));
-  const t_h2dpoint e = Pt(4, 0);
-  EXPECT_FALSE(F::IntersectProp(&a, &b, &b, &e));  // shared endpoint b
-  EXPECT_TRUE(F::Intersect(&a, &b, &b, &e));
-  const t_h2dpoint t0 = Pt(1, 1), t1 = Pt(3, -1);  // T-junction: t0 lies on ab
-  EXPECT_FALSE(F::IntersectProp(&a, &b, &t0, &t1));
-  EXPECT_TRUE(F::Intersect(&a, &b, &t0, &t1));
-  const t_h2dpoint f0 = Pt(3, 0), f1 = Pt(4, 1);
-  EXPECT_FALSE(F::Intersect(&a, &b, &f0, &f1));
-  const t_h2dpoint c0 = Pt(1, 1), c1 = Pt(5, 5);  // collinear overlap
-  EXPECT_FALSE(F::IntersectProp(&a, &b, &c0, &c1));
-  EXPECT_TRUE(F::Intersect(&a, &b, &c0, &c1));
+  // ab from (0, 0) to (2, 2) against cd: {c, d, proper, any}.
+  const struct {
+    t_h2dpoint c, d;
+    bool proper, any;
+  } cases[] = {
+      {Pt(0, 2), Pt(2, 0), true, true},    // crossing
+      {Pt(2, 2), Pt(4, 0), false, true},   // shared endpoint b
+      {Pt(1, 1), Pt(3, -1), false, true},  // T-junction: c lies on ab
+      {Pt(3, 0), Pt(4, 1), false, false},
+      {Pt(1, 1), Pt(5, 5), false, true},   // collinear overlap
+  };
+  const t_h2dpoint a = Pt(0, 0), b = Pt(2, 2);
+  for (const auto& k : cases) {
+    EXPECT_EQ(F::IntersectProp(&a, &b, &k.c, &k.d), k.proper) << k.c.x << "," << k.c.y;
+    EXPECT_EQ(F::Intersect(&a, &b, &k.c, &k.d), k.any) << k.c.x << "," << k.c.y;
+  }
 }
 
 TEST(HSimpleBasisFcns, InConeAtConvexAndReflexCorners) {
@@ -117,40 +109,30 @@ TEST(HSimpleBasisFcns, InConeAtConvexAndReflexCorners) {
 }
 
 TEST(HSimpleBasisFcns, GetIntersectionWritesTheLineCrossingAndTheParallelEndpointRule) {
-  t_h2dpoint p;
-  const t_h2dpoint a = Pt(0, 0), b = Pt(2, 2), c = Pt(0, 2), d = Pt(2, 0);
-  EXPECT_TRUE(F::GetIntersection(&a, &b, &c, &d, &p));
-  EXPECT_EQ(p.x, 1.0f);
-  EXPECT_EQ(p.y, 1.0f);
-  const t_h2dpoint e = Pt(2, 2), f = Pt(4, 0);  // meet at an end: both ranges are inclusive
-  EXPECT_TRUE(F::GetIntersection(&a, &b, &e, &f, &p));
-  EXPECT_EQ(p.x, 2.0f);
-  // Disjoint, not parallel: false, but p is the crossing of the supporting lines.
-  const t_h2dpoint g = Pt(3, 0), h = Pt(3, 1);
-  EXPECT_FALSE(F::GetIntersection(&a, &b, &g, &h, &p));
-  EXPECT_EQ(p.x, 3.0f);
-  EXPECT_EQ(p.y, 3.0f);
-
-  // Parallel, first segment longer: c, or d when c is one of a, b. Overlap changes nothing.
-  const t_h2dpoint l0 = Pt(0, 0), l1 = Pt(4, 0), s0 = Pt(1, 1), s1 = Pt(2, 1), o0 = Pt(1, 0), o1 = Pt(2, 0);
-  EXPECT_FALSE(F::GetIntersection(&l0, &l1, &s0, &s1, &p));
-  EXPECT_EQ(p.x, 1.0f);
-  EXPECT_EQ(p.y, 1.0f);
-  EXPECT_FALSE(F::GetIntersection(&l0, &l1, &o0, &o1, &p));
-  EXPECT_EQ(p.x, 1.0f);
-  EXPECT_EQ(p.y, 0.0f);
-  EXPECT_FALSE(F::GetIntersection(&l0, &l1, &l1, &o1, &p));
-  EXPECT_EQ(p.x, 2.0f);  // c equals b: d
-  // Second segment at least as long: b when a.x = c.x with a.y and c.y both non-zero, else a.
-  const t_h2dpoint a1 = Pt(1, 1), b1 = Pt(2, 1), c1 = Pt(1, 5), d1 = Pt(9, 5);
-  EXPECT_FALSE(F::GetIntersection(&a1, &b1, &c1, &d1, &p));
-  EXPECT_EQ(p.x, 2.0f);
-  const t_h2dpoint a0 = Pt(1, 0), b0 = Pt(2, 0);  // a.y = 0: the zero test, not a.y = c.y, decides
-  EXPECT_FALSE(F::GetIntersection(&a0, &b0, &c1, &d1, &p));
-  EXPECT_EQ(p.x, 1.0f);
-  const t_h2dpoint a2 = Pt(9, 5), b2 = Pt(10, 5), c2 = Pt(0, 5), d2 = Pt(9, 5);  // a equals d
-  EXPECT_FALSE(F::GetIntersection(&a2, &b2, &c2, &d2, &p));
-  EXPECT_EQ(p.x, 10.0f);
+  // Disjoint, not parallel: false, but p is the crossing of the supporting lines. Parallel, first segment
+  // longer: c, or d when c is one of a, b (overlap changes nothing). Second segment at least as long: b
+  // when a.x = c.x with a.y and c.y both non-zero (the zero test, not a.y = c.y, decides), else a.
+  const struct {
+    t_h2dpoint a, b, c, d;
+    bool meet;
+    t_h2dpoint p;
+  } cases[] = {
+      {Pt(0, 0), Pt(2, 2), Pt(0, 2), Pt(2, 0), true, Pt(1, 1)},
+      {Pt(0, 0), Pt(2, 2), Pt(2, 2), Pt(4, 0), true, Pt(2, 2)},  // at an end: both ranges are inclusive
+      {Pt(0, 0), Pt(2, 2), Pt(3, 0), Pt(3, 1), false, Pt(3, 3)},
+      {Pt(0, 0), Pt(4, 0), Pt(1, 1), Pt(2, 1), false, Pt(1, 1)},
+      {Pt(0, 0), Pt(4, 0), Pt(1, 0), Pt(2, 0), false, Pt(1, 0)},
+      {Pt(0, 0), Pt(4, 0), Pt(4, 0), Pt(2, 0), false, Pt(2, 0)},  // c equals b: d
+      {Pt(1, 1), Pt(2, 1), Pt(1, 5), Pt(9, 5), false, Pt(2, 1)},
+      {Pt(1, 0), Pt(2, 0), Pt(1, 5), Pt(9, 5), false, Pt(1, 0)},
+      {Pt(9, 5), Pt(10, 5), Pt(0, 5), Pt(9, 5), false, Pt(10, 5)},  // a equals d
+  };
+  for (const auto& k : cases) {
+    t_h2dpoint p;
+    EXPECT_EQ(F::GetIntersection(&k.a, &k.b, &k.c, &k.d, &p), k.meet) << k.c.x << "," << k.c.y;
+    EXPECT_EQ(p.x, k.p.x) << k.c.x << "," << k.c.y;
+    EXPECT_EQ(p.y, k.p.y) << k.c.x << "," << k.c.y;
+  }
 
   // The SSEPoint form: z becomes 0, w is kept.
   SSEPoint q = P(7, 7, 7, 3);

@@ -1,6 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <cmath>
 #include <random>
 
 #include "polygon/OutlineOracles.h"
@@ -9,6 +8,7 @@
 
 using namespace outlinetest;
 using polytest::Make;
+using polytest::Points;
 
 namespace {
 
@@ -20,23 +20,83 @@ double HalfArea(const CSSE3dPolygon& p) { return 0.5 * p.CalcXYArea(); }
 
 }  // namespace
 
-TEST(SSE3dPolygonCut, OverlappingSquaresGiveExactPieces) {
-  CSSE3dPolygon a = Rect(0, 0, 4, 4), b = Rect(2, 1, 6, 3);
-  CSSE3dPolygon in, out, merged;
-  ASSERT_TRUE(in.CreateFromCutPolygones(&a, &b, true));
-  EXPECT_DOUBLE_EQ(HalfArea(in), 4.0);
-  EXPECT_EQ(in.GetNumPoints(), 4);
-  ASSERT_TRUE(out.CreateFromCutPolygones(&a, &b, false));
-  EXPECT_DOUBLE_EQ(HalfArea(out), 12.0);
-  EXPECT_EQ(out.GetNumPoints(), 8);
-  ASSERT_TRUE(merged.CreateMergePolygon(&a, &b));
-  EXPECT_DOUBLE_EQ(HalfArea(merged), 20.0);
-  EXPECT_EQ(merged.GetNumPoints(), 8);
-  // every result starts at the point nearest a's first point, (0, 0)
-  float x = -1, y = -1;
-  out.GetPointXY(0, x, y);
-  EXPECT_EQ(x, 0);
-  EXPECT_EQ(y, 0);
+TEST(SSE3dPolygonCut, UnionsAndPiecesOfSquaresAndTrianglesHaveTheExactAreas) {
+  CSSE3dPolygon sq4 = Rect(0, 0, 4, 4), band = Rect(2, 1, 6, 3), unit = Rect(0, 0, 1, 1), right = Rect(1, 0, 2, 1),
+                slid = Rect(1, 0.5f, 2, 1.5f), sq3 = Rect(0, 0, 3, 3), same = Rect(0, 0, 3, 3), small = Rect(1, 1, 2, 2),
+                far = Rect(5, 5, 7, 7), two = Make({{0, 0, 0}, {1, 1, 0}}), corner = Rect(4, 4, 6, 6),
+                tri = Make({{2, 2, 0}, {6, 6, 0}, {2, 6, 0}}),  // its edge runs through sq4's corner (4, 4)
+                v = Make({{0, 4, 0}, {2, 0, 0}, {4, 4, 0}}), bar = Make({{2, -2, 0}, {3, -2, 0}, {3, 0, 0}, {2, 0, 0}});
+  enum Op { kUnion, kInside, kOutside };
+  const struct {
+    const char* what;
+    CSSE3dPolygon *a, *b;
+    Op op;
+    bool result;
+    double area;  // of the polygon afterwards (0: empty)
+  } cases[] = {
+      {"overlapping squares", &sq4, &band, kInside, true, 4},
+      {"overlapping squares", &sq4, &band, kOutside, true, 12},
+      {"overlapping squares", &sq4, &band, kUnion, true, 20},
+      {"sharing an edge", &unit, &right, kUnion, true, 2},
+      {"sharing half an edge", &unit, &slid, kUnion, true, 2},
+      {"side by side: nothing in common", &unit, &right, kInside, false, 0},
+      {"side by side: nothing cut away", &unit, &right, kOutside, true, 1},
+      {"equal", &sq3, &same, kUnion, true, 9},
+      {"equal", &sq3, &same, kInside, true, 9},
+      {"equal", &sq3, &same, kOutside, false, 0},
+      {"containing", &sq3, &small, kUnion, true, 9},
+      {"containing", &sq3, &small, kInside, true, 1},
+      {"containing: a ring with a hole", &sq3, &small, kOutside, true, 8},
+      {"contained: nothing outside", &small, &sq3, kOutside, false, 0},
+      {"disjoint: the larger", &unit, &far, kUnion, false, 4},
+      {"disjoint", &unit, &far, kInside, false, 0},
+      {"two-point second", &unit, &two, kUnion, true, 1},
+      {"two-point cutter", &unit, &two, kInside, false, 0},
+      {"no first", nullptr, &unit, kUnion, true, 1},
+      {"neither", nullptr, nullptr, kUnion, false, 0},
+      {"no cutter", &unit, nullptr, kOutside, true, 1},
+      {"crossing at a shared point", &sq4, &tri, kUnion, true, 22},
+      {"crossing at a shared point", &sq4, &tri, kInside, true, 2},
+      {"crossing at a shared point", &sq4, &tri, kOutside, true, 14},
+      {"touching at a corner: the larger", &sq4, &corner, kUnion, false, 16},
+      {"touching at a corner", &sq4, &corner, kInside, false, 0},
+      {"touching at a corner", &sq4, &corner, kOutside, true, 16},
+      {"a V on a bar's corner: the larger", &v, &bar, kUnion, false, 8},
+      {"a V on a bar's corner", &v, &bar, kInside, false, 0},
+  };
+  for (const auto& c : cases) {
+    CSSE3dPolygon r;
+    const bool result = c.op == kUnion ? r.CreateMergePolygon(c.a, c.b) : r.CreateFromCutPolygones(c.a, c.b, c.op == kInside);
+    EXPECT_EQ(result, c.result) << c.what << ", operation " << c.op;
+    EXPECT_DOUBLE_EQ(HalfArea(r), c.area) << c.what << ", operation " << c.op;
+    if (c.area == 0) {
+      EXPECT_EQ(r.GetNumPoints(), 0) << c.what << ", operation " << c.op;
+    }
+  }
+}
+
+TEST(SSE3dPolygonCut, ResultsAreSimpleRingsStartingNearTheFirstPointAndMayReplaceAnArgument) {
+  CSSE3dPolygon a = Rect(0, 0, 4, 4), b = Rect(2, 1, 6, 3), r;
+  ASSERT_TRUE(r.CreateFromCutPolygones(&a, &b, true));
+  EXPECT_EQ(r.GetNumPoints(), 4);
+  ASSERT_TRUE(r.CreateMergePolygon(&a, &b));
+  EXPECT_EQ(r.GetNumPoints(), 8);
+  ASSERT_TRUE(r.CreateFromCutPolygones(&a, &b, false));
+  EXPECT_EQ(r.GetNumPoints(), 8);
+  EXPECT_EQ(Points(r)[0], (polytest::P3{0, 0, 0}));  // nearest a's first point
+  CSSE3dPolygon unit = Rect(0, 0, 1, 1), right = Rect(1, 0, 2, 1);
+  ASSERT_TRUE(r.CreateMergePolygon(&unit, &right));
+  EXPECT_EQ(ProperCrossings(XY(r)), 0);
+  // The hole is joined in by a cut of no width: area and fill rule are those of the ring with a hole.
+  CSSE3dPolygon sq3 = Rect(0, 0, 3, 3), small = Rect(1, 1, 2, 2);
+  ASSERT_TRUE(r.CreateFromCutPolygones(&sq3, &small, false));
+  EXPECT_EQ(r.GetNumPoints(), 4 + 2 + 5);
+  EXPECT_FALSE(r.PointInLineInnerArea(1.5f, 1.5f, 1));
+  EXPECT_TRUE(r.PointInLineInnerArea(0.5f, 1.5f, 1));
+  EXPECT_TRUE(r.PointInLineInnerArea(2.5f, 0.5f, 1));
+  CSSE3dPolygon self = Rect(0, 0, 4, 4), cut = Rect(2, 2, 6, 6);
+  ASSERT_TRUE(self.CreateFromCutPolygones(&self, &cut, false));
+  EXPECT_DOUBLE_EQ(HalfArea(self), 12.0);
 }
 
 TEST(SSE3dPolygonCut, ResultsKeepTheOutlinesOrientationAndInterpolateZ) {
@@ -54,67 +114,6 @@ TEST(SSE3dPolygonCut, ResultsKeepTheOutlinesOrientationAndInterpolateZ) {
       EXPECT_FLOAT_EQ(pz, 9);  // b's corners (2, 1) and (2, 3)
     }
   }
-}
-
-TEST(SSE3dPolygonCut, SquaresSharingAnEdgeMergeAcrossIt) {
-  CSSE3dPolygon a = Rect(0, 0, 1, 1), b = Rect(1, 0, 2, 1);
-  CSSE3dPolygon m;
-  ASSERT_TRUE(m.CreateMergePolygon(&a, &b));
-  EXPECT_DOUBLE_EQ(HalfArea(m), 2.0);
-  EXPECT_EQ(ProperCrossings(XY(m)), 0);
-  // a partly shared edge: b slides up by half
-  CSSE3dPolygon c = Rect(1, 0.5f, 2, 1.5f);
-  ASSERT_TRUE(m.CreateMergePolygon(&a, &c));
-  EXPECT_DOUBLE_EQ(HalfArea(m), 2.0);
-  // side by side nothing lies inside the other, and nothing is cut away
-  CSSE3dPolygon in, out;
-  EXPECT_FALSE(in.CreateFromCutPolygones(&a, &b, true));
-  EXPECT_EQ(in.GetNumPoints(), 0);
-  ASSERT_TRUE(out.CreateFromCutPolygones(&a, &b, false));
-  EXPECT_DOUBLE_EQ(HalfArea(out), 1.0);
-}
-
-TEST(SSE3dPolygonCut, EqualOutlinesAndContainedOutlines) {
-  CSSE3dPolygon a = Rect(0, 0, 3, 3), same = Rect(0, 0, 3, 3), small = Rect(1, 1, 2, 2);
-  CSSE3dPolygon r;
-  ASSERT_TRUE(r.CreateMergePolygon(&a, &same));
-  EXPECT_DOUBLE_EQ(HalfArea(r), 9.0);
-  ASSERT_TRUE(r.CreateFromCutPolygones(&a, &same, true));
-  EXPECT_DOUBLE_EQ(HalfArea(r), 9.0);
-  EXPECT_FALSE(r.CreateFromCutPolygones(&a, &same, false));
-  ASSERT_TRUE(r.CreateMergePolygon(&a, &small));
-  EXPECT_DOUBLE_EQ(HalfArea(r), 9.0);
-  ASSERT_TRUE(r.CreateFromCutPolygones(&a, &small, true));
-  EXPECT_DOUBLE_EQ(HalfArea(r), 1.0);
-  // the hole is joined in by a cut of no width: area and fill rule are those of the ring with a hole
-  ASSERT_TRUE(r.CreateFromCutPolygones(&a, &small, false));
-  EXPECT_DOUBLE_EQ(HalfArea(r), 8.0);
-  EXPECT_EQ(r.GetNumPoints(), 4 + 2 + 5);
-  EXPECT_FALSE(r.PointInLineInnerArea(1.5f, 1.5f, 1));
-  EXPECT_TRUE(r.PointInLineInnerArea(0.5f, 1.5f, 1));
-  EXPECT_TRUE(r.PointInLineInnerArea(2.5f, 0.5f, 1));
-  // the inner square cut by the outer keeps nothing outside
-  EXPECT_FALSE(r.CreateFromCutPolygones(&small, &a, false));
-}
-
-TEST(SSE3dPolygonCut, DisjointAndDegenerateArguments) {
-  CSSE3dPolygon a = Rect(0, 0, 1, 1), far = Rect(5, 5, 7, 7), two = Make({{0, 0, 0}, {1, 1, 0}});
-  CSSE3dPolygon r;
-  EXPECT_FALSE(r.CreateMergePolygon(&a, &far));
-  EXPECT_DOUBLE_EQ(HalfArea(r), 4.0);  // the larger one
-  EXPECT_TRUE(r.CreateMergePolygon(&a, &two));
-  EXPECT_DOUBLE_EQ(HalfArea(r), 1.0);
-  EXPECT_TRUE(r.CreateMergePolygon(nullptr, &a));
-  EXPECT_FALSE(r.CreateMergePolygon(nullptr, nullptr));
-  EXPECT_EQ(r.GetNumPoints(), 0);
-  EXPECT_FALSE(r.CreateFromCutPolygones(&a, &far, true));
-  EXPECT_TRUE(r.CreateFromCutPolygones(&a, nullptr, false));
-  EXPECT_DOUBLE_EQ(HalfArea(r), 1.0);
-  EXPECT_FALSE(r.CreateFromCutPolygones(&a, &two, true));
-  // the result may be one of the arguments
-  CSSE3dPolygon self = Rect(0, 0, 4, 4), cut = Rect(2, 2, 6, 6);
-  ASSERT_TRUE(self.CreateFromCutPolygones(&self, &cut, false));
-  EXPECT_DOUBLE_EQ(HalfArea(self), 12.0);
 }
 
 TEST(SSE3dPolygonCut, AreasAddUpOnRandomGridOutlines) {
@@ -140,27 +139,4 @@ TEST(SSE3dPolygonCut, AreasAddUpOnRandomGridOutlines) {
     }
   }
   EXPECT_GT(checked, 80);
-}
-
-TEST(SSE3dPolygonCut, OutlinesMeetingAtAVertexCrossOrTouchByTheirEdgesDirections) {
-  // b's edge runs through a's corner (4, 4) from inside a to outside: a crossing at a shared point
-  CSSE3dPolygon a = Rect(0, 0, 4, 4), b = Make({{2, 2, 0}, {6, 6, 0}, {2, 6, 0}});
-  CSSE3dPolygon u, i, d;
-  ASSERT_TRUE(u.CreateMergePolygon(&a, &b));
-  EXPECT_DOUBLE_EQ(HalfArea(u), 22.0);
-  ASSERT_TRUE(i.CreateFromCutPolygones(&a, &b, true));
-  EXPECT_DOUBLE_EQ(HalfArea(i), 2.0);
-  ASSERT_TRUE(d.CreateFromCutPolygones(&a, &b, false));
-  EXPECT_DOUBLE_EQ(HalfArea(d), 14.0);
-  // squares meeting at one corner only touch: no union, nothing in common, nothing cut away
-  CSSE3dPolygon c = Rect(4, 4, 6, 6);
-  EXPECT_FALSE(u.CreateMergePolygon(&a, &c));
-  EXPECT_DOUBLE_EQ(HalfArea(u), 16.0);
-  EXPECT_FALSE(i.CreateFromCutPolygones(&a, &c, true));
-  ASSERT_TRUE(d.CreateFromCutPolygones(&a, &c, false));
-  EXPECT_DOUBLE_EQ(HalfArea(d), 16.0);
-  // a V whose apex rests on the corner of a bar below it: a contact at a point only
-  CSSE3dPolygon v = Make({{0, 4, 0}, {2, 0, 0}, {4, 4, 0}}), bar = Make({{2, -2, 0}, {3, -2, 0}, {3, 0, 0}, {2, 0, 0}});
-  ASSERT_FALSE(u.CreateMergePolygon(&v, &bar));
-  EXPECT_FALSE(i.CreateFromCutPolygones(&v, &bar, true));
 }

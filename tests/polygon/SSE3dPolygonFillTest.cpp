@@ -4,11 +4,12 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstring>
+#include <functional>
 #include <random>
 #include <vector>
 
 #include "PolygonTestUtil.h"
+#include "raster/RasterTestSupport.h"
 #include "qssse/platform/CPU.h"
 #include "qssse/platform/WorkBudget.h"
 #include "qssse/platform/WorkBudgetException.h"
@@ -21,6 +22,8 @@ namespace {
 
 using polytest::Make;
 using polytest::P3;
+using rastertest::Blank;
+using rastertest::SamePixels;
 
 // ---- oracles ----
 
@@ -38,6 +41,13 @@ Box PlainRanges(CSSE3dPolygon& p, float yFrom, float yTo) {
   return b;
 }
 
+// The ranges clamped to a w x h matrix.
+Box ClampedRanges(CSSE3dPolygon& p, int w, int h, float yFrom, float yTo) {
+  const Box b = PlainRanges(p, yFrom, yTo);
+  return {std::clamp(b.xStart, 0, w - 1), std::clamp(b.xEnd, 0, w - 1), std::clamp(b.yStart, 0, h - 1),
+          std::clamp(b.yEnd, 0, h - 1)};
+}
+
 CSSE3dPolygon PlainCopy(const CSSE3dPolygon& p, int thin) {
   CSSE3dPolygon copy;
   copy.CreateSimilar(&p);
@@ -50,11 +60,7 @@ CSSE3dPolygon PlainCopy(const CSSE3dPolygon& p, int thin) {
 // The Fine scan: rows outer, columns inner, a margin of 5 around the clamped box.
 template <class Rule>
 void PlainFine(CSSE3dPolygon& p, int w, int h, bool subsample, float yFrom, float yTo, Rule rule) {
-  Box b = PlainRanges(p, yFrom, yTo);
-  b.xStart = std::clamp(b.xStart, 0, w - 1);
-  b.xEnd = std::clamp(b.xEnd, 0, w - 1);
-  b.yStart = std::clamp(b.yStart, 0, h - 1);
-  b.yEnd = std::clamp(b.yEnd, 0, h - 1);
+  const Box b = ClampedRanges(p, w, h, yFrom, yTo);
   CSSE3dPolygon copy = PlainCopy(p, subsample ? 5 : 1);
   for (int y = b.yStart - 5; y < b.yEnd + 5; ++y)
     for (int x = b.xStart - 5; x < b.xEnd + 5; ++x)
@@ -84,11 +90,7 @@ void PlainFront(CSSE3dPolygon& p, CSSEMatrix& m, float value, float yFrom, float
 // The bands of the parallel fill, one after the other.
 void PlainCoarseBands(CSSE3dPolygon& p, CSSEMatrix& m, float value, bool subsample, float yFrom, float yTo) {
   const int w = m.GetSizeX(), h = m.GetSizeY();
-  Box b = PlainRanges(p, yFrom, yTo);
-  b.xStart = std::clamp(b.xStart, 0, w - 1);
-  b.xEnd = std::clamp(b.xEnd, 0, w - 1);
-  b.yStart = std::clamp(b.yStart, 0, h - 1);
-  b.yEnd = std::clamp(b.yEnd, 0, h - 1);
+  const Box b = ClampedRanges(p, w, h, yFrom, yTo);
   const int n = p.GetNumPoints();
   const int thin = !subsample || n <= 500 ? 1 : n <= 1000 ? 2 : n <= 5000 ? 6 : n <= 10000 ? 20 : 50;
   CSSE3dPolygon copy = PlainCopy(p, thin);
@@ -106,21 +108,9 @@ void PlainCoarseBands(CSSE3dPolygon& p, CSSEMatrix& m, float value, bool subsamp
 
 // ---- helpers ----
 
-void ExpectSameBits(const CSSEMatrix& a, const CSSEMatrix& b, const char* what) {
-  ASSERT_EQ(a.GetSizeX(), b.GetSizeX());
-  ASSERT_EQ(a.GetSizeY(), b.GetSizeY());
-  for (int y = 0; y < a.GetSizeY(); ++y)
-    for (int x = 0; x < a.GetSizeX(); ++x) {
-      const float u = a.GetPoint(x, y), v = b.GetPoint(x, y);
-      ASSERT_EQ(0, std::memcmp(&u, &v, sizeof u))
-          << what << " at " << x << "," << y << ": " << u << " vs " << v;
-    }
-}
-
 // A matrix of small integers 0..3 and an occasional NaN, so that Min, Max and Sub have work to do.
 CSSEMatrix Noise(int w, int h, std::mt19937& rng) {
-  CSSEMatrix m;
-  m.Create(w, h);
+  CSSEMatrix m = Blank(w, h);
   for (int y = 0; y < h; ++y)
     for (int x = 0; x < w; ++x) m.SetPoint(x, y, rng() % 50 == 0 ? NAN : static_cast<float>(rng() % 4));
   return m;
@@ -179,27 +169,28 @@ TEST(SSE3dPolygonFill, FineFamilyEqualsPerCellRuleOnRandomOutlines) {
     CSSEMatrix base = Noise(w, h, rng);
     SCOPED_TRACE(testing::Message() << "round " << round << " " << w << "x" << h);
 
+    // Each member on a copy of base, against its per-cell rule applied to another copy.
+    const struct {
+      const char* name;
+      void (CSSE3dPolygon::*fill)(float, CSSEMatrix*, bool, float, float);
+      std::function<void(CSSEMatrix&, int, int)> cell;
+    } family[] = {
+        {"Fine", &CSSE3dPolygon::DrawInMatrixAndFillFine, [&](CSSEMatrix& m, int x, int y) { m.SetPoint(x, y, v); }},
+        {"FineMin", &CSSE3dPolygon::DrawInMatrixAndFillFineMin, [&](CSSEMatrix& m, int x, int y) { m.SetPointMin(x, y, v); }},
+        {"FineMax", &CSSE3dPolygon::DrawInMatrixAndFillFineMax, [&](CSSEMatrix& m, int x, int y) { m.SetPointMax(x, y, v); }},
+    };
+    for (const auto& f : family) {
+      CSSEMatrix fast(base), plain(base);
+      (p.*f.fill)(v, &fast, subsample, lim.from, lim.to);
+      PlainFine(p, w, h, subsample, lim.from, lim.to, [&](int x, int y) { f.cell(plain, x, y); });
+      ASSERT_TRUE(SamePixels(fast, plain)) << f.name;
+    }
     CSSEMatrix fast(base), plain(base);
-    p.DrawInMatrixAndFillFine(v, &fast, subsample, lim.from, lim.to);
-    PlainFine(p, w, h, subsample, lim.from, lim.to, [&](int x, int y) { plain.SetPoint(x, y, v); });
-    ExpectSameBits(fast, plain, "Fine");
-
-    fast = base, plain = base;
-    p.DrawInMatrixAndFillFineMin(v, &fast, subsample, lim.from, lim.to);
-    PlainFine(p, w, h, subsample, lim.from, lim.to, [&](int x, int y) { plain.SetPointMin(x, y, v); });
-    ExpectSameBits(fast, plain, "FineMin");
-
-    fast = base, plain = base;
-    p.DrawInMatrixAndFillFineMax(v, &fast, subsample, lim.from, lim.to);
-    PlainFine(p, w, h, subsample, lim.from, lim.to, [&](int x, int y) { plain.SetPointMax(x, y, v); });
-    ExpectSameBits(fast, plain, "FineMax");
-
-    fast = base, plain = base;
     p.DrawSubInMatrixAndFill(v, &fast, 1.5f, subsample, lim.from, lim.to);
     PlainFine(p, w, h, subsample, lim.from, lim.to, [&](int x, int y) {
       if (plain.GetPoint(x, y) - v < 1.5f) plain.SetPoint(x, y, 0.0f);
     });
-    ExpectSameBits(fast, plain, "Sub");
+    ASSERT_TRUE(SamePixels(fast, plain)) << "Sub";
 
     CSSEcharMatrix cf, cp;
     cf.Create(w, h);
@@ -216,12 +207,12 @@ TEST(SSE3dPolygonFill, FineFamilyEqualsPerCellRuleOnRandomOutlines) {
       for (int y = 0; y < h; ++y)
         if (!p.PointInLineInnerArea(static_cast<float>(x), static_cast<float>(y), 1))
           plain.SetPoint(x, y, 9.0f);
-    ExpectSameBits(fast, plain, "Outside");
+    ASSERT_TRUE(SamePixels(fast, plain)) << "Outside";
 
     fast = base, plain = base;
     p.DrawInMatrixAndFillCoarse(v, &fast, subsample, lim.from, lim.to);
     PlainCoarse(p, plain, v, subsample, lim.from, lim.to);
-    ExpectSameBits(fast, plain, "Coarse");
+    ASSERT_TRUE(SamePixels(fast, plain)) << "Coarse";
   }
 }
 
@@ -241,19 +232,17 @@ TEST(SSE3dPolygonFill, FineEqualsPerCellRuleOnLongAndFarOutlines) {
       pts.push_back({w * 0.5f + r * std::cos(a), h * 0.5f + r * std::sin(a), 0.0f});
     }
     CSSE3dPolygon p = Make(pts);
-    CSSEMatrix fast, plain;
-    fast.Create(w, h);
-    plain.Create(w, h);
+    CSSEMatrix fast = Blank(w, h), plain = Blank(w, h);
     const bool subsample = round % 2 == 1;
     p.DrawInMatrixAndFillFine(2.0f, &fast, subsample, -1e4f, 1e4f);
     PlainFine(p, w, h, subsample, -1e4f, 1e4f, [&](int x, int y) { plain.SetPoint(x, y, 2.0f); });
-    ExpectSameBits(fast, plain, "Fine star");
+    ASSERT_TRUE(SamePixels(fast, plain)) << "Fine star";
     if (scale == 1.0f) {
       fast.Clear();
       plain.Clear();
       p.DrawInMatrixAndFillCoarse(2.0f, &fast, subsample, -1e4f, 1e4f);
       PlainCoarse(p, plain, 2.0f, subsample, -1e4f, 1e4f);
-      ExpectSameBits(fast, plain, "Coarse star");
+      ASSERT_TRUE(SamePixels(fast, plain)) << "Coarse star";
     }
   }
 }
@@ -275,12 +264,10 @@ TEST(SSE3dPolygonFill, CoarseFastEqualsItsBandsRunOneAfterTheOther) {
     CSSE3dPolygon p = Make(pts);
     const bool subsample = round % 2 == 0;
     const float from = round % 4 == 1 ? h * 0.4f : -1e4f;
-    CSSEMatrix fast, plain;
-    fast.Create(w, h);
-    plain.Create(w, h);
+    CSSEMatrix fast = Blank(w, h), plain = Blank(w, h);
     p.DrawInMatrixAndFillCoarseFast(4.0f, &fast, subsample, from, 1e4f);
     PlainCoarseBands(p, plain, 4.0f, subsample, from, 1e4f);
-    ExpectSameBits(fast, plain, "CoarseFast");
+    ASSERT_TRUE(SamePixels(fast, plain)) << "CoarseFast";
   }
 }
 
@@ -290,12 +277,10 @@ TEST(SSE3dPolygonFill, FrontFillStampsEveryColumnFromTheGridStartToItsLastInside
     const int w = 3 + static_cast<int>(rng() % 30), h = 3 + static_cast<int>(rng() % 30);
     CSSE3dPolygon p = RandomOutline(rng, w, h);
     const Limits lim = RandomLimits(rng, h);
-    CSSEMatrix fast, plain;
-    fast.Create(w, h);
-    plain.Create(w, h);
+    CSSEMatrix fast = Blank(w, h), plain = Blank(w, h);
     p.DrawInMatrixAndFillToOneSideFront(1.0f, &fast, lim.from, lim.to, false);
     PlainFront(p, plain, 1.0f, lim.from, lim.to);
-    ExpectSameBits(fast, plain, "Front");
+    ASSERT_TRUE(SamePixels(fast, plain)) << "Front";
   }
 }
 
@@ -324,37 +309,33 @@ TEST(SSE3dPolygonFill, FineCoarseAndFrontEqualThePerCellRuleOnOutlinesFarBeyondT
     CSSE3dPolygon p = FarOutline(rng, w, h, 1.0f + static_cast<float>(rng() % 12));
     const Limits lim = RandomLimits(rng, h);
     SCOPED_TRACE(testing::Message() << "round " << round << " " << w << "x" << h);
-    CSSEMatrix fast, plain;
-    fast.Create(w, h);
-    plain.Create(w, h);
+    CSSEMatrix fast = Blank(w, h), plain = Blank(w, h);
     p.DrawInMatrixAndFillCoarse(2.0f, &fast, false, lim.from, lim.to);
     PlainCoarse(p, plain, 2.0f, false, lim.from, lim.to);
-    ExpectSameBits(fast, plain, "Coarse");
+    ASSERT_TRUE(SamePixels(fast, plain)) << "Coarse";
     fast.Clear();
     plain.Clear();
     p.DrawInMatrixAndFillFine(2.0f, &fast, false, lim.from, lim.to);
     PlainFine(p, w, h, false, lim.from, lim.to, [&](int x, int y) { plain.SetPoint(x, y, 2.0f); });
-    ExpectSameBits(fast, plain, "Fine");
+    ASSERT_TRUE(SamePixels(fast, plain)) << "Fine";
     fast.Clear();
     plain.Clear();
     p.DrawInMatrixAndFillToOneSideFront(2.0f, &fast, lim.from, lim.to, false);
     PlainFront(p, plain, 2.0f, lim.from, lim.to);
-    ExpectSameBits(fast, plain, "Front");
+    ASSERT_TRUE(SamePixels(fast, plain)) << "Front";
   }
 }
 
 // The coarse fills with their shortcut and with the plain walk over every sample column.
 void ExpectCoarseShortcutsExact(CSSE3dPolygon& p, int w, int h, float from, float to) {
-  CSSEMatrix fast, plain;
-  fast.Create(w, h);
-  plain.Create(w, h);
+  CSSEMatrix fast = Blank(w, h), plain = Blank(w, h);
   p.DrawInMatrixAndFillCoarse(2.0f, &fast, false, from, to);
   p.DrawInMatrixAndFillToOneSideFront(3.0f, &fast, from, to, false);
   qssse::polygon::SetFillShortcuts(false);
   p.DrawInMatrixAndFillCoarse(2.0f, &plain, false, from, to);
   p.DrawInMatrixAndFillToOneSideFront(3.0f, &plain, from, to, false);
   qssse::polygon::SetFillShortcuts(true);
-  ExpectSameBits(fast, plain, "Coarse shortcut");
+  ASSERT_TRUE(SamePixels(fast, plain)) << "Coarse shortcut";
 }
 
 TEST(SSE3dPolygonFill, CoarseShortcutEqualsThePlainWalkOnHugeInfiniteAndNaNOutlines) {
@@ -381,8 +362,7 @@ CSSE3dPolygon HugeSquare() {
 
 TEST(SSE3dPolygonFill, CoarseFillsOfAHugeSquareCostTheMatrixNotTheSquare) {
   CSSE3dPolygon p = HugeSquare();
-  CSSEMatrix m;
-  m.Create(40, 40);
+  CSSEMatrix m = Blank(40, 40);
   qssse::polygon::ResetFillWorkSteps();
   p.DrawInMatrixAndFillCoarse(2.0f, &m, false, -1e9f, 1e9f);
   EXPECT_EQ(m.NumValuesAbove(1.0f), 1600);
@@ -403,9 +383,7 @@ TEST(SSE3dPolygonFill, CoarseFallsBackOnTheWorkBudgetWhereEdgesCoincideBeyondThe
   const std::vector<P3> ring{{5, 5, 0},  {30, 5, 0},        {30, 30, 0},       {5, 30, 0},
                              {5, 10, 0}, {-3e5f, -1e7f, 0}, {-3e5f, -1e7f, 0}, {5, 10, 0}};
   CSSE3dPolygon p = Make(ring);
-  CSSEMatrix m;
-  m.Create(40, 40);
-  m.Fill(1.0f);
+  CSSEMatrix m = Blank(40, 40, 1.0f);
   {
     qssse::CWorkBudgetScope budget(1000);
     EXPECT_THROW(p.DrawInMatrixAndFillCoarse(2.0f, &m, false, -1e9f, 1e9f), CWorkBudgetException);
@@ -419,8 +397,7 @@ TEST(SSE3dPolygonFill, CoarseFallsBackOnTheWorkBudgetWhereEdgesCoincideBeyondThe
 TEST(SSE3dPolygonFill, FineWritesTheCellsTheRuleFindsInsideTheSquare) {
   // The rule takes the right and bottom edges of the square (2,2)-(5,5), not the left and top ones.
   CSSE3dPolygon p = Make({{2, 2, 0}, {5, 2, 0}, {5, 5, 0}, {2, 5, 0}});
-  CSSEMatrix m;
-  m.Create(8, 8);
+  CSSEMatrix m = Blank(8, 8);
   p.DrawInMatrixAndFillFine(1.0f, &m, false, -100.0f, 100.0f);
   for (int y = 0; y < 8; ++y)
     for (int x = 0; x < 8; ++x)
@@ -430,8 +407,7 @@ TEST(SSE3dPolygonFill, FineWritesTheCellsTheRuleFindsInsideTheSquare) {
 TEST(SSE3dPolygonFill, FineRowLimitsAboveTheBoxScanOnlyTheMarginAroundItsTop) {
   // yFrom beyond maxY: the scan starts at maxY - 5 and ends before maxY + 5, so the rows 12 .. 20 stay.
   CSSE3dPolygon p = Make({{0, 0, 0}, {9, 0, 0}, {9, 20, 0}, {0, 20, 0}});
-  CSSEMatrix m;
-  m.Create(10, 25);
+  CSSEMatrix m = Blank(10, 25);
   p.DrawInMatrixAndFillFine(1.0f, &m, false, 50.0f, 60.0f);
   EXPECT_EQ(m.GetPoint(5, 14), 0.0f);
   EXPECT_EQ(m.GetPoint(5, 15), 1.0f);
@@ -441,9 +417,7 @@ TEST(SSE3dPolygonFill, FineRowLimitsAboveTheBoxScanOnlyTheMarginAroundItsTop) {
 
 TEST(SSE3dPolygonFill, SubZeroesOnlyCellsLessThanThresholdAboveValue) {
   CSSE3dPolygon p = Make({{0, 0, 0}, {4, 0, 0}, {4, 4, 0}, {0, 4, 0}});
-  CSSEMatrix m;
-  m.Create(5, 5);
-  m.Fill(10.0f);
+  CSSEMatrix m = Blank(5, 5, 10.0f);
   m.SetPoint(2, 2, 12.5f);  // 12.5 - 10 is not below 2
   m.SetPoint(3, 2, 11.0f);
   p.DrawSubInMatrixAndFill(10.0f, &m, 2.0f, false, -100.0f, 100.0f);
@@ -454,8 +428,7 @@ TEST(SSE3dPolygonFill, SubZeroesOnlyCellsLessThanThresholdAboveValue) {
 }
 
 TEST(SSE3dPolygonFill, DegenerateInputWritesNothingAndNeverCrashes) {
-  CSSEMatrix m;
-  m.Create(5, 5);
+  CSSEMatrix m = Blank(5, 5);
   CSSE3dPolygon two = Make({{0, 0, 0}, {4, 4, 0}});
   two.DrawInMatrixAndFillFine(1.0f, &m, false, -10, 10);
   two.DrawInMatrixAndFillCoarseFast(1.0f, &m, false, -10, 10);
@@ -478,9 +451,7 @@ TEST(SSE3dPolygonFill, DegenerateInputWritesNothingAndNeverCrashes) {
 
 TEST(SSE3dPolygonFill, DistanceTransformMeasuresToTheNearestEdgeInScaledUnits) {
   CSSE3dPolygon p = Make({{0, 0, 0}, {10, 0, 0}, {10, 10, 0}, {0, 10, 0}});
-  CSSEMatrix m, d;
-  m.Create(12, 12);
-  d.Create(12, 12);
+  CSSEMatrix m = Blank(12, 12), d = Blank(12, 12);
   t_resolutiondata res{0.5f, 2.0f, 1.0f};
   p.InternalAreaDistanceTransform(1.0f, &m, &d, res, false);
   EXPECT_EQ(m.GetPoint(5, 5), 1.0f);

@@ -5,35 +5,21 @@
 #include <vector>
 
 #include "PolygonTestUtil.h"
-#include "qssse/platform/Archive.h"
+#include "raster/RasterTestSupport.h"
 #include "qssse/platform/ArchiveException.h"
 #include "qssse/platform/CoreException.h"
-#include "qssse/platform/MemFile.h"
 #include "qssse/platform/StreamReadBinaryMemory.h"
 #include "qssse/platform/StreamWriteBinaryMemory.h"
 
 using polytest::Make;
 using polytest::P3;
 using polytest::Points;
+using rastertest::ArchiveBytes;
+using rastertest::LoadArchive;
 
 namespace {
 
 using Bytes = std::vector<unsigned char>;
-
-Bytes ArchiveBytes(CSSE3dPolygon& p) {
-  CMemFile file;
-  {
-    CArchive ar(&file, CArchive::store);
-    p.Serialize(ar);
-  }
-  return file.GetBytes();
-}
-
-void LoadArchive(CSSE3dPolygon& p, Bytes bytes) {
-  CMemFile file(std::move(bytes));
-  CArchive ar(&file, CArchive::load);
-  p.Serialize(ar);
-}
 
 Bytes StreamBytes(const CSSE3dPolygon& p) {
   CbStreamWriteBinaryMemory out;

@@ -28,13 +28,49 @@ CSSE3dPolygon Circle(int n, float r, float cx = 0, float cy = 0) {
 
 }  // namespace
 
-TEST(SSE3dPolygonOffset, MitredSquareGrowsToTheExactLargerSquare) {
-  CSSE3dPolygon p = Square(10);
-  ASSERT_TRUE(p.DilateExact(2, CSSE3dPolygon::kJoinMiter));
-  EXPECT_EQ(p.GetNumPoints(), 4);
-  EXPECT_NEAR(p.CalcXYArea(), 2 * 14.0 * 14.0, 1e-3);
+TEST(SSE3dPolygonOffset, MitredAndErodedRectilinearOutlinesHaveExactAreasAndKeepTheirOrientation) {
+  const std::vector<polytest::P3> square = {{0, 0, 0}, {10, 0, 0}, {10, 10, 0}, {0, 10, 0}};
+  // Two squares 10 and 6 wide joined by a neck 1 wide; a U whose gap (2 wide) closes when grown by 1.5.
+  const std::vector<polytest::P3> dumbbell = {{0, 0, 0},  {10, 0, 0}, {10, 4.5f, 0}, {14, 4.5f, 0},
+                                              {14, 2, 0}, {20, 2, 0}, {20, 8, 0},    {14, 8, 0},
+                                              {14, 5.5f, 0}, {10, 5.5f, 0}, {10, 10, 0}, {0, 10, 0}};
+  const std::vector<polytest::P3> u = {{0, 0, 0}, {10, 0, 0}, {10, 10, 0}, {6, 10, 0},
+                                       {6, 3, 0}, {4, 3, 0},  {4, 10, 0},  {0, 10, 0}};
+  const struct {
+    const char* what;
+    std::vector<polytest::P3> ring;
+    float distance;  // positive: DilateExact, negative: ErodeExact of its size
+    CSSE3dPolygon::OffsetJoin join;
+    double area2;  // 0: the result is empty and the call returns false
+  } cases[] = {
+      {"mitred square grown", square, 2, CSSE3dPolygon::kJoinMiter, 2 * 14.0 * 14.0},
+      {"square eroded", square, -1, CSSE3dPolygon::kJoinRound, 2 * 64.0},
+      {"clockwise square eroded", {{0, 0, 0}, {0, 10, 0}, {10, 10, 0}, {10, 0, 0}}, -1, CSSE3dPolygon::kJoinRound, -2 * 64.0},
+      {"square eroded past its inradius", square, -5.5f, CSSE3dPolygon::kJoinRound, 0},
+      {"thin bar eroded away", {{0, 0, 0}, {10, 0, 0}, {10, 1, 0}, {0, 1, 0}}, -0.6f, CSSE3dPolygon::kJoinMiter, 0},
+      {"empty outline", {}, 1, CSSE3dPolygon::kJoinRound, 0},
+      {"dumbbell cut at its neck: the larger bell", dumbbell, -1, CSSE3dPolygon::kJoinMiter, 2 * 64.0},
+      {"U whose gap closes, the pocket filled", u, 1.5f, CSSE3dPolygon::kJoinMiter, 2 * 13.0 * 13.0},
+  };
+  for (const auto& c : cases) {
+    CSSE3dPolygon p = Make(c.ring);
+    const bool ok = c.distance > 0 ? p.DilateExact(c.distance, c.join) : p.ErodeExact(-c.distance, c.join);
+    ASSERT_EQ(ok, c.area2 != 0) << c.what;
+    if (!ok) {
+      EXPECT_EQ(p.GetNumPoints(), 0) << c.what;
+      continue;
+    }
+    EXPECT_NEAR(p.CalcXYArea(), c.area2, 1e-3) << c.what;
+    EXPECT_EQ(ProperCrossings(XY(p)), 0) << c.what;
+  }
+  // A negative dilation is an erosion; the mitred square is the exact larger square.
+  CSSE3dPolygon neg = Square(10), grown = Square(10);
+  ASSERT_TRUE(neg.DilateExact(-1));
+  EXPECT_NEAR(neg.CalcXYArea(), 2 * 64.0, 1e-3);
+  ASSERT_TRUE(grown.DilateExact(2, CSSE3dPolygon::kJoinMiter));
+  EXPECT_EQ(grown.GetNumPoints(), 4);
   float x0, y0, x1, y1, z0, z1;
-  p.GetBoundingBox3D(x0, y0, z0, x1, y1, z1);
+  grown.GetBoundingBox3D(x0, y0, z0, x1, y1, z1);
   EXPECT_FLOAT_EQ(x0, -2);
   EXPECT_FLOAT_EQ(y1, 12);
 }
@@ -48,38 +84,6 @@ TEST(SSE3dPolygonOffset, RoundSquareAreaIsSquarePlusStripsPlusCircle) {
   // every point lies at the distance from the square (chords sit inside the arcs)
   const std::vector<P2> sq = XY(Square(10));
   for (const P2& q : XY(p)) EXPECT_NEAR(DistanceToRing(q, sq), 2.0, 1e-4);
-}
-
-TEST(SSE3dPolygonOffset, ErodeKeepsOrientationAndShrinksBothWays) {
-  CSSE3dPolygon ccw = Square(10);
-  ASSERT_TRUE(ccw.ErodeExact(1));
-  EXPECT_NEAR(ccw.CalcXYArea(), 2 * 64.0, 1e-3);
-  CSSE3dPolygon cw = Make({{0, 0, 0}, {0, 10, 0}, {10, 10, 0}, {10, 0, 0}});
-  ASSERT_TRUE(cw.ErodeExact(1));
-  EXPECT_NEAR(cw.CalcXYArea(), -2 * 64.0, 1e-3);
-  // a negative dilation is an erosion
-  CSSE3dPolygon neg = Square(10);
-  ASSERT_TRUE(neg.DilateExact(-1));
-  EXPECT_NEAR(neg.CalcXYArea(), 2 * 64.0, 1e-3);
-}
-
-TEST(SSE3dPolygonOffset, ErodingPastTheInradiusLeavesAnEmptyPolygon) {
-  CSSE3dPolygon p = Square(10);
-  EXPECT_FALSE(p.ErodeExact(5.5f));
-  EXPECT_EQ(p.GetNumPoints(), 0);
-  CSSE3dPolygon thin = Make({{0, 0, 0}, {10, 0, 0}, {10, 1, 0}, {0, 1, 0}});
-  EXPECT_FALSE(thin.ErodeExact(0.6f, CSSE3dPolygon::kJoinMiter));
-  CSSE3dPolygon empty;
-  EXPECT_FALSE(empty.DilateExact(1));
-}
-
-TEST(SSE3dPolygonOffset, ErosionThatCutsADumbbellKeepsTheLargerBell) {
-  // two squares 10 and 6 wide joined by a neck 1 wide
-  CSSE3dPolygon p = Make({{0, 0, 0},  {10, 0, 0}, {10, 4.5f, 0}, {14, 4.5f, 0}, {14, 2, 0}, {20, 2, 0},
-                          {20, 8, 0}, {14, 8, 0}, {14, 5.5f, 0}, {10, 5.5f, 0}, {10, 10, 0}, {0, 10, 0}});
-  ASSERT_TRUE(p.ErodeExact(1, CSSE3dPolygon::kJoinMiter));
-  EXPECT_NEAR(p.CalcXYArea(), 2 * 64.0, 1e-3);
-  EXPECT_EQ(ProperCrossings(XY(p)), 0);
 }
 
 TEST(SSE3dPolygonOffset, DegenerateInputsGiveCapsAndCircles) {
@@ -120,15 +124,6 @@ TEST(SSE3dPolygonOffset, ZIsCarriedFromTheNearestEdge) {
   EXPECT_FLOAT_EQ(x, -1);
   EXPECT_FLOAT_EQ(y, -1);
   EXPECT_FLOAT_EQ(z, 0);
-}
-
-TEST(SSE3dPolygonOffset, ConcaveGrowthClosesAGapAndFillsTheEnclosedHole) {
-  // a U whose gap (2 wide) closes when grown by 1.5; the pocket becomes part of the region
-  CSSE3dPolygon u = Make({{0, 0, 0}, {10, 0, 0}, {10, 10, 0}, {6, 10, 0}, {6, 3, 0}, {4, 3, 0}, {4, 10, 0},
-                          {0, 10, 0}});
-  ASSERT_TRUE(u.DilateExact(1.5f, CSSE3dPolygon::kJoinMiter));
-  EXPECT_NEAR(u.CalcXYArea(), 2 * 13.0 * 13.0, 1e-3);
-  EXPECT_EQ(ProperCrossings(XY(u)), 0);
 }
 
 TEST(SSE3dPolygonOffset, PropertiesOnRandomGridOutlines) {

@@ -10,8 +10,6 @@
 
 namespace {
 
-using rastertest::Blank;
-
 // Median of the clamped (2r+1)^2 window by sorting.
 float PlainMedian(const CSSEMatrix& m, int x, int y, int r) {
   std::vector<float> w;
@@ -22,18 +20,6 @@ float PlainMedian(const CSSEMatrix& m, int x, int y, int r) {
 }
 
 CSSEMatrix Random(std::mt19937& rng, int sx, int sy) { return rastertest::RandomMatrix(rng, sx, sy, 7, 1.0f, 0.0f); }  // ties
-
-TEST(Filters, Median3x3RemovesASpikeAndKeepsAnEdge) {
-  CSSEMatrix src = Blank(5, 5);
-  for (int y = 0; y < 5; ++y)
-    for (int x = 3; x < 5; ++x) src.SetPoint(x, y, 9.0f);
-  src.SetPoint(1, 2, 50.0f);
-  CSSEMatrix dst;
-  CFilters::Median3x3(src, dst, 0, 4, 0, 4);
-  EXPECT_EQ(dst.GetPoint(1, 2), 0.0f);
-  EXPECT_EQ(dst.GetPoint(3, 2), 9.0f);
-  EXPECT_EQ(dst.GetPoint(2, 2), 0.0f);
-}
 
 TEST(Filters, MediansEqualSortingOnEverySmallSizeAndRectangle) {
   std::mt19937 rng(42);
@@ -63,8 +49,7 @@ TEST(Filters, InPlaceFilteringReadsTheOriginalAndBadInputIsHarmless) {
   CSSEMatrix m = Random(rng, 9, 9), expected;
   CFilters::Median5x5(m, expected, 0, 8, 0, 8);
   CFilters::Median5x5(m, m, 0, 8, 0, 8);
-  for (int y = 0; y < 9; ++y)
-    for (int x = 0; x < 9; ++x) EXPECT_EQ(m.GetPoint(x, y), expected.GetPoint(x, y));
+  EXPECT_TRUE(rastertest::SamePixels(m, expected));
   CSSEMatrix copy;
   CFilters::Median3x3(m, copy, 20, 30, 0, 8);  // outside: a plain copy
   EXPECT_EQ(copy.GetPoint(4, 4), m.GetPoint(4, 4));

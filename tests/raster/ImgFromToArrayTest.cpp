@@ -31,9 +31,8 @@ TEST(ImgFromToArray, BackwardScanStopsAboveFromSoASingleStepLeavesToOpen) {
   a.CalcArray(m, 0, 9);
   EXPECT_EQ(a.GetFrom(0), 5);
   EXPECT_EQ(a.GetTo(0), 999999);
-  for (int y = 0; y < 8; ++y) m.SetPoint(7, y, 3.0f);  // a second step between 6 and 7
-  for (int y = 0; y < 8; ++y) m.SetPoint(8, y, 3.0f);
-  for (int y = 0; y < 8; ++y) m.SetPoint(9, y, 3.0f);
+  for (int y = 0; y < 8; ++y)
+    for (int x = 7; x < 10; ++x) m.SetPoint(x, y, 3.0f);  // a second step between 6 and 7
   a.CalcArray(m, 0, 9);
   EXPECT_EQ(a.GetFrom(1), 5);
   EXPECT_EQ(a.GetTo(1), 7);
@@ -59,9 +58,8 @@ TEST(ImgFromToArray, ColumnsAreClampedAndOnlyOneRowOfAGroupNeedsToChange) {
   EXPECT_EQ(a.GetTo(1), 4);
 }
 
-TEST(ImgFromToArray, PositionTestUsesRowGroupsAndSkipsTheLastGroup) {
-  CSSEMatrix m;
-  m.Create(10, 16);  // four groups
+TEST(ImgFromToArray, PositionTestAndCoordsUseRowGroupsButYItselfAsTheGroupForRadiusOne) {
+  CSSEMatrix m = Blank(10, 16);  // four groups
   for (int y = 4; y < 8; ++y) m.SetPoint(5, y, 1.0f);
   CImgFromToArray a;
   a.CalcArray(m, 0, 9);  // group 1 spans 5..6, the others whole rows
@@ -71,31 +69,19 @@ TEST(ImgFromToArray, PositionTestUsesRowGroupsAndSkipsTheLastGroup) {
   EXPECT_EQ(a.IsPositionInArray(3, 2, 2), 1);  // groups 0 .. <1: only group 0 tested
   EXPECT_EQ(a.IsPositionInArray(3, 6, 4), 0);  // groups 0 .. <2 include group 1
   EXPECT_EQ(a.IsPositionInArray(3, 14, 2), 1);  // both ends in group 3: no group tested
-}
-
-TEST(ImgFromToArray, CoordsUseYAsAGroupForRadiusOneAndEmptyWhenNoGroup) {
-  CSSEMatrix m = Blank(10, 16);
-  for (int y = 4; y < 8; ++y) m.SetPoint(5, y, 1.0f);
-  CImgFromToArray a;
-  a.CalcArray(m, 0, 9);
-  int from = 0, to = 9;
-  a.GetFromToCoords(from, to, 1, 1);  // y = 1 is group 1 here
-  EXPECT_EQ(from, 5);
-  EXPECT_EQ(to, 6);
-  from = 0;
-  to = 9;
-  a.GetFromToCoords(from, to, 6, 1);  // group 6 clamped to 3
-  EXPECT_EQ(from, 0);
-  EXPECT_EQ(to, 999999);
-  from = 0;
-  to = 9;
-  a.GetFromToCoords(from, to, 14, 2);  // both ends in group 3: no group, empty interval
-  EXPECT_GT(from, to);
-  from = 0;
-  to = 9;
-  a.GetFromToCoords(from, to, 6, 4);  // groups 0 and 1
-  EXPECT_EQ(from, 0);
-  EXPECT_EQ(to, 9);
+  // {y, r, from, to}: y = 1 is group 1 for r = 1; group 6 is clamped to 3; with r = 2 both ends of 14
+  // lie in group 3, so no group and an empty interval; with r = 4 groups 0 and 1.
+  const int cases[][4] = {{1, 1, 5, 6}, {6, 1, 0, 999999}, {14, 2, 1, 0}, {6, 4, 0, 9}};
+  for (const auto& c : cases) {
+    int from = 0, to = 9;
+    a.GetFromToCoords(from, to, c[0], c[1]);
+    if (c[2] > c[3]) {
+      EXPECT_GT(from, to) << c[0];
+    } else {
+      EXPECT_EQ(from, c[2]) << c[0];
+      EXPECT_EQ(to, c[3]) << c[0];
+    }
+  }
 }
 
 TEST(ImgFromToArray, CopiesShareTheSpansAndOutliveTheOriginal) {

@@ -9,14 +9,7 @@
 
 namespace {
 
-using rastertest::Blank;
-
-CSSEMatrix FromRows(const std::vector<std::vector<int>>& rows) {
-  CSSEMatrix m = Blank(static_cast<int>(rows[0].size()), static_cast<int>(rows.size()));
-  for (int y = 0; y < m.GetSizeY(); ++y)
-    for (int x = 0; x < m.GetSizeX(); ++x) m.SetPoint(x, y, static_cast<float>(rows[y][x]));
-  return m;
-}
+using rastertest::FromRows;
 
 std::vector<std::pair<int, int>> Pixels(const CPixelChain& c) {
   std::vector<std::pair<int, int>> p;

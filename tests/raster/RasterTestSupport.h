@@ -4,8 +4,11 @@
 #include <cstdint>
 #include <cstring>
 #include <random>
+#include <utility>
 #include <vector>
 
+#include "qssse/platform/Archive.h"
+#include "qssse/platform/MemFile.h"
 #include "qssse/raster/SSEMatrix.h"
 
 // Helpers shared by the raster suite.
@@ -23,6 +26,47 @@ inline ::testing::AssertionResult SameBits(const CSSEMatrix& a, const CSSEMatrix
     }
   }
   return ::testing::AssertionSuccess();
+}
+
+// Pixel-wise bit equality over the real pixels only (padding ignored); anyNaN lets two NaNs of different
+// payloads pass (which NaN a sum of two NaNs returns is the compiler's choice).
+inline ::testing::AssertionResult SamePixels(const CSSEMatrix& a, const CSSEMatrix& b, bool anyNaN = false) {
+  if (a.GetSizeX() != b.GetSizeX() || a.GetSizeY() != b.GetSizeY())
+    return ::testing::AssertionFailure() << "sizes " << a.GetSizeX() << "x" << a.GetSizeY() << " vs "
+                                         << b.GetSizeX() << "x" << b.GetSizeY();
+  for (int y = 0; y < a.GetSizeY(); ++y) {
+    for (int x = 0; x < a.GetSizeX(); ++x) {
+      const float u = a.GetPoint(x, y), v = b.GetPoint(x, y);
+      if ((anyNaN && u != u && v != v) || std::memcmp(&u, &v, 4) == 0) continue;
+      return ::testing::AssertionFailure() << "differs at " << x << "," << y << ": " << u << " vs " << v;
+    }
+  }
+  return ::testing::AssertionSuccess();
+}
+
+// Lane l of element x of SIMD row g: pixel (x, 4g + l), padding rows included.
+inline float& Lane(CSSEMatrix& m, int x, int g, int l) {
+  return reinterpret_cast<float*>(&m.GetMatrixDataDirectly()[g][x])[l];
+}
+inline float Lane(const CSSEMatrix& m, int x, int g, int l) {
+  return reinterpret_cast<const float*>(&m.GetMatrixDataDirectly()[g][x])[l];
+}
+
+// What Serialize writes into an archive, and an object read back from such bytes.
+template <class T>
+std::vector<unsigned char> ArchiveBytes(T& object) {
+  CMemFile file;
+  {
+    CArchive ar(&file, CArchive::store);
+    object.Serialize(ar);
+  }
+  return file.GetBytes();
+}
+template <class T>
+void LoadArchive(T& object, std::vector<unsigned char> bytes) {
+  CMemFile file(std::move(bytes));
+  CArchive ar(&file, CArchive::load);
+  object.Serialize(ar);
 }
 
 // A sx x sy matrix of zeros, or of v everywhere, padding included.

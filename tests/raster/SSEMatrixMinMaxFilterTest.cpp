@@ -2,8 +2,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstdint>
-#include <cstring>
 #include <limits>
 #include <random>
 #include <vector>
@@ -65,40 +63,38 @@ void ExpectSameAsPlain(const CSSEMatrix& input, float radius) {
 }
 
 using rastertest::FromRows;
+using rastertest::Rows;
 using rastertest::ToRows;
 
 }  // namespace
 
-TEST(SSEMatrixMinMaxFilter, DiscHoldsTheOffsetsWithinTheRadius) {
+TEST(SSEMatrixMinMaxFilter, DiscHoldsTheOffsetsWithinTheRadiusClippedNotClampedAtTheBorder) {
   // One peak dilated: radius 1 gives the plus of five pixels, 1.5 the 3x3 box (2 <= 2.25), 2 the
-  // thirteen pixels with dx^2 + dy^2 <= 4.
-  const std::vector<std::vector<float>> plus = {
-      {0, 0, 0, 0, 0}, {0, 0, 5, 0, 0}, {0, 5, 5, 5, 0}, {0, 0, 5, 0, 0}, {0, 0, 0, 0, 0}};
-  const std::vector<std::vector<float>> box = {
-      {0, 0, 0, 0, 0}, {0, 5, 5, 5, 0}, {0, 5, 5, 5, 0}, {0, 5, 5, 5, 0}, {0, 0, 0, 0, 0}};
-  const std::vector<std::vector<float>> disc = {
-      {0, 0, 5, 0, 0}, {0, 5, 5, 5, 0}, {5, 5, 5, 5, 5}, {0, 5, 5, 5, 0}, {0, 0, 5, 0, 0}};
-  const std::vector<std::vector<float>> peak = {
-      {0, 0, 0, 0, 0}, {0, 0, 0, 0, 0}, {0, 0, 5, 0, 0}, {0, 0, 0, 0, 0}, {0, 0, 0, 0, 0}};
-  for (const auto& [radius, expected] :
-       {std::pair{1.0f, plus}, std::pair{1.5f, box}, std::pair{2.0f, disc}}) {
-    CSSEMatrix m = FromRows(peak);
-    m.MaximumFilterDisc(radius);
-    EXPECT_EQ(ToRows(m), expected) << radius;
+  // thirteen pixels with dx^2 + dy^2 <= 4. At the border the missing neighbours drop out (clamping would
+  // repeat the border pixel); a huge radius gives the extreme of the whole image.
+  const Rows peak = {{0, 0, 0, 0, 0}, {0, 0, 0, 0, 0}, {0, 0, 5, 0, 0}, {0, 0, 0, 0, 0}, {0, 0, 0, 0, 0}};
+  const struct {
+    Rows input;
+    float radius;
+    bool maximum;
+    Rows expected;
+  } cases[] = {
+      {peak, 1.0f, true, {{0, 0, 0, 0, 0}, {0, 0, 5, 0, 0}, {0, 5, 5, 5, 0}, {0, 0, 5, 0, 0}, {0, 0, 0, 0, 0}}},
+      {peak, 1.5f, true, {{0, 0, 0, 0, 0}, {0, 5, 5, 5, 0}, {0, 5, 5, 5, 0}, {0, 5, 5, 5, 0}, {0, 0, 0, 0, 0}}},
+      {peak, 2.0f, true, {{0, 0, 5, 0, 0}, {0, 5, 5, 5, 0}, {5, 5, 5, 5, 5}, {0, 5, 5, 5, 0}, {0, 0, 5, 0, 0}}},
+      {{{5, 1, 7, 3, 9}}, 1.0f, false, {{1, 1, 1, 3, 3}}},
+      {{{4}, {2}, {6}, {8}, {3}, {9}}, 2.0f, true, {{6}, {8}, {8}, {9}, {9}, {9}}},
+      {{{4, 2, 9}, {7, 5, 3}}, kInf, false, {{2, 2, 2}, {2, 2, 2}}},
+      {{{4, 2, 9}, {7, 5, 3}}, 1.0e30f, true, {{9, 9, 9}, {9, 9, 9}}},
+  };
+  for (const auto& c : cases) {
+    CSSEMatrix m = FromRows(c.input);
+    c.maximum ? m.MaximumFilterDisc(c.radius) : m.MinimumFilterDisc(c.radius);
+    EXPECT_EQ(ToRows(m), c.expected) << c.radius << (c.maximum ? " maximum" : " minimum");
   }
 }
 
-TEST(SSEMatrixMinMaxFilter, WindowIsClippedAtTheBorderNotClamped) {
-  // Clamping would repeat the border pixel; clipping only drops the missing neighbours.
-  CSSEMatrix m = FromRows({{5, 1, 7, 3, 9}});
-  m.MinimumFilterDisc(1.0f);
-  EXPECT_EQ(ToRows(m), (std::vector<std::vector<float>>{{1, 1, 1, 3, 3}}));
-  CSSEMatrix column = FromRows({{4}, {2}, {6}, {8}, {3}, {9}});
-  column.MaximumFilterDisc(2.0f);
-  EXPECT_EQ(ToRows(column), (std::vector<std::vector<float>>{{6}, {8}, {8}, {9}, {9}, {9}}));
-}
-
-TEST(SSEMatrixMinMaxFilter, NanPixelsKeepTheirBitsAndAreSkippedAsNeighbours) {
+TEST(SSEMatrixMinMaxFilter, NanPixelsKeepTheirBitsAndAreSkippedAndNegativeZeroCountsBelowPositiveZero) {
   const float nan = std::nanf("7");
   CSSEMatrix m = FromRows({{3, nan, 1}, {nan, 4, nan}});
   m.MinimumFilterDisc(1.0f);
@@ -106,9 +102,7 @@ TEST(SSEMatrixMinMaxFilter, NanPixelsKeepTheirBitsAndAreSkippedAsNeighbours) {
   EXPECT_EQ(Bits(m.GetPoint(1, 0)), Bits(nan));
   EXPECT_EQ(m.GetPoint(1, 1), 4.0f);
   EXPECT_EQ(m.GetPoint(2, 0), 1.0f);
-}
-
-TEST(SSEMatrixMinMaxFilter, NegativeZeroCountsBelowPositiveZero) {
+  // -0 counts below +0.
   CSSEMatrix lo = FromRows({{0.0f, -0.0f, 0.0f, 0.0f, 0.0f}});
   lo.MinimumFilterDisc(1.0f);
   EXPECT_EQ(Bits(lo.GetPoint(0, 0)), Bits(-0.0f));
@@ -132,15 +126,6 @@ TEST(SSEMatrixMinMaxFilter, RadiusBelowOneOrNanLeavesTheMatrixUnchanged) {
   CSSEMatrix empty;
   empty.MinimumFilterDisc(3.0f);  // no storage: nothing to do
   EXPECT_FALSE(empty.HasPixels());
-}
-
-TEST(SSEMatrixMinMaxFilter, HugeRadiusGivesTheExtremeOfTheWholeImage) {
-  CSSEMatrix m = FromRows({{4, 2, 9}, {7, 5, 3}});
-  CSSEMatrix n(m);
-  m.MinimumFilterDisc(kInf);
-  n.MaximumFilterDisc(1.0e30f);
-  EXPECT_EQ(ToRows(m), (std::vector<std::vector<float>>{{2, 2, 2}, {2, 2, 2}}));
-  EXPECT_EQ(ToRows(n), (std::vector<std::vector<float>>{{9, 9, 9}, {9, 9, 9}}));
 }
 
 TEST(SSEMatrixMinMaxFilter, EqualsThePlainFilterOnEverySmallSize) {

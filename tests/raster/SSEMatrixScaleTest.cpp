@@ -22,7 +22,7 @@ TEST(SSEMatrixScale, UpscalingIsCornerAlignedAndRepeatsTheBorder) {
   EXPECT_EQ(m.GetPoint(1, 0), 0.5f);
   EXPECT_EQ(m.GetPoint(2, 3), 16.0f);  // source (1, 1.5)
   EXPECT_EQ(m.GetPoint(7, 7), 33.0f);  // source (3.5, 3.5), clamped to (3, 3)
-  EXPECT_EQ(reinterpret_cast<float*>(m.GetMatrixDataDirectly()[2])[4 * 5], 0.0f);  // padding = source (0, 0)
+  EXPECT_EQ(rastertest::Lane(m, 5, 2, 0), 0.0f);  // padding = source (0, 0)
 }
 
 TEST(SSEMatrixScale, DownscalingPicksPixelsWithoutAveraging) {

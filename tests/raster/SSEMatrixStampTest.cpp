@@ -99,41 +99,32 @@ TEST(SSEMatrixStamp, EveryMemberMatchesItsTableOnRandomStampsAndSizes) {
         // The padding row stays untouched by any stamp.
         const int g = m.GetSSESizeY() - 1;
         for (int l = sy & 3; l < 4 && (sy >> 2) == g; ++l)
-          for (int x = 0; x < sx; ++x) ASSERT_EQ(reinterpret_cast<float*>(&m.GetMatrixDataDirectly()[g][x])[l], 0.0f) << s.name;
+          for (int x = 0; x < sx; ++x) ASSERT_EQ(rastertest::Lane(m, x, g, l), 0.0f) << s.name;
       }
     }
   }
 }
 
-TEST(SSEMatrixStamp, BoxAtTheCornerShiftsInwardAsAWhole) {
-  CSSEMatrix m = Blank(10, 8);
-  m.Set3x3BoxPoint(0, 0, 1.0f);
-  for (int y = 0; y < 8; ++y)
-    for (int x = 0; x < 10; ++x) EXPECT_EQ(m.GetPoint(x, y), (x <= 2 && y <= 2) ? 1.0f : 0.0f) << x << "," << y;
-}
-
-TEST(SSEMatrixStamp, ElevenBoxIsCentredWhereItFitsAndClampedWhereNot) {
-  CSSEMatrix m = Blank(20, 20);
-  m.Set11x11BoxPointMax(9, 7, 1.0f);
-  EXPECT_EQ(m.GetPoint(4, 2), 1.0f);
-  EXPECT_EQ(m.GetPoint(14, 12), 1.0f);
-  EXPECT_EQ(m.GetPoint(3, 2), 0.0f);
-  EXPECT_EQ(m.GetPoint(14, 13), 0.0f);
-  m.Clear();
-  m.Set11x11BoxPointMax(19, 19, 2.0f);  // centre moves to (14, 14)
-  EXPECT_EQ(m.GetPoint(9, 9), 2.0f);
-  EXPECT_EQ(m.GetPoint(8, 9), 0.0f);
-  EXPECT_EQ(m.GetPoint(19, 19), 2.0f);
-}
-
-TEST(SSEMatrixStamp, PairsAtTheEdgeStayInside) {
-  CSSEMatrix m = Blank(6, 3);
-  m.SetPointAndLeftOfPoint(0, 1, 1.0f);
-  EXPECT_EQ(m.GetPoint(0, 1), 1.0f);
-  EXPECT_EQ(m.GetPoint(1, 1), 1.0f);
-  m.SetPointAndRightOfPoint(5, 2, 2.0f);
-  EXPECT_EQ(m.GetPoint(4, 2), 2.0f);
-  EXPECT_EQ(m.GetPoint(5, 2), 2.0f);
+TEST(SSEMatrixStamp, FootprintsAtTheBorderShiftInwardAsAWhole) {
+  const struct {
+    const char* name;
+    int sx, sy, x, y, x0, x1, y0, y1;  // matrix size, stamp position, the box it covers
+  } cases[] = {
+      {"Set3x3BoxPoint", 10, 8, 0, 0, 0, 2, 0, 2},
+      {"Set11x11BoxPointMax", 20, 20, 9, 7, 4, 14, 2, 12},    // fits: centred
+      {"Set11x11BoxPointMax", 20, 20, 19, 19, 9, 19, 9, 19},  // the centre moves to (14, 14)
+      {"SetPointAndLeftOfPoint", 6, 3, 0, 1, 0, 1, 1, 1},
+      {"SetPointAndRightOfPoint", 6, 3, 5, 2, 4, 5, 2, 2},
+  };
+  for (const auto& c : cases) {
+    const Stamp& s = *std::find_if(Family().begin(), Family().end(), [&](const Stamp& f) { return f.name == c.name; });
+    CSSEMatrix m = Blank(c.sx, c.sy);
+    s.call(m, c.x, c.y, 1.0f);
+    for (int y = 0; y < c.sy; ++y)
+      for (int x = 0; x < c.sx; ++x)
+        EXPECT_EQ(m.GetPoint(x, y), (x >= c.x0 && x <= c.x1 && y >= c.y0 && y <= c.y1) ? 1.0f : 0.0f)
+            << c.name << " at " << c.x << "," << c.y << ": pixel " << x << "," << y;
+  }
 }
 
 TEST(SSEMatrixStamp, MinimumKeepsSmallerAndNaNOnEitherSideStoresTheStamp) {

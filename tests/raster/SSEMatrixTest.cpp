@@ -1,7 +1,6 @@
 #include <gtest/gtest.h>
 
 #include <cfloat>
-#include <cmath>
 #include <cstring>
 #include <limits>
 #include <random>
@@ -15,12 +14,8 @@
 namespace {
 
 using rastertest::Blank;
+using rastertest::Lane;
 using rastertest::Ramp;
-
-// Lane l of element x of SIMD row g.
-float Lane(const CSSEMatrix& m, int x, int g, int l) {
-  return reinterpret_cast<const float*>(&m.GetMatrixDataDirectly()[g][x])[l];
-}
 
 TEST(SSEMatrixLayout, SizesAndFieldsFollowTheLayoutRules) {
   CSSEMatrix m = Blank(10, 8);
@@ -46,7 +41,7 @@ TEST(SSEMatrixLayout, PixelLivesInLaneYMod4OfElementXOfRowYDiv4) {
   CSSEMatrix m = Blank(10, 8);
   m.SetPoint(2, 5, 7.5f);
   EXPECT_EQ(Lane(m, 2, 1, 1), 7.5f);
-  EXPECT_EQ(m.GetPointAddress(2, 5), reinterpret_cast<float*>(&m.GetMatrixDataDirectly()[1][2]) + 1);
+  EXPECT_EQ(m.GetPointAddress(2, 5), &Lane(m, 2, 1, 1));
 }
 
 TEST(SSEMatrixLayout, CreateZeroesEverythingIncludingPadding) {
@@ -108,7 +103,7 @@ TEST(SSEMatrixAccess, MatricesWithoutPixelsReadZeroAndIgnoreWrites) {
 
 TEST(SSEMatrixCopy, CopyIsDeepAndIncludesPadding) {
   CSSEMatrix a = Ramp(9, 6);
-  reinterpret_cast<float*>(&a.GetMatrixDataDirectly()[1][3])[3] = 42.0f;  // padding pixel (3, 7)
+  Lane(a, 3, 1, 3) = 42.0f;  // padding pixel (3, 7)
   CSSEMatrix b(a);
   EXPECT_NE(b.GetMatrixDataDirectly(), a.GetMatrixDataDirectly());
   EXPECT_EQ(Lane(b, 3, 1, 3), 42.0f);
@@ -254,10 +249,6 @@ void PlainMinMax(const CSSEMatrix& m, float& maxValue, float& minValue) {
                                        << wantMax << " min " << wantMin;
 }
 
-float& Element(CSSEMatrix& m, int g, int x, int lane) {
-  return reinterpret_cast<float*>(&m.GetMatrixDataDirectly()[g][x])[lane];
-}
-
 TEST(SSEMatrixQueries, MinMaxKeepsTheEarlierOfEqualZerosAsOneScanWould) {
   std::mt19937 rng(42);
   const float nan = std::numeric_limits<float>::quiet_NaN();
@@ -269,7 +260,7 @@ TEST(SSEMatrixQueries, MinMaxKeepsTheEarlierOfEqualZerosAsOneScanWould) {
     CSSEMatrix m = Blank(7 + static_cast<int>(rng() % 9), 9 + static_cast<int>(rng() % 40));
     for (int g = 0; g < m.GetSSESizeY(); ++g)
       for (int x = 0; x < m.GetSSESizeX(); ++x)
-        for (int l = 0; l < 4; ++l) Element(m, g, x, l) = kSets[round % 3][rng() % 6];
+        for (int l = 0; l < 4; ++l) Lane(m, x, g, l) = kSets[round % 3][rng() % 6];
     ASSERT_TRUE(MinMaxAsOneScan(m)) << round;
   }
 }
@@ -288,30 +279,26 @@ TEST(SSEMatrixQueries, MinMaxAgreesWithOneScanForAZeroOrNaNAtEveryPosition) {
           m.Fill(1.0f);
           const auto [gp, xp] = at(p);
           const auto [gq, xq] = at(q);
-          Element(m, gq, xq, lane) = 0.0f;
-          Element(m, gp, xp, lane) = -0.0f;
+          Lane(m, xq, gq, lane) = 0.0f;
+          Lane(m, xp, gp, lane) = -0.0f;
           ASSERT_TRUE(MinMaxAsOneScan(m)) << sx << "x" << sy << " -0 at " << p << ", +0 at " << q;
           m.Fill(-1.0f);
-          Element(m, gq, xq, lane) = -0.0f;
-          Element(m, gp, xp, lane) = 0.0f;
+          Lane(m, xq, gq, lane) = -0.0f;
+          Lane(m, xp, gp, lane) = 0.0f;
           ASSERT_TRUE(MinMaxAsOneScan(m)) << sx << "x" << sy << " +0 at " << p << ", -0 at " << q;
         }
       }
       for (int lane = 0; lane < 4; ++lane) {
         for (int g = 0; g < m.GetSSESizeY(); ++g)
           for (int x = 0; x < m.GetSSESizeX(); ++x)
-            for (int l = 0; l < 4; ++l) Element(m, g, x, l) = static_cast<float>(rng() % 7) - 3.0f;
+            for (int l = 0; l < 4; ++l) Lane(m, x, g, l) = static_cast<float>(rng() % 7) - 3.0f;
         const auto [gp, xp] = at(p);
-        Element(m, gp, xp, lane) = std::numeric_limits<float>::quiet_NaN();
+        Lane(m, xp, gp, lane) = std::numeric_limits<float>::quiet_NaN();
         ASSERT_TRUE(MinMaxAsOneScan(m)) << sx << "x" << sy << " NaN at " << p;
       }
     }
   }
 }
-
-}  // namespace
-
-namespace {
 
 TEST(SSEMatrixLayout, MoreThanTheMachineHoldsThrowsInsteadOfBeingKilled) {
   // 2^31 - 1 columns by 31999 rows is about 2.7e14 bytes: each 32-row field alone might pass the

@@ -5,10 +5,8 @@
 #include <random>
 #include <vector>
 
-#include "qssse/platform/Archive.h"
 #include "qssse/platform/ArchiveException.h"
 #include "qssse/platform/InvalidArgumentException.h"
-#include "qssse/platform/MemFile.h"
 #include "RasterTestSupport.h"
 #include "qssse/raster/SSEMatrix.h"
 #include "qssse/raster/SSEcharMatrix.h"
@@ -19,21 +17,6 @@ using rastertest::Blank;
 
 char Byte(const CSSEcharMatrix& m, int x, int g, int l) {
   return reinterpret_cast<const char*>(&m.GetMatrixDataDirectly()[g][x])[l];
-}
-
-std::vector<unsigned char> Stored(CSSEcharMatrix& m) {
-  CMemFile file;
-  {
-    CArchive ar(&file, CArchive::store);
-    m.Serialize(ar);
-  }
-  return file.GetBytes();
-}
-
-void LoadFrom(CSSEcharMatrix& m, const std::vector<unsigned char>& bytes) {
-  CMemFile file(bytes);
-  CArchive ar(&file, CArchive::load);
-  m.Serialize(ar);
 }
 
 TEST(SSEcharMatrix, SixteenRowsPerElementWithAPaddingRow) {
@@ -131,12 +114,12 @@ TEST(SSEcharMatrix, ArchiveIsRowMajorWithoutPaddingAndRoundTrips) {
   m.SetPoint(1, 0, 2);
   m.SetPoint(0, 1, 3);
   m.SetPoint(1, 2, 6);
-  const std::vector<unsigned char> bytes = Stored(m);
+  const std::vector<unsigned char> bytes = rastertest::ArchiveBytes(m);
   EXPECT_EQ(bytes, (std::vector<unsigned char>{2, 0, 0, 0, 3, 0, 0, 0, 1, 2, 3, 0, 0, 6}));
   CSSEcharMatrix back;
   back.Create(7, 40);
   back.Clear(9);
-  LoadFrom(back, bytes);
+  rastertest::LoadArchive(back, bytes);
   EXPECT_EQ(back.GetSizeX(), 2);
   EXPECT_EQ(back.GetPoint(1, 2), 6);
   EXPECT_EQ(back.GetPoint(0, 2), 0);
@@ -146,10 +129,10 @@ TEST(SSEcharMatrix, ArchiveIsRowMajorWithoutPaddingAndRoundTrips) {
 TEST(SSEcharMatrix, LoaderRejectsImpossibleSizesAndEveryTruncation) {
   CSSEcharMatrix m(5, 7);
   m.Clear(3);
-  const std::vector<unsigned char> bytes = Stored(m);
+  const std::vector<unsigned char> bytes = rastertest::ArchiveBytes(m);
   for (std::size_t cut = 0; cut < bytes.size(); ++cut) {
     CSSEcharMatrix back;
-    EXPECT_THROW(LoadFrom(back, std::vector<unsigned char>(bytes.begin(), bytes.begin() + cut)),
+    EXPECT_THROW(rastertest::LoadArchive(back, std::vector<unsigned char>(bytes.begin(), bytes.begin() + cut)),
                  CArchiveException)
         << cut;
   }
@@ -162,7 +145,7 @@ TEST(SSEcharMatrix, LoaderRejectsImpossibleSizesAndEveryTruncation) {
       header[i] = static_cast<unsigned char>(static_cast<std::uint32_t>(sx) >> (8 * i));
       header[4 + i] = static_cast<unsigned char>(static_cast<std::uint32_t>(sy) >> (8 * i));
     }
-    EXPECT_THROW(LoadFrom(back, header), CArchiveException);
+    EXPECT_THROW(rastertest::LoadArchive(back, header), CArchiveException);
     EXPECT_EQ(back.GetSizeX(), 2);
   }
 }

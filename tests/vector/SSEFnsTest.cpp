@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <array>
 #include <cmath>
 #include <cstring>
 #include <limits>
@@ -19,6 +20,14 @@ SSEPoint Of(__m128 m) {
   return p;
 }
 
+// The four lanes in memory order, for whole-vector comparisons.
+using L4 = std::array<float, 4>;
+L4 Lanes(__m128 m) {
+  L4 l;
+  _mm_storeu_ps(l.data(), m);
+  return l;
+}
+
 bool SameBits(float a, float b) { return std::memcmp(&a, &b, sizeof a) == 0; }
 
 const float kNaN = std::numeric_limits<float>::quiet_NaN();
@@ -26,12 +35,7 @@ const float kInf = std::numeric_limits<float>::infinity();
 
 TEST(SSEPoint, LanesAreXYZWInOrder) {
   const SSEPoint p = P(1, 2, 3, 4);
-  float lanes[4];
-  _mm_storeu_ps(lanes, p.m);
-  EXPECT_EQ(lanes[0], 1.0f);
-  EXPECT_EQ(lanes[1], 2.0f);
-  EXPECT_EQ(lanes[2], 3.0f);
-  EXPECT_EQ(lanes[3], 4.0f);
+  EXPECT_EQ(Lanes(p.m), (L4{1, 2, 3, 4}));
   EXPECT_EQ(p.w, 4.0f);
 }
 
@@ -44,12 +48,9 @@ TEST(SSEFns, SumsLanesAsFirstPlusLastThenThirdPlusSecond) {
   EXPECT_EQ(CSSEFns::internal_addition_of_m128(P(1, 2, 3, 4).m), 10.0f);
 }
 
-TEST(SSEFns, ScalarProductIncludesTheWLane) {
+TEST(SSEFns, ScalarProductIncludesTheWLaneAndLengthsAndDistancesFollow) {
   EXPECT_EQ(CSSEFns::scalarproduct(P(1, 2, 3).m, P(4, 5, 6).m), 32.0f);
   EXPECT_EQ(CSSEFns::scalarproduct(P(1, 2, 3, 1).m, P(4, 5, 6, 1).m), 33.0f);
-}
-
-TEST(SSEFns, LengthsAndDistances) {
   EXPECT_EQ(CSSEFns::vectorlen(P(3, 4, 12).m), 13.0f);
   EXPECT_EQ(CSSEFns::vectorlen(P(0, 0, 0).m), 0.0f);
   EXPECT_EQ(CSSEFns::euclideandistance(P(1, 1, 1).m, P(4, 5, 1).m), 5.0f);
@@ -57,25 +58,14 @@ TEST(SSEFns, LengthsAndDistances) {
 }
 
 TEST(SSEFns, NormalizeDividesAllLanesAndTurnsZeroIntoNaN) {
-  const SSEPoint n = Of(CSSEFns::normalizevector(P(0, 3, 4).m));
-  EXPECT_EQ(n.x, 0.0f);
-  EXPECT_EQ(n.y, 0.6f);
-  EXPECT_EQ(n.z, 0.8f);
-  EXPECT_EQ(n.w, 0.0f);
+  EXPECT_EQ(Lanes(CSSEFns::normalizevector(P(0, 3, 4).m)), (L4{0, 0.6f, 0.8f, 0}));
   const SSEPoint z = Of(CSSEFns::normalizevector(P(0, 0, 0).m));
   EXPECT_TRUE(std::isnan(z.x) && std::isnan(z.y) && std::isnan(z.z) && std::isnan(z.w));
 }
 
 TEST(SSEFns, CrossProductAndVolumeFollowTheRightHand) {
-  const SSEPoint c = Of(CSSEFns::vectorproduct(P(1, 0, 0).m, P(0, 1, 0).m));
-  EXPECT_EQ(c.x, 0.0f);
-  EXPECT_EQ(c.y, 0.0f);
-  EXPECT_EQ(c.z, 1.0f);
-  EXPECT_EQ(c.w, 0.0f);
-  const SSEPoint d = Of(CSSEFns::vectorproduct(P(2, 3, 4).m, P(5, 6, 7).m));
-  EXPECT_EQ(d.x, 3 * 7 - 4 * 6);
-  EXPECT_EQ(d.y, 4 * 5 - 2 * 7);
-  EXPECT_EQ(d.z, 2 * 6 - 3 * 5);
+  EXPECT_EQ(Lanes(CSSEFns::vectorproduct(P(1, 0, 0).m, P(0, 1, 0).m)), (L4{0, 0, 1, 0}));
+  EXPECT_EQ(Lanes(CSSEFns::vectorproduct(P(2, 3, 4).m, P(5, 6, 7).m)), (L4{3 * 7 - 4 * 6, 4 * 5 - 2 * 7, 2 * 6 - 3 * 5, 0}));
   EXPECT_EQ(CSSEFns::volume(P(1, 0, 0).m, P(0, 1, 0).m, P(0, 0, 1).m), 1.0f);
   EXPECT_EQ(CSSEFns::volume(P(1, 0, 0).m, P(0, 0, 1).m, P(0, 1, 0).m), -1.0f);
 }
@@ -90,18 +80,12 @@ TEST(SSEFns, TransformTranslatesHomogeneousPointsAndZeroesLaneThree) {
   M.row0 = _mm_setr_ps(1, 0, 0, 10);
   M.row1 = _mm_setr_ps(0, 1, 0, 20);
   M.row2 = _mm_setr_ps(0, 0, 1, 30);
-  const SSEPoint moved = Of(CSSEFns::transform(P(1, 2, 3, 1).m, M));
-  EXPECT_EQ(moved.x, 11.0f);
-  EXPECT_EQ(moved.y, 22.0f);
-  EXPECT_EQ(moved.z, 33.0f);
-  EXPECT_EQ(moved.w, 0.0f);
-  const SSEPoint direction = Of(CSSEFns::transform(P(1, 2, 3, 0).m, M));
-  EXPECT_EQ(direction.x, 1.0f);
-  EXPECT_EQ(direction.z, 3.0f);
+  EXPECT_EQ(Lanes(CSSEFns::transform(P(1, 2, 3, 1).m, M)), (L4{11, 22, 33, 0}));
+  EXPECT_EQ(Lanes(CSSEFns::transform(P(1, 2, 3, 0).m, M)), (L4{1, 2, 3, 0}));
   EXPECT_EQ(Of(CSSEFns::transform(P(1, 2, 3, kNaN).m, M)).w, 0.0f);
 }
 
-TEST(SSEFns, HorizontalMinimumAndMaximum) {
+TEST(SSEFns, HorizontalMinimumAndMaximumFollowTheSseNaNRuleInTheirFixedOrder) {
   float out = 0.0f;
   CSSEFns::min_of_m128(P(3, -1, 2, 7).m, &out);
   EXPECT_EQ(out, -1.0f);
@@ -109,12 +93,8 @@ TEST(SSEFns, HorizontalMinimumAndMaximum) {
   EXPECT_EQ(out, 7.0f);
   CSSEFns::min_of_m128(P(-0.0f, 0.0f, 0.0f, 0.0f).m, &out);
   EXPECT_EQ(out, 0.0f);
-}
-
-TEST(SSEFns, HorizontalMinimumFollowsTheSseNaNRuleInItsFixedOrder) {
   // m = min((a0,a0,a1,a1), (a2,a2,a3,a3)), then min(m3, m0): a NaN in a0 or a1 is dropped by the first
   // step (the second operand wins), a NaN in a2 or a3 survives it.
-  float out = 0.0f;
   CSSEFns::min_of_m128(P(kNaN, 5, 2, 7).m, &out);
   EXPECT_EQ(out, 2.0f);
   CSSEFns::min_of_m128(P(4, 5, kNaN, 7).m, &out);
