@@ -12,17 +12,11 @@
 
 using namespace qssse::io;
 using iotest::Bytes;
+using iotest::Contains;
 
 namespace {
 
 HeightField Field() { return {5, 3, {0, 1, 2, 3, 4, -1, -2, -3, -4, -5, 0.5f, 1.5f, 2.5f, 3.5f, 4.5f}}; }
-
-MeshData Mesh() {
-  MeshData m;
-  m.vertices = {{0, 0, 0}, {1, 0, 0.5f}, {0, 1, 0.25f}, {1, 1, -2}};
-  m.triangles = {{0, 1, 2}, {1, 3, 2}};
-  return m;
-}
 
 // Levels (h + 5) / 0.5: every height of Field() is a whole level, so the PNG reads back exactly.
 PngScale ExactScale() {
@@ -35,17 +29,17 @@ PngScale ExactScale() {
 
 // One small file of every kind, as our writers (or a person) make them.
 std::map<FileKind, std::vector<unsigned char>> OneOfEachKind() {
-  const std::string obj = EncodeObj(Mesh()), off = EncodeOff(Mesh());
+  const std::string obj = EncodeObj(iotest::TwoTriangles()), off = EncodeOff(iotest::TwoTriangles());
   return {
       {FileKind::Pfm, EncodePfm(Field())},
       {FileKind::Png, EncodePngHeights(Field(), ExactScale())},
       {FileKind::Npy, EncodeNpy(Field())},
       {FileKind::Matrix, EncodeMatrixFile(Field())},
-      {FileKind::BinaryStl, EncodeStl(Mesh())},
+      {FileKind::BinaryStl, EncodeStl(iotest::TwoTriangles())},
       {FileKind::AsciiStl,
        Bytes("solid s\nfacet normal 0 0 1\nouter loop\nvertex 0 0 0\nvertex 1 0 0\nvertex 0 1 0\nendloop\n"
              "endfacet\nendsolid s\n")},
-      {FileKind::Ply, EncodePly(Mesh())},
+      {FileKind::Ply, EncodePly(iotest::TwoTriangles())},
       {FileKind::Obj, Bytes(obj)},
       {FileKind::Off, Bytes(off)},
       {FileKind::OutlineText, Bytes("# margin\n0 0 1\n4,0,1\n4 3\n")},
@@ -86,7 +80,7 @@ TEST(FileKind, EveryReaderTakesItsKindUnderAnyNameAndNamesAnyOtherKind) {
         ADD_FAILURE() << FileKindName(kind) << " read as a mesh";
       } catch (const CIoException& e) {
         EXPECT_EQ(e.GetFile(), path);
-        EXPECT_NE(e.GetProblem().find(FileKindName(kind)), std::string::npos) << e.what();
+        EXPECT_TRUE(Contains(e.GetProblem(), FileKindName(kind))) << e.what();
       }
     }
   }
@@ -119,7 +113,7 @@ TEST(FileKind, TheNameDecidesOnlyWhereTheContentsFitTwoKindsOrNone) {
   EXPECT_EQ(DetectFileKind(both, "x"), FileKind::BinaryStl);
 
   // Contents that fit nothing: the name's reader then says what is wrong.
-  std::vector<unsigned char> cut = EncodeStl(Mesh());
+  std::vector<unsigned char> cut = EncodeStl(iotest::TwoTriangles());
   cut.resize(cut.size() - 7);
   EXPECT_EQ(DetectFileKind(cut, "x.stl"), FileKind::BinaryStl);
   EXPECT_EQ(DetectFileKind(cut, "x"), FileKind::Unknown);
@@ -147,6 +141,6 @@ TEST(FileKind, WritersTakeTheKindFromTheNameAlone) {
   EXPECT_THROW(HeightFieldKindFromName("a.stl"), CIoException);
   EXPECT_THROW(HeightFieldKindFromName("a"), CIoException);
   iotest::TempDir dir;
-  WriteMesh(dir / "m.off", Mesh());
-  EXPECT_EQ(ReadMesh(dir / "m.off").triangles, Mesh().triangles);
+  WriteMesh(dir / "m.off", iotest::TwoTriangles());
+  EXPECT_EQ(ReadMesh(dir / "m.off").triangles, iotest::TwoTriangles().triangles);
 }

@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "qssse/io/IoException.h"
+#include "qssse/io/MeshFile.h"
 
 // Shared helpers of the I/O and program tests: a private temporary directory, whole-file access and
 // running a shell command with its output captured.
@@ -57,6 +58,20 @@ inline void WriteText(const std::string& path, const std::string& text) {
 }
 
 inline std::vector<unsigned char> Bytes(const std::string& s) { return {s.begin(), s.end()}; }
+
+// Two triangles sharing an edge.
+inline qssse::io::MeshData TwoTriangles() {
+  qssse::io::MeshData m;
+  m.vertices = {{0, 0, 0}, {1, 0, 0.5f}, {0, 1, 0.25f}, {1, 1, -2.0f}};
+  m.triangles = {{0, 1, 2}, {1, 3, 2}};
+  return m;
+}
+
+// Whether text holds part; either way the message shows the whole text.
+inline ::testing::AssertionResult Contains(const std::string& text, const std::string& part) {
+  auto r = text.find(part) != std::string::npos ? ::testing::AssertionSuccess() : ::testing::AssertionFailure();
+  return r << "'" << part << "' in: " << text;
+}
 
 // The message of the CIoException that parse(bytes, "f.m") throws on text, or "accepted".
 template <class Parse>

@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <limits>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "io/IoTestSupport.h"
@@ -104,9 +105,11 @@ TEST(NpyFormat, FloatsOfBothSizesInEitherByteOrderAndFortranOrder) {
     EXPECT_EQ(ParseNpy(Npy(std::string(1, order) + "f4", 2, 3, false, f4, 4, big), "f.npy").values, expected);
     EXPECT_EQ(ParseNpy(Npy(std::string(1, order) + "f8", 2, 3, false, f8, 8, big), "f.npy").values, expected);
     // Column order: memory 0.1 -2.5 1e-3 ... runs down the two rows of each column first.
-    const HeightField t = ParseNpy(Npy(std::string(1, order) + "f8", 2, 3, true, f8, 8, big), "f.npy");
-    EXPECT_EQ(t.values, (std::vector<float>{expected[0], expected[2], expected[4], expected[1], expected[3],
-                                            expected[5]}));
+    for (const auto& [type, bits, size] : {std::tuple{"f4", &f4, 4}, std::tuple{"f8", &f8, 8}}) {
+      const HeightField t = ParseNpy(Npy(std::string(1, order) + type, 2, 3, true, *bits, size, big), "f.npy");
+      EXPECT_EQ(t.values, (std::vector<float>{expected[0], expected[2], expected[4], expected[1], expected[3],
+                                              expected[5]}));
+    }
   }
   // A double beyond the float range becomes an infinity, which is not a height.
   const std::vector<unsigned char> huge =

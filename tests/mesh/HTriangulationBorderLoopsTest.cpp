@@ -12,6 +12,7 @@
 #include "MeshTestSupport.h"
 #include "qssse/polygon/SSE3dPolygon.h"
 
+using meshtest::MeshOf;
 using meshtest::P;
 using meshtest::SetTriangle;
 
@@ -91,15 +92,6 @@ void ExpectLoopsCoverTheOpenSides(const CHTriangulation& t, const std::vector<CS
   EXPECT_NEAR(loopLength, openLength, 1e-9 * (1.0 + openLength)) << what;
 }
 
-CHTriangulation* Mesh(const std::vector<std::array<SSEPoint, 3>>& tris) {
-  auto* t = new CHTriangulation(static_cast<int>(tris.size()), 1, 1, 1);
-  for (std::size_t i = 0; i < tris.size(); ++i)
-    SetTriangle(*t, static_cast<int>(i), tris[i][0], tris[i][1], tris[i][2]);
-  t->CalcSTV();
-  t->CalcBoundingBox();
-  return t;
-}
-
 // Unit cells (x, y) of a grid as two counter-clockwise triangles each, heights from z(x, y).
 template <class Z>
 std::vector<std::array<SSEPoint, 3>> Cells(const std::vector<std::pair<int, int>>& cells, Z z) {
@@ -144,7 +136,7 @@ TEST(HTriangulationBorderLoops, SquareWithASquareHoleGivesACounterClockwiseOuter
   }
   // Sloped, the loose corner test finds exactly the shared sides; flat, it links far more.
   for (bool flat : {false, true}) {
-    std::unique_ptr<CHTriangulation> t(flat ? Mesh(Cells(ring, kFlat)) : Mesh(Cells(ring, kSloped)));
+    auto t = flat ? MeshOf(Cells(ring, kFlat)) : MeshOf(Cells(ring, kSloped));
     t->CalcNeighbours();
     const std::vector<CSSE3dPolygon> loops = Loops(*t);
     ASSERT_EQ(loops.size(), 2u) << flat;
@@ -162,7 +154,7 @@ TEST(HTriangulationBorderLoops, SquareWithASquareHoleGivesACounterClockwiseOuter
 }
 
 TEST(HTriangulationBorderLoops, TwoIslandsGiveTwoLoopsInRecordOrderAndAClosedMeshNone) {
-  std::unique_ptr<CHTriangulation> islands(Mesh(Cells({{5, 0}, {0, 0}, {0, 1}}, kFlat)));
+  auto islands = MeshOf(Cells({{5, 0}, {0, 0}, {0, 1}}, kFlat));
   islands->CalcNeighbours();
   const std::vector<CSSE3dPolygon> loops = Loops(*islands);
   ASSERT_EQ(loops.size(), 2u);
@@ -178,7 +170,7 @@ TEST(HTriangulationBorderLoops, TwoIslandsGiveTwoLoopsInRecordOrderAndAClosedMes
                             {2, 6, 3}, {3, 6, 7}, {0, 4, 2}, {2, 4, 6}, {1, 3, 5}, {3, 7, 5}};
   std::vector<std::array<SSEPoint, 3>> tris;
   for (const auto& f : faces) tris.push_back({c[f[0]], c[f[1]], c[f[2]]});
-  std::unique_ptr<CHTriangulation> cube(Mesh(tris));
+  auto cube = MeshOf(tris);
   cube->CalcNeighbours();
   std::vector<CSSE3dPolygon> none(3);
   EXPECT_EQ(cube->FindBorderLines(none), 0);
@@ -191,7 +183,7 @@ TEST(HTriangulationBorderLoops, TwoIslandsGiveTwoLoopsInRecordOrderAndAClosedMes
 
 TEST(HTriangulationBorderLoops, LoopsTouchingAtACornerAreSplitByTheFansAroundIt) {
   // Two squares meeting at (1, 1): two loops, not one figure of eight.
-  std::unique_ptr<CHTriangulation> bowtie(Mesh(Cells({{0, 0}, {1, 1}}, kSloped)));
+  auto bowtie = MeshOf(Cells({{0, 0}, {1, 1}}, kSloped));
   bowtie->CalcNeighbours();
   std::vector<CSSE3dPolygon> loops = Loops(*bowtie);
   ASSERT_EQ(loops.size(), 2u);
@@ -201,8 +193,7 @@ TEST(HTriangulationBorderLoops, LoopsTouchingAtACornerAreSplitByTheFansAroundIt)
 
   // Two triangles of a flat field touching at (0, 1): the loose test makes the lower one the upper one's
   // neighbour across the side (0, 1)-(1, 1), which only the upper one has.
-  std::unique_ptr<CHTriangulation> corner(
-      Mesh({{P(0, 1, 2), P(1, 1, 2), P(0, 2, 2)}, {P(0, 0, 2), P(1, 0, 2), P(0, 1, 2)}}));
+  auto corner = MeshOf({{P(0, 1, 2), P(1, 1, 2), P(0, 2, 2)}, {P(0, 0, 2), P(1, 0, 2), P(0, 1, 2)}});
   corner->CalcNeighbours();
   EXPECT_EQ(corner->GetTriangle(0)->neighbour[0], corner->GetTriangle(1));
   loops = Loops(*corner);
@@ -218,7 +209,7 @@ TEST(HTriangulationBorderLoops, LoopsTouchingAtACornerAreSplitByTheFansAroundIt)
       if (x != y || x == 0) notched.push_back({x, y});
     }
   }
-  std::unique_ptr<CHTriangulation> touching(Mesh(Cells(notched, kSloped)));
+  auto touching = MeshOf(Cells(notched, kSloped));
   touching->CalcNeighbours();
   loops = Loops(*touching);
   ASSERT_EQ(loops.size(), 1u);
@@ -234,7 +225,7 @@ TEST(HTriangulationBorderLoops, NeighboursNeedNotBeComputedAndPointersIntoAnothe
   for (int c = 0; c < 100; ++c) {
     if (rng() % 5 < 2) cells.push_back({c % 10, c / 10});
   }
-  std::unique_ptr<CHTriangulation> source(Mesh(Cells(cells, kFlat)));
+  auto source = MeshOf(Cells(cells, kFlat));
   std::vector<CSSE3dPolygon> before;
   source->FindBorderLines(before);  // no neighbours at all
   source->CalcNeighbours();
@@ -340,7 +331,7 @@ TEST(HTriangulationBorderLoops, TrianglesOfEitherOrientationAndSoupsWithFinsStil
       }
       if (tris.empty()) continue;
     }
-    std::unique_ptr<CHTriangulation> t(Mesh(tris));
+    auto t = MeshOf(tris);
     if (round % 4 < 2) t->CalcNeighbours();
     std::vector<CSSE3dPolygon> loops;
     const int leftOver = t->FindBorderLines(loops);

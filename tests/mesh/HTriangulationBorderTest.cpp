@@ -84,8 +84,9 @@ TEST(HTriangulationBorder, TerminatesWhenBorderStretchesDoNotConnect) {
   EXPECT_EQ(StretchCount(t), 2);
 }
 
-TEST(HTriangulationBorder, ClosedMeshHasNoBorder) {
-  // A tetrahedron: every triangle finds three neighbours.
+TEST(HTriangulationBorder, ClosedMeshHasNoBorderAndAnEmptyBorderLine) {
+  // A tetrahedron: every triangle finds three neighbours. Its corners differ in every lane, so that the
+  // loose lane-by-lane corner test matches only real corners.
   CHTriangulation t(4, 1, 1, 1);
   const SSEPoint a = P(0, 0, 0), b = P(4, 1, 2), c = P(1, 5, 3), d = P(2, 3, 7);
   SetTriangle(t, 0, a, b, c);
@@ -97,4 +98,7 @@ TEST(HTriangulationBorder, ClosedMeshHasNoBorder) {
   for (int i = 0; i < 4; ++i) EXPECT_EQ(t.GetTriangle(i)->mark, -1);
   EXPECT_EQ(t.CollectBorderStretches(), 0);
   EXPECT_EQ(Walk(t).count, 0);
+  CSSE3dPolygon line = meshtest::Ring({{1, 1}, {2, 2}});
+  t.FindBorderLine(&line);
+  EXPECT_EQ(line.GetNumPoints(), 0);
 }

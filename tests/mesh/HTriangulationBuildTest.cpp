@@ -41,17 +41,11 @@ TEST(HTriangulationBuild, OneFullCellFillsTwoOfTheReservedRecords) {
   CHTriangulation t(&m, 1.0f, true, 0.5f, 2.0f, 10.0f);
   ASSERT_EQ(t.GetNumTriangles(), 8);  // 2 x four valid pixels, deliberately not lowered
   const SSEPoint* e = t.GetEdgeArray();
-  EXPECT_POINT(e[0], 0, 0, 5, 0);
-  EXPECT_POINT(e[1], 0.5f, 2, 8, 0);
-  EXPECT_POINT(e[2], 0, 2, 7, 0);
-  EXPECT_POINT(e[3], 0, 0, 5, 0);
-  EXPECT_POINT(e[4], 0.5f, 0, 6, 0);
-  EXPECT_POINT(e[5], 0.5f, 2, 8, 0);
+  const float corners[6][3] = {{0, 0, 5}, {0.5f, 2, 8}, {0, 2, 7}, {0, 0, 5}, {0.5f, 0, 6}, {0.5f, 2, 8}};
+  for (int i = 0; i < 6; ++i) EXPECT_POINT(e[i], corners[i][0], corners[i][1], corners[i][2], 0);
   for (int i = 6; i < 24; ++i) EXPECT_POINT(e[i], 0, 0, 0, 0);
   // Follow-up calls ran: the box includes the all-zero records, S/T/V exist.
-  SSEPoint lo, hi;
-  t.GetMinPoint(lo);
-  t.GetMaxPoint(hi);
+  auto [lo, hi] = meshtest::Box(t);
   EXPECT_POINT(lo, 0, 0, 0, 0);
   EXPECT_POINT(hi, 0.5f, 2, 8, 0);
   EXPECT_POINT(t.GetSArray()[1], 0.5f, 0, 1, 0);
@@ -91,10 +85,7 @@ TEST(HTriangulationBuild, FullResolutionSweepEqualsScalarCellWalk) {
   for (int w = 1; w <= 9; ++w) {
     for (int h = 1; h <= 9; ++h) {
       CSSEMatrix m;
-      m.Create(w, h);
-      for (int y = 0; y < h; ++y) {
-        for (int x = 0; x < w; ++x) m.SetPoint(x, y, static_cast<float>(rng() % 3));
-      }
+      meshtest::RandomField(m, w, h, rng, 3);
       for (bool above : {true, false}) {
         CHTriangulation fast(0, 0.5f, 0.25f, 1), plain(0, 0.5f, 0.25f, 1);
         fast.CreateTriangulationFromSSEField(&m, 1.0f, above);

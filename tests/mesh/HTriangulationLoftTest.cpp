@@ -3,7 +3,7 @@
 #include <cmath>
 #include <vector>
 
-#include "qssse/mesh/HTriangulation.h"
+#include "MeshTestSupport.h"
 #include "qssse/polygon/SSE3dPolygon.h"
 
 namespace {
@@ -54,9 +54,7 @@ TEST(HTriangulationLoft, BandBetweenTwoSquaresIsClosedAndFacesOutward) {
     for (int k = 0; k < 3; ++k) neighbours += mesh.GetTriangle(i)->neighbour[k] != nullptr;
     EXPECT_EQ(neighbours, 2) << i;  // top and bottom edges are borders
   }
-  SSEPoint lo, hi;
-  mesh.GetMinPoint(lo);
-  mesh.GetMaxPoint(hi);
+  auto [lo, hi] = meshtest::Box(mesh);
   EXPECT_EQ(hi.z, 3);
   EXPECT_EQ(lo.x, 0);
 }

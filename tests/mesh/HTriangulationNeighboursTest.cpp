@@ -127,9 +127,11 @@ TEST(HTriangulationNeighbours, SingleAndEmptyMeshesAreGuarded) {
 
 TEST(HTriangulationNeighbours, FastEqualsPlainOnRandomTriangleSoups) {
   std::mt19937 rng(42);
-  for (int round = 0; round < 3000; ++round) {
-    const int n = 1 + static_cast<int>(rng() % 40);
-    const int span = 2 + static_cast<int>(rng() % 3);
+  // 3000 soups of up to 40 triangles, then six of 1500 over wider grids.
+  for (int round = 0; round < 3006; ++round) {
+    const bool large = round >= 3000;
+    const int n = large ? 1500 : 1 + static_cast<int>(rng() % 40);
+    const int span = large ? round - 2996 : 2 + static_cast<int>(rng() % 3);
     CHTriangulation fast(0, 1, 1, 1), plain(0, 1, 1, 1);
     RandomTriangles(fast, rng, n, span);
     CopyCorners(fast, plain);
@@ -144,19 +146,7 @@ TEST(HTriangulationNeighbours, FastEqualsPlainOnRandomTriangleSoups) {
   }
 }
 
-TEST(HTriangulationNeighbours, FastEqualsPlainOnLargerSoups) {
-  std::mt19937 rng(7);
-  for (int round = 0; round < 6; ++round) {
-    CHTriangulation fast(0, 1, 1, 1), plain(0, 1, 1, 1);
-    RandomTriangles(fast, rng, 1500, 4 + round);
-    CopyCorners(fast, plain);
-    fast.CalcNeighbours();
-    PlainCalcNeighbours(plain);
-    ExpectSameOutcome(fast, plain, "large soup");
-  }
-}
-
-TEST(HTriangulationNeighbours, FastEqualsPlainOnHeightFieldMeshes) {
+TEST(HTriangulationNeighbours, FastEqualsPlainOnHeightFieldMeshesSmallAndTerraced) {
   // Coarse values make flat regions, where the loose test links triangles across cells; the builders
   // pre-link the two triangles of each cell, and the full-resolution form adds all-zero records.
   std::mt19937 rng(42);
@@ -164,14 +154,8 @@ TEST(HTriangulationNeighbours, FastEqualsPlainOnHeightFieldMeshes) {
     for (int h = 1; h <= 9; ++h) {
       for (int variant = 0; variant < 6; ++variant) {
         CSSEMatrix m, ref;
-        m.Create(w, h);
-        ref.Create(w, h);
-        for (int y = 0; y < h; ++y) {
-          for (int x = 0; x < w; ++x) {
-            m.SetPoint(x, y, static_cast<float>(rng() % 3));
-            ref.SetPoint(x, y, static_cast<float>(rng() % 3));
-          }
-        }
+        meshtest::RandomField(m, w, h, rng, 3);
+        meshtest::RandomField(ref, w, h, rng, 3);
         const bool above = variant % 2 == 0;
         const float threshold = variant < 4 ? 0.5f : 1.0f;
         const auto build = [&](CHTriangulation& t) {
@@ -194,10 +178,7 @@ TEST(HTriangulationNeighbours, FastEqualsPlainOnHeightFieldMeshes) {
       }
     }
   }
-}
-
-TEST(HTriangulationNeighbours, FastEqualsPlainOnALargeTerracedField) {
-  std::mt19937 rng(3);
+  // A large terraced field: wide flat regions over many cells.
   CSSEMatrix m;
   m.Create(40, 40);
   for (int y = 0; y < 40; ++y) {

@@ -12,14 +12,6 @@ using meshtest::SetTriangle;
 
 namespace {
 
-CSSE3dPolygon Ring(std::initializer_list<std::pair<float, float>> points) {
-  CSSE3dPolygon ring;
-  ring.Create(static_cast<int>(points.size()));
-  int i = 0;
-  for (const auto& p : points) ring.SetPoint(i++, p.first, p.second, 0.0f);
-  return ring;
-}
-
 bool SameCorners(const CHTriangulation& a, const CHTriangulation& b) {
   return a.GetNumTriangles() == b.GetNumTriangles() &&
          (a.GetNumTriangles() == 0 ||
@@ -41,10 +33,7 @@ TEST(HTriangulationOutline, OutlineClippedBuilderEqualsTheThresholdBuilderOnAMas
   }
   for (int step : {1, 2, 3}) {
     CSSEMatrix field;
-    field.Create(11, 10);
-    for (int y = 0; y < 10; ++y) {
-      for (int x = 0; x < 11; ++x) field.SetPoint(x, y, static_cast<float>(rng() % 4));
-    }
+    meshtest::RandomField(field, 11, 10, rng, 4);
     CSSEMatrix masked(field);
     for (int y = 0; y < 10; ++y) {
       for (int x = 0; x < 11; ++x) {
@@ -96,20 +85,6 @@ TEST(HTriangulationOutline, BorderLineFollowsTheStretchListWhileItConnects) {
   EXPECT_EQ(y, 0.0f);
   EXPECT_EQ(z, 7.0f);
   cell.FindBorderLine(nullptr);
-}
-
-TEST(HTriangulationOutline, ClosedMeshHasAnEmptyBorderLine) {
-  CHTriangulation tet(4, 1, 1, 1);
-  // Distinct values in every lane, so that the loose lane-by-lane corner test matches only real corners.
-  const SSEPoint a = P(0, 0, 0), b = P(10, 1, 2), c = P(3, 20, 4), d = P(5, 6, 30);
-  SetTriangle(tet, 0, a, b, c);
-  SetTriangle(tet, 1, a, b, d);
-  SetTriangle(tet, 2, b, c, d);
-  SetTriangle(tet, 3, c, a, d);
-  tet.CalcNeighbours();
-  CSSE3dPolygon line = Ring({{1, 1}, {2, 2}});
-  tet.FindBorderLine(&line);
-  EXPECT_EQ(line.GetNumPoints(), 0);
 }
 
 TEST(HTriangulationOutline, FourByFourMatrixActsThroughItsFirstThreeRows) {

@@ -73,9 +73,7 @@ TEST(HTriangulation, DerivedDataOfOneTriangle) {
 TEST(HTriangulation, BoundingBoxOfEmptyMeshIsTheSentinelsAndCoordinatesAreClipped) {
   CHTriangulation t(0, 1, 1, 1);
   t.CalcBoundingBox();
-  SSEPoint lo, hi;
-  t.GetMinPoint(lo);
-  t.GetMaxPoint(hi);
+  auto [lo, hi] = meshtest::Box(t);
   EXPECT_POINT(lo, 1000000, 1000000, 1000000, 1000000);
   EXPECT_POINT(hi, -1000000, -1000000, -1000000, -1000000);
   t.CalcCenterPoint();

@@ -1,12 +1,18 @@
 #pragma once
 #include <gtest/gtest.h>
 
+#include <array>
 #include <cstddef>
+#include <initializer_list>
+#include <memory>
 #include <random>
+#include <utility>
+#include <vector>
 
 #include "qssse/mesh/HTriangulation.h"
-#include "raster/RasterTestSupport.h"
+#include "qssse/polygon/SSE3dPolygon.h"
 #include "qssse/raster/SSEMatrix.h"
+#include "raster/RasterTestSupport.h"
 
 namespace meshtest {
 
@@ -53,6 +59,41 @@ inline void RandomSoup(CHTriangulation& t, std::mt19937& rng, int n, int extent)
   }
 }
 
+// The mesh's bounding box as (minimum, maximum).
+inline std::pair<SSEPoint, SSEPoint> Box(const CHTriangulation& t) {
+  SSEPoint lo, hi;
+  t.GetMinPoint(lo);
+  t.GetMaxPoint(hi);
+  return {lo, hi};
+}
+
+// An outline through the given (x, y) points at height 0.
+inline CSSE3dPolygon Ring(std::initializer_list<std::pair<float, float>> points) {
+  CSSE3dPolygon ring;
+  ring.Create(static_cast<int>(points.size()));
+  int i = 0;
+  for (const auto& p : points) ring.SetPoint(i++, p.first, p.second, 0.0f);
+  return ring;
+}
+
+// A w x h field of whole values 0 .. levels-1, row by row.
+inline void RandomField(CSSEMatrix& m, int w, int h, std::mt19937& rng, int levels) {
+  m.Create(w, h);
+  for (int y = 0; y < h; ++y) {
+    for (int x = 0; x < w; ++x) m.SetPoint(x, y, static_cast<float>(rng() % levels));
+  }
+}
+
+struct Pixel {
+  int x, y;
+  float value;
+};
+
+// Expects each listed pixel of m to hold exactly its value.
+inline void ExpectPixels(const CSSEMatrix& m, std::initializer_list<Pixel> pixels) {
+  for (const Pixel& p : pixels) EXPECT_EQ(m.GetPoint(p.x, p.y), p.value) << "pixel " << p.x << "," << p.y;
+}
+
 // A field from rows of values, row y = rows[y].
 template <std::size_t H, std::size_t W>
 void FillField(CSSEMatrix& m, const float (&rows)[H][W]) {
@@ -60,6 +101,16 @@ void FillField(CSSEMatrix& m, const float (&rows)[H][W]) {
   for (std::size_t y = 0; y < H; ++y) {
     for (std::size_t x = 0; x < W; ++x) m.SetPoint(static_cast<int>(x), static_cast<int>(y), rows[y][x]);
   }
+}
+
+// A mesh of the given triangles with its S/T/V and bounding box.
+inline std::unique_ptr<CHTriangulation> MeshOf(const std::vector<std::array<SSEPoint, 3>>& tris) {
+  auto t = std::make_unique<CHTriangulation>(static_cast<int>(tris.size()), 1.0f, 1.0f, 1.0f);
+  for (std::size_t i = 0; i < tris.size(); ++i)
+    SetTriangle(*t, static_cast<int>(i), tris[i][0], tris[i][1], tris[i][2]);
+  t->CalcSTV();
+  t->CalcBoundingBox();
+  return t;
 }
 
 // Position of a record in t, -1 for null, -2 for a record of another mesh.

@@ -105,28 +105,20 @@ TEST(RoundTrip, ConversionStaysWithinTheLocalRangeAndIsExactOnFlatAreas) {
   }
 }
 
-TEST(RoundTrip, RefinementGivesTheFieldBackExactlyOnEveryPixel) {
-  Trip t(0.25f);
-  CSSEMatrix hi, lo;
-  t.mesh.ScanConvertTriangulationMax(&hi, t.zMin);
-  t.mesh.RefineScanConvImageTop(&hi, t.zMin);
-  t.mesh.FastScanConvertTriangulation(&lo, t.zMin, false);
-  t.mesh.RefineScanConvImage(&lo, t.zMin);
-  for (int y = 0; y < kN - 1; ++y) {
-    for (int x = 0; x < kN - 1; ++x) {
-      EXPECT_EQ(hi.GetPoint(x, y), t.field.GetPoint(x, y)) << x << "," << y;
-      EXPECT_EQ(lo.GetPoint(x, y), t.field.GetPoint(x, y)) << x << "," << y;
+TEST(RoundTrip, RefinementGivesTheFieldBackExactlyOnBinaryScalesAndWithinRoundingOnOthers) {
+  for (float scale : {0.25f, 0.1f}) {
+    Trip t(scale);
+    const float tolerance = scale == 0.25f ? 0.0f : 1e-4f;
+    CSSEMatrix hi, lo;
+    t.mesh.ScanConvertTriangulationMax(&hi, t.zMin);
+    t.mesh.RefineScanConvImageTop(&hi, t.zMin);
+    t.mesh.FastScanConvertTriangulation(&lo, t.zMin, false);
+    t.mesh.RefineScanConvImage(&lo, t.zMin);
+    for (int y = 0; y < kN - 1; ++y) {
+      for (int x = 0; x < kN - 1; ++x) {
+        EXPECT_NEAR(hi.GetPoint(x, y), t.field.GetPoint(x, y), tolerance) << scale << ": " << x << "," << y;
+        EXPECT_NEAR(lo.GetPoint(x, y), t.field.GetPoint(x, y), tolerance) << scale << ": " << x << "," << y;
+      }
     }
-  }
-}
-
-TEST(RoundTrip, RefinementAtAScaleOffTheBinaryGridIsWithinRounding) {
-  Trip t(0.1f);
-  CSSEMatrix hi;
-  t.mesh.ScanConvertTriangulationMax(&hi, t.zMin);
-  t.mesh.RefineScanConvImageTop(&hi, t.zMin);
-  for (int y = 0; y < kN - 1; ++y) {
-    for (int x = 0; x < kN - 1; ++x)
-      EXPECT_NEAR(hi.GetPoint(x, y), t.field.GetPoint(x, y), 1e-4f) << x << "," << y;
   }
 }

@@ -6,6 +6,7 @@
 #include "MeshTestSupport.h"
 #include "qssse/mesh/ScanSweep.h"
 
+using meshtest::ExpectPixels;
 using meshtest::P;
 using meshtest::RandomSoup;
 using meshtest::SameBits;
@@ -23,14 +24,9 @@ float Len(const SSEPoint& v) {
   return std::sqrt((v.x * v.x + v.w * v.w) + (v.z * v.z + v.y * v.y));
 }
 
-void PlainConvert(const CHTriangulation& t, CSSEMatrix& m, float zOffset, const SSEPoint& lo,
-                  const SSEPoint& hi, bool keepMax, float density) {
-  const float wf = (hi.x - lo.x) / t.GetScanResX() + 0.5f, hf = (hi.y - lo.y) / t.GetScanResY() + 0.5f;
-  if (!(wf >= 1.0f) || !(hf >= 1.0f) || t.GetNumTriangles() < 1) return;
-  const int w = static_cast<int>(wf), h = static_cast<int>(hf);
-  const float sentinel = keepMax ? kMaxSentinel : kMinSentinel;
-  m.CreateNoClear(w, h);
-  m.Fill(sentinel);
+// Stamps every sample of t whose pixel lies inside the frame of a w x h raster from lo.
+void PlainStamp(const CHTriangulation& t, CSSEMatrix& m, int w, int h, float zOffset, const SSEPoint& lo,
+                bool keepMax, float density) {
   for (int i = 0; i < t.GetNumTriangles(); ++i) {
     const SSEPoint p0 = t.GetEdgeArray()[3 * i], s = t.GetSArray()[i], tv = t.GetTArray()[i];
     const float ls = Len(s), lt = Len(tv);
@@ -54,30 +50,45 @@ void PlainConvert(const CHTriangulation& t, CSSEMatrix& m, float zOffset, const 
       }
     }
   }
+}
+
+// The whole conversion over the box from lo to hi in the plain rule.
+void PlainConvert(const CHTriangulation& t, CSSEMatrix& m, float zOffset, const SSEPoint& lo,
+                  const SSEPoint& hi, bool keepMax, float density) {
+  const float wf = (hi.x - lo.x) / t.GetScanResX() + 0.5f, hf = (hi.y - lo.y) / t.GetScanResY() + 0.5f;
+  if (!(wf >= 1.0f) || !(hf >= 1.0f) || t.GetNumTriangles() < 1) return;
+  const int w = static_cast<int>(wf), h = static_cast<int>(hf);
+  const float sentinel = keepMax ? kMaxSentinel : kMinSentinel;
+  m.CreateNoClear(w, h);
+  m.Fill(sentinel);
+  PlainStamp(t, m, w, h, zOffset, lo, keepMax, density);
   m.ReplaceValueWithValue(sentinel, 0.0f, 1.0f);
 }
 
 float At(const CSSEMatrix& m, int x, int y) { return m.GetPoint(x, y); }
+
+// The shipped conversion over a caller's box, expected to equal the plain rule bit for bit.
+CSSEMatrix ShippedInBox(CHTriangulation& t, bool keepMax, float zOffset, SSEPoint lo, SSEPoint hi) {
+  CSSEMatrix shipped, plain;
+  if (keepMax) {
+    t.ScanConvertTriangulationMax_MinMaxPoint(&shipped, zOffset, lo, hi);
+  } else {
+    t.ScanConvertTriangulationMin_MinMaxPoint(&shipped, zOffset, lo, hi);
+  }
+  PlainConvert(t, plain, zOffset, lo, hi, keepMax, 1.0f);
+  EXPECT_TRUE(SameBits(shipped, plain)) << (keepMax ? "max" : "min");
+  return shipped;
+}
 
 // The conversion of ConvertFresh with every triangle the row walk can take walked row by row.
 void WalkedConvert(const CHTriangulation& t, CSSEMatrix& m, float zOffset, const SSEPoint& lo,
                    const SSEPoint& hi, bool keepMax, float density) {
   const float wf = (hi.x - lo.x) / t.GetScanResX() + 0.5f, hf = (hi.y - lo.y) / t.GetScanResY() + 0.5f;
   if (!(wf >= 1.0f) || !(hf >= 1.0f) || t.GetNumTriangles() < 1) return;
-  qssse::scan::Job job;
-  job.corners = t.GetEdgeArray();
-  job.sVectors = t.GetSArray();
-  job.tVectors = t.GetTArray();
-  job.last = t.GetNumTriangles() - 1;
-  job.origin = lo.m;
-  job.resX = t.GetScanResX();
-  job.resY = t.GetScanResY();
-  job.diagonal = t.GetScanDiagonal();
+  qssse::scan::Job job =
+      qssse::scan::MakeJob(t, lo, static_cast<int>(wf), static_cast<int>(hf), zOffset);
   job.density = density;
   job.divideByDensity = density != 1.0f;
-  job.width = static_cast<int>(wf);
-  job.height = static_cast<int>(hf);
-  job.zOffset = zOffset;
   job.alwaysWalkRows = true;
   const float sentinel = keepMax ? kMaxSentinel : kMinSentinel;
   m.CreateNoClear(job.width, job.height);
@@ -124,13 +135,9 @@ TEST(ScanConversion, FlatTriangleFillsItsPatchWithHeightAboveTheBoxPlusOffset) {
   ASSERT_EQ(m.GetSizeX(), 8);
   ASSERT_EQ(m.GetSizeY(), 8);
   // step = sqrt(2) / 8: samples along the legs reach pixel 6 at most inside the frame; the cross
-  // carries the value one pixel further, so row 1 is covered up to column 7 and column 0 is reached.
-  EXPECT_EQ(At(m, 1, 1), 2.5f);  // 7 - 7 + 2.5
-  EXPECT_EQ(At(m, 0, 1), 2.5f);
-  EXPECT_EQ(At(m, 7, 1), 2.5f);
-  EXPECT_EQ(At(m, 0, 0), 0.0f);  // no cross reaches a corner pixel
-  EXPECT_EQ(At(m, 7, 7), 0.0f);  // beyond the hypotenuse
-  EXPECT_EQ(At(m, 5, 5), 0.0f);
+  // carries the value one pixel further, so row 1 is covered up to column 7 and column 0 is reached,
+  // at 7 - 7 + 2.5. No cross reaches a corner pixel, none reaches beyond the hypotenuse.
+  ExpectPixels(m, {{1, 1, 2.5f}, {0, 1, 2.5f}, {7, 1, 2.5f}, {0, 0, 0.0f}, {7, 7, 0.0f}, {5, 5, 0.0f}});
   CSSEMatrix low;
   t.ScanConvertTriangulationMin(&low, 2.5f, 1.0f);
   EXPECT_TRUE(SameBits(m, low)) << "a flat triangle has one envelope";
@@ -211,9 +218,7 @@ TEST(ScanConversion, SweepEqualsThePlainRuleOnRandomMeshesOfEverySmallSize) {
       CHTriangulation t(0, 1, 1, 1);
       RandomSoup(t, rng, 1 + static_cast<int>(rng() % 12), extent + 1);
       meshtest::PrepareScan(t, res);
-      SSEPoint lo, hi;
-      t.GetMinPoint(lo);
-      t.GetMaxPoint(hi);
+      auto [lo, hi] = meshtest::Box(t);
       for (bool keepMax : {true, false}) {
         CSSEMatrix shipped, plain;
         if (keepMax) {
@@ -282,9 +287,7 @@ TEST(ScanConversion, RowWalkStampsWhatTheSamplesStampOnRandomSteepAndLongTriangl
     SteepSoup(t, rng, 1 + static_cast<int>(rng() % 4));
     const float res = round % 3 == 0 ? 0.5f : round % 3 == 1 ? 1.0f : 1.75f;
     meshtest::PrepareScan(t, res);
-    SSEPoint lo, hi;
-    t.GetMinPoint(lo);
-    t.GetMaxPoint(hi);
+    auto [lo, hi] = meshtest::Box(t);
     if (round % 4 == 1) {
       // A caller's box inside the mesh's: rows leave the raster on both sides; origin height +0 meets
       // the -0 corners under a -0 offset.
@@ -309,13 +312,7 @@ TEST(ScanConversion, RowWalkStampsWhatTheSamplesStampOnRandomSteepAndLongTriangl
       EXPECT_TRUE(SameBits(shipped, plain)) << "round " << round << " max " << keepMax;
     }
     for (int i = 0; i < t.GetNumTriangles(); ++i) {
-      qssse::scan::Job job;
-      job.corners = t.GetEdgeArray();
-      job.sVectors = t.GetSArray();
-      job.tVectors = t.GetTArray();
-      job.origin = lo.m;
-      job.resX = job.resY = res;
-      job.diagonal = t.GetScanDiagonal();
+      const qssse::scan::Job job = qssse::scan::MakeJob(t, lo, 0, 0, 0.0f);
       walked += qssse::scan::PlanTriangle(job, i).way == qssse::scan::Way::kRows;
     }
   }
@@ -336,35 +333,10 @@ TEST(ScanConversion, RowWalkMatchesTheSamplesIntoMatricesAsTheyStand) {
     b.CopyFromSSEMatrix(a);
     SSEPoint lo;
     t.GetMinPoint(lo);
-    qssse::scan::Job job;
-    job.corners = t.GetEdgeArray();
-    job.sVectors = t.GetSArray();
-    job.tVectors = t.GetTArray();
-    job.last = t.GetNumTriangles() - 1;
-    job.origin = lo.m;
-    job.diagonal = t.GetScanDiagonal();
-    job.width = 7;
-    job.height = 9;
+    qssse::scan::Job job = qssse::scan::MakeJob(t, lo, 7, 9, 0.0f);
     job.alwaysWalkRows = true;
     qssse::scan::Sweep<qssse::scan::CrossMin>(job, a);
-    job.alwaysWalkRows = false;
-    // The plain rule through the sample loop: rows forced off by a plan that never walks.
-    for (int i = 0; i <= job.last; ++i) {
-      const SSEPoint p0 = t.GetEdgeArray()[3 * i], s = t.GetSArray()[i], tv = t.GetTArray()[i];
-      const float ls = std::sqrt((s.x * s.x + s.w * s.w) + (s.z * s.z + s.y * s.y));
-      const float lt = std::sqrt((tv.x * tv.x + tv.w * tv.w) + (tv.z * tv.z + tv.y * tv.y));
-      const float step = t.GetScanDiagonal() / (ls > lt ? ls : lt);
-      if (step < 1.0f / 16777216.0f) continue;
-      for (float u = 0.0f; u < 1.0f; u += step) {
-        for (float v = 0.0f; v < 1.0f - u; v += step) {
-          const float qx = ((p0.x + u * s.x) + v * tv.x) - lo.x, qy = ((p0.y + u * s.y) + v * tv.y) - lo.y;
-          const float qz = ((p0.z + u * s.z) + v * tv.z) - lo.z;
-          const float fx = qx + 0.5f, fy = qy + 0.5f;
-          if (!(fx >= 1.0f && fx < 6.0f && fy >= 1.0f && fy < 8.0f)) continue;
-          b.SetCrossMin(static_cast<int>(fx), static_cast<int>(fy), qz);
-        }
-      }
-    }
+    PlainStamp(t, b, 7, 9, 0.0f, lo, false, 1.0f);
     EXPECT_TRUE(SameBits(a, b)) << round;
   }
 }
@@ -374,15 +346,9 @@ TEST(ScanConversion, CallersBoxSetsSizeAndOrigin) {
   CHTriangulation t(0, 1, 1, 1);
   RandomSoup(t, rng, 40, 30);
   meshtest::PrepareScan(t, 0.75f);
-  SSEPoint lo = P(-3, 2, -1), hi = P(25, 20, 4);
-  CSSEMatrix shipped, plain;
-  t.ScanConvertTriangulationMax_MinMaxPoint(&shipped, 1.0f, lo, hi);
-  PlainConvert(t, plain, 1.0f, lo, hi, true, 1.0f);
-  EXPECT_TRUE(SameBits(shipped, plain));
-  t.ScanConvertTriangulationMin_MinMaxPoint(&shipped, 1.0f, lo, hi);
-  PlainConvert(t, plain, 1.0f, lo, hi, false, 1.0f);
-  EXPECT_TRUE(SameBits(shipped, plain));
-  EXPECT_EQ(shipped.GetSizeX(), 37);  // trunc(28 / 0.75 + 0.5)
+  const SSEPoint lo = P(-3, 2, -1), hi = P(25, 20, 4);
+  EXPECT_EQ(ShippedInBox(t, true, 1.0f, lo, hi).GetSizeX(), 37);  // trunc(28 / 0.75 + 0.5)
+  ShippedInBox(t, false, 1.0f, lo, hi);
 }
 
 TEST(ScanConversion, DegenerateAndNonFiniteTrianglesNeverCrash) {
@@ -395,10 +361,7 @@ TEST(ScanConversion, DegenerateAndNonFiniteTrianglesNeverCrash) {
   SSEPoint lo = P(0, 0, 0), hi = P(8, 8, 2);
   CSSEMatrix m;
   t.ScanConvertTriangulationMax_MinMaxPoint(&m, 0.0f, lo, hi);
-  EXPECT_EQ(At(m, 3, 3), 1.0f);
-  EXPECT_EQ(At(m, 3, 4), 1.0f);
-  EXPECT_EQ(At(m, 6, 5), 2.0f);
-  EXPECT_EQ(At(m, 2, 2), 0.0f);
+  ExpectPixels(m, {{3, 3, 1.0f}, {3, 4, 1.0f}, {6, 5, 2.0f}, {2, 2, 0.0f}});
 }
 
 TEST(ScanConversion, ANaNHeightStampedAfterOthersStaysAsTheLoopLeavesIt) {
@@ -410,14 +373,7 @@ TEST(ScanConversion, ANaNHeightStampedAfterOthersStaysAsTheLoopLeavesIt) {
   meshtest::PrepareScan(t, 1.0f);
   SSEPoint lo = P(0, 0, 0), hi = P(8, 8, 2);
   for (bool keepMax : {true, false}) {
-    CSSEMatrix shipped, plain;
-    if (keepMax) {
-      t.ScanConvertTriangulationMax_MinMaxPoint(&shipped, 0.5f, lo, hi);
-    } else {
-      t.ScanConvertTriangulationMin_MinMaxPoint(&shipped, 0.5f, lo, hi);
-    }
-    PlainConvert(t, plain, 0.5f, lo, hi, keepMax, 1.0f);
-    EXPECT_TRUE(SameBits(shipped, plain)) << keepMax;
+    const CSSEMatrix shipped = ShippedInBox(t, keepMax, 0.5f, lo, hi);
     EXPECT_TRUE(std::isnan(At(shipped, 2, 3))) << keepMax;
     EXPECT_EQ(At(shipped, 4, 1), 1.5f);
   }
@@ -435,19 +391,15 @@ TEST(ScanConversion, NoDeleteCombinesWithTheContentsWithinTheMatrixSize) {
   m.SetPoint(2, 2, 5.0f);
   t.ScanConvertTriangulationMaxNoDelete(&m, false, true);
   EXPECT_EQ(m.GetSizeX(), 6);
-  EXPECT_EQ(At(m, 2, 2), 5.0f);  // kept: larger than the sample
-  EXPECT_EQ(At(m, 3, 3), 0.0f);
-  EXPECT_EQ(At(m, 0, 0), -1.0f);  // no sentinel fill, nothing replaced
+  // (2, 2) kept, larger than the sample; no sentinel fill, nothing replaced at (0, 0).
+  ExpectPixels(m, {{2, 2, 5.0f}, {3, 3, 0.0f}, {0, 0, -1.0f}});
 
   CSSEMatrix single;
   single.Create(6, 6);
   single.Fill(-1.0f);
   t.ScanConvertTriangulationMaxNoDelete(&single, false, false);
   // Single pixels: samples 1.41 apart hit columns and rows 1, 3, 4 but never 2 (or the frame).
-  EXPECT_EQ(At(single, 1, 1), 0.0f);
-  EXPECT_EQ(At(single, 3, 4), 0.0f);
-  EXPECT_EQ(At(single, 2, 1), -1.0f);
-  EXPECT_EQ(At(single, 0, 1), -1.0f);
+  ExpectPixels(single, {{1, 1, 0.0f}, {3, 4, 0.0f}, {2, 1, -1.0f}, {0, 1, -1.0f}});
 
   CSSEMatrix low;
   low.Create(6, 6);
@@ -466,9 +418,7 @@ TEST(ScanConversion, YAreaStampsOnlyTrianglesWhoseFirstCornerLiesStrictlyInside)
   CSSEMatrix m;
   m.Create(10, 10);
   t.ScanConvertTriangulationMaxNoDeleteInYArea(&m, 2.0f, 6.0f);  // y = 2 is on the bound: out
-  EXPECT_EQ(At(m, 2, 2), 0.0f);
-  EXPECT_EQ(At(m, 5, 5), 2.0f);
-  EXPECT_EQ(At(m, 8, 2), 0.0f);
+  ExpectPixels(m, {{2, 2, 0.0f}, {5, 5, 2.0f}, {8, 2, 0.0f}});
   m.Fill(9.0f);
   t.ScanConvertTriangulationMinNoDeleteInYArea(&m, 1.0f, 6.0f);
   EXPECT_EQ(At(m, 2, 2), 1.0f);

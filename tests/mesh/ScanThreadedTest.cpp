@@ -21,9 +21,7 @@ void ExpectThreadedEqualsSingle(CHTriangulation& t, float zOffset) {
   t.ScanConvertTriangulationMin(&single, zOffset, 1.0f);
   t.FastScanConvertTriangulation(&fast, zOffset, false);
   EXPECT_TRUE(SameBits(single, fast)) << "min, " << t.GetNumTriangles() << " triangles";
-  SSEPoint lo, hi;
-  t.GetMinPoint(lo);
-  t.GetMaxPoint(hi);
+  auto [lo, hi] = meshtest::Box(t);
   lo.x += 1.5f;
   hi.y -= 2.0f;
   t.ScanConvertTriangulationMax_MinMaxPoint(&single, zOffset, lo, hi);

@@ -19,15 +19,9 @@ void FlatSquare(CHTriangulation& t) {
   t.SetScanConvResolution(1.0f, 1.0f, 1.0f);
 }
 
-// A counter-clockwise square outline in mesh coordinates.
+// A counter-clockwise square outline.
 CSSE3dPolygon Square(float x0, float y0, float x1, float y1) {
-  CSSE3dPolygon line;
-  line.Create(4);
-  line.SetPoint(0, x0, y0, 0);
-  line.SetPoint(1, x1, y0, 0);
-  line.SetPoint(2, x1, y1, 0);
-  line.SetPoint(3, x0, y1, 0);
-  return line;
+  return meshtest::Ring({{x0, y0}, {x1, y0}, {x1, y1}, {x0, y1}});
 }
 
 TEST(ScanThroughLine, KeepsTheConversionInsideTheLineAndClearsTheRest) {

@@ -73,13 +73,8 @@ void Field(CSSEMatrix& f, int w, int h, std::mt19937& rng) {
   }
 }
 
-float Min(const CSSEMatrix& f) {
-  float lo = INFINITY;
-  for (int y = 0; y < f.GetSizeY(); ++y) {
-    for (int x = 0; x < f.GetSizeX(); ++x) lo = std::min(lo, f.GetPoint(x, y));
-  }
-  return lo;
-}
+// Below every height of Field(): the whole field is meshed.
+constexpr float kBelowEveryHeight = -41.0f;
 
 }  // namespace
 
@@ -113,7 +108,7 @@ TEST(ScanZBuffer, EqualsThePerPixelOracleOnRandomMeshes) {
 // The field meshed whole at scale s and converted back at resolution s: its size and every height.
 ::testing::AssertionResult RoundTrip(const CSSEMatrix& f, float s, bool keepMax) {
   CSSEMatrix copy(f);
-  CHTriangulation t(&copy, Min(f) - 1.0f, true, s, s, 1.0f, 1, 1);
+  CHTriangulation t(&copy, kBelowEveryHeight, true, s, s, 1.0f, 1, 1);
   t.SetScanConvResolution(s, s, 1.0f);
   CSSEMatrix r;
   t.ScanConvertTriangulationZBuffer(&r, keepMax, NAN, 0.0f);
@@ -138,7 +133,7 @@ TEST(ScanZBuffer, FieldsComeBackExactlyAtTheirOwnSize) {
         continue;
       }
       // A field one pixel wide has no cell: no triangle, nothing converted.
-      CHTriangulation t(&f, Min(f) - 1.0f, true, 1.0f, 1.0f, 1.0f, 1, 1);
+      CHTriangulation t(&f, kBelowEveryHeight, true, 1.0f, 1.0f, 1.0f, 1, 1);
       CSSEMatrix r;
       t.ScanConvertTriangulationZBuffer(&r, true, NAN, 0.0f);
       EXPECT_EQ(t.GetNumTriangles(), 0);
@@ -209,7 +204,7 @@ TEST(ScanZBuffer, TheWorkDependsOnTheCoveredAreaNotOnTheHeights) {
   std::mt19937 rng(9);
   CSSEMatrix f;
   Field(f, 60, 50, rng);
-  CHTriangulation t(&f, Min(f) - 1.0f, true, 1.0f, 1.0f, 1.0f, 1, 1);
+  CHTriangulation t(&f, kBelowEveryHeight, true, 1.0f, 1.0f, 1.0f, 1, 1);
   t.SetScanConvResolution(1.0f, 1.0f, 1.0f);
   CSSEMatrix r;
   const std::int64_t work = t.ScanConvertTriangulationZBuffer(&r, true, 0.0f, 0.0f);
@@ -232,10 +227,8 @@ TEST(ScanZBuffer, UncoveredPixelsTakeTheNoDataValueAndOverlapsTheEnvelope) {
   ASSERT_EQ(hi.GetSizeX(), 5);
   EXPECT_EQ(hi.GetPoint(1, 1), 3.5f);
   EXPECT_EQ(lo.GetPoint(1, 1), 1.5f);
-  EXPECT_EQ(hi.GetPoint(0, 0), 3.5f);   // a corner on the raster's first pixel: no frame is dropped
-  EXPECT_EQ(hi.GetPoint(2, 2), 3.5f);   // on the hypotenuse: the border is covered too
-  EXPECT_EQ(hi.GetPoint(3, 2), -7.0f);
-  EXPECT_EQ(hi.GetPoint(4, 4), -7.0f);
+  // A corner on the raster's first pixel (no frame is dropped) and the hypotenuse (the border is covered).
+  meshtest::ExpectPixels(hi, {{0, 0, 3.5f}, {2, 2, 3.5f}, {3, 2, -7.0f}, {4, 4, -7.0f}});
   EXPECT_EQ(hi.GetMatrixDataDirectly()[1][4][3], -7.0f);  // padding too
   CSSEMatrix nan;
   t.ScanConvertTriangulationZBuffer(&nan, true, NAN, 0.0f);
@@ -259,9 +252,7 @@ TEST(ScanZBuffer, ACallersBoxSetsSizeAndOriginAndProgressIsReported) {
   EXPECT_EQ(last, 60);
 
   // A box one unit further left: every pixel moves two columns right, the raster two columns wider.
-  SSEPoint lo, hi;
-  t.GetMinPoint(lo);
-  t.GetMaxPoint(hi);
+  auto [lo, hi] = meshtest::Box(t);
   const SSEPoint wider = P(lo.x - 1.0f, lo.y, lo.z);
   CSSEMatrix shifted;
   t.ScanConvertTriangulationZBuffer_MinMaxPoint(&shifted, false, NAN, 0.25f, wider, hi);

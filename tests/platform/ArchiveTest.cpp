@@ -74,11 +74,7 @@ TEST(Archive, RoundTripsThroughARealFileAcrossManyBufferRefills) {
 
 TEST(Archive, TypedReadOfAnIncompleteValueThrowsEndOfFileNamingTheFile) {
   TempFile temp;
-  {
-    CFile file;
-    ASSERT_TRUE(file.Open(temp.path(), CFile::modeCreate | CFile::modeWrite));
-    file.Write("\x01\x02\x03", 3);
-  }
+  temp.Write("\x01\x02\x03");
   CFile file;
   ASSERT_TRUE(file.Open(temp.path(), CFile::modeRead));
   CArchive ar(&file, CArchive::load);
@@ -142,10 +138,7 @@ TEST(Archive, DestructorFlushesUnlessToldNotTo) {
 
 TEST(Archive, FailedWriteThrowsFromCloseButNotFromTheDestructor) {
   TempFile temp;
-  {
-    CFile file;
-    ASSERT_TRUE(file.Open(temp.path(), CFile::modeCreate | CFile::modeWrite));
-  }
+  temp.Write("");
   CFile readOnly;
   ASSERT_TRUE(readOnly.Open(temp.path(), CFile::modeRead));
   {

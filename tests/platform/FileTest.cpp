@@ -1,7 +1,6 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
-#include <cstring>
 #include <string>
 #include <vector>
 
@@ -11,13 +10,6 @@
 #include "qssse/platform/MemFile.h"
 
 namespace {
-
-void writeText(const CString& path, const char* text) {
-  CFile file;
-  ASSERT_TRUE(file.Open(path, CFile::modeCreate | CFile::modeWrite | CFile::typeBinary));
-  file.Write(text, static_cast<unsigned>(std::strlen(text)));
-  file.Close();
-}
 
 std::string readText(CFile& file, unsigned count) {
   std::string text(count, '\0');
@@ -50,7 +42,7 @@ TEST(File, CreateTruncatesUnlessNoTruncateIsGiven) {
 
 TEST(File, WrongDirectionThrowsGenericNamingThePath) {
   TempFile temp;
-  writeText(temp.path(), "abc");
+  temp.Write("abc");
   CFile reader;
   ASSERT_TRUE(reader.Open(temp.path(), CFile::modeRead));
   try {
@@ -70,7 +62,7 @@ TEST(File, WrongDirectionThrowsGenericNamingThePath) {
 
 TEST(File, SeekMovesWithinAndBeyondTheFile) {
   TempFile temp;
-  writeText(temp.path(), "0123456789");
+  temp.Write("0123456789");
   CFile file;
   ASSERT_TRUE(file.Open(temp.path(), CFile::modeReadWrite));
   EXPECT_EQ(file.Seek(-3, CFile::end), 7u);

@@ -1,5 +1,6 @@
 #pragma once
 #include <filesystem>
+#include <fstream>
 #include <random>
 #include <string>
 
@@ -21,6 +22,8 @@ class TempFile {
   }
 
   CString path() const { return CString(m_path.string()); }
+  // Creates the file holding exactly these bytes.
+  void Write(const std::string& bytes) const { std::ofstream(m_path, std::ios::binary) << bytes; }
   std::uintmax_t size() const { return std::filesystem::file_size(m_path); }
 
  private:

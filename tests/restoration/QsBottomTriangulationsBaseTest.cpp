@@ -137,37 +137,26 @@ TEST(QsBottomTriangulationsBase, ShiftIgnoresItsFlagAndEditsSkipNullEntries) {
 }
 
 TEST(QsBottomTriangulationsBase, RotationsAreRightHandedAboutTheAxesInTheirOrder) {
+  using B = QsCBottomTriangulationsBase;
   struct Case {
-    void (QsCBottomTriangulationsBase::*mesh)(float, float);
-    void (QsCBottomTriangulationsBase::*line)(float, float);
+    void (B::*mesh)(float, float);
+    void (B::*line)(float, float);
     float a, b;
     float expected[3][3];  // images of (1, 0, 0), (0, 1, 0), (0, 0, 1)
   };
   const Case cases[] = {
       // about x by 90 degrees: y -> z, z -> -y
-      {&QsCBottomTriangulationsBase::TransformTriangulationsXY,
-       &QsCBottomTriangulationsBase::TransformLinesXY,
-       kQuarter,
-       0,
-       {{1, 0, 0}, {0, 0, 1}, {0, -1, 0}}},
+      {&B::TransformTriangulationsXY, &B::TransformLinesXY, kQuarter, 0, {{1, 0, 0}, {0, 0, 1}, {0, -1, 0}}},
       // about y by 90 degrees: z -> x, x -> -z
-      {&QsCBottomTriangulationsBase::TransformTriangulationsXY,
-       &QsCBottomTriangulationsBase::TransformLinesXY,
-       0,
-       kQuarter,
-       {{0, 0, -1}, {0, 1, 0}, {1, 0, 0}}},
+      {&B::TransformTriangulationsXY, &B::TransformLinesXY, 0, kQuarter, {{0, 0, -1}, {0, 1, 0}, {1, 0, 0}}},
       // about x, then about y: y -> z -> x
-      {&QsCBottomTriangulationsBase::TransformTriangulationsXY,
-       &QsCBottomTriangulationsBase::TransformLinesXY,
+      {&B::TransformTriangulationsXY,
+       &B::TransformLinesXY,
        kQuarter,
        kQuarter,
        {{0, 0, -1}, {1, 0, 0}, {0, -1, 0}}},
       // about x, then about z: z -> -y -> x
-      {&QsCBottomTriangulationsBase::TransformTriangulationsXZ,
-       nullptr,
-       kQuarter,
-       kQuarter,
-       {{0, 1, 0}, {0, 0, 1}, {1, 0, 0}}},
+      {&B::TransformTriangulationsXZ, nullptr, kQuarter, kQuarter, {{0, 1, 0}, {0, 0, 1}, {1, 0, 0}}},
   };
   for (const Case& c : cases) {
     Bottoms b;
@@ -234,7 +223,7 @@ TEST(QsBottomTriangulationsBase, ASlotRepeatedIsReleasedOnceAndCountsAreClamped)
   Bottoms c;
   c.AddMesh(UnitTriangle());
   c.AddMesh(nullptr);
-  c.SetMeshCount(1000);  // a derived class gone wrong
+  c.SetMeshCount(1000);                                 // a derived class gone wrong
   EXPECT_FALSE(c.CheckAllBottomTriangulationsValid());  // the slots beyond 1 are null
   EXPECT_EQ(c.GetBottomTriangulation(25), nullptr);
   c.ShiftTriangulations(1, 1, 1, false);

@@ -15,14 +15,6 @@ namespace {
 
 using Tri = std::array<SSEPoint, 3>;
 
-std::unique_ptr<CHTriangulation> Mesh(const std::vector<Tri>& tris) {
-  auto m = std::make_unique<CHTriangulation>(static_cast<int>(tris.size()), 1.0f, 1.0f, 1.0f);
-  for (std::size_t i = 0; i < tris.size(); ++i)
-    meshtest::SetTriangle(*m, static_cast<int>(i), tris[i][0], tris[i][1], tris[i][2]);
-  m->CalcSTV();
-  return m;
-}
-
 // A triangle whose box is [x, x + s] x [y, y + s] x [z, z + s].
 Tri Box(float x, float y, float z, float s) { return {P(x, y, z), P(x + s, y, z + s), P(x, y + s, z)}; }
 
@@ -41,10 +33,10 @@ const SSEPoint kLow = P(-4, -4, -4), kHigh = P(4, 4, 4);
 }  // namespace
 
 TEST(RestorationOctree, LayersAreTheHalfOctantsNextToTheCentrePlane) {
-  auto mesh = Mesh({Box(1, 0.5f, 0.5f, 0.25f),      // top layer
-                    Box(2.5f, 0, -1, 0.5f),         // bottom layer
-                    Box(-3, -3, 2.5f, 0.5f),        // above the top layer: ignored
-                    Box(-3.5f, -3.5f, -3, 0.5f)});  // below the bottom layer: ignored
+  auto mesh = meshtest::MeshOf({Box(1, 0.5f, 0.5f, 0.25f),      // top layer
+                                Box(2.5f, 0, -1, 0.5f),         // bottom layer
+                                Box(-3, -3, 2.5f, 0.5f),        // above the top layer: ignored
+                                Box(-3.5f, -3.5f, -3, 0.5f)});  // below the bottom layer: ignored
   Probe tree(kHigh, kLow, 1.0f);
   tree.CalculateOctreeEntries(mesh.get(), 2);
   const float angle = tree.CalcApproximateMaxRestorationAngle(mesh.get(), 2);
@@ -65,7 +57,7 @@ TEST(RestorationOctree, LayersAreTheHalfOctantsNextToTheCentrePlane) {
 }
 
 TEST(RestorationOctree, EmptyLayersLeaveTheAccumulatorsAtTheirStartValues) {
-  auto mesh = Mesh({Box(-3, -3, 2.5f, 0.5f)});
+  auto mesh = meshtest::MeshOf({Box(-3, -3, 2.5f, 0.5f)});
   for (float cell : {1.0f, 2.0f}) {  // with three levels, and with two (no half octants at all)
     Probe tree(kHigh, kLow, cell);
     tree.CalculateOctreeEntries(mesh.get(), 0);
@@ -80,8 +72,8 @@ TEST(RestorationOctree, EmptyLayersLeaveTheAccumulatorsAtTheirStartValues) {
 }
 
 TEST(RestorationOctree, EqualLayerHeightsGiveARightAngleAndTheAllowance) {
-  auto mesh = Mesh({Box(0.5f, 0.5f, 0, 0.5f),  // top layer, lowest z 0
-                    Box(2, 2, -0.5f, 0.5f)});  // bottom layer, highest z 0
+  auto mesh = meshtest::MeshOf({Box(0.5f, 0.5f, 0, 0.5f),  // top layer, lowest z 0
+                                Box(2, 2, -0.5f, 0.5f)});  // bottom layer, highest z 0
   Probe tree(kHigh, kLow, 1.0f);
   tree.CalculateOctreeEntries(mesh.get(), 0);
   EXPECT_FLOAT_EQ(tree.CalcApproximateMaxRestorationAngle(mesh.get(), 0),
@@ -92,8 +84,8 @@ TEST(RestorationOctree, OrderOfFilingAndTheNinthEntryDecideTheRadii) {
   const Tri wide = {P(0.1f, 0.1f, 0.1f), P(1.9f, 1.9f, 1.9f), P(0.1f, 1.9f, 1.0f)};
   const Tri narrow = Box(1.5f, 1.5f, 0.5f, 0.25f);
   // Both lie in one top-layer element; the minimum that enters rTop is the last triangle's.
-  auto wideLast = Mesh({narrow, wide});
-  auto narrowLast = Mesh({wide, narrow});
+  auto wideLast = meshtest::MeshOf({narrow, wide});
+  auto narrowLast = meshtest::MeshOf({wide, narrow});
   Probe a(kHigh, kLow, 1.0f), b(kHigh, kLow, 1.0f);
   a.CalculateOctreeEntries(wideLast.get(), 0);
   b.CalculateOctreeEntries(narrowLast.get(), 0);
@@ -107,7 +99,7 @@ TEST(RestorationOctree, OrderOfFilingAndTheNinthEntryDecideTheRadii) {
   // Nine narrow triangles first, the wide one tenth: it is never read.
   std::vector<Tri> tris(9, narrow);
   tris.push_back(wide);
-  auto ten = Mesh(tris);
+  auto ten = meshtest::MeshOf(tris);
   Probe c(kHigh, kLow, 1.0f);
   c.CalculateOctreeEntries(ten.get(), 0);
   c.CalcApproximateMaxRestorationAngle(ten.get(), 0);
@@ -115,7 +107,7 @@ TEST(RestorationOctree, OrderOfFilingAndTheNinthEntryDecideTheRadii) {
 }
 
 TEST(RestorationOctree, FindLowestZEntryChangesNothing) {
-  auto mesh = Mesh({Box(1, 0.5f, 0.5f, 0.25f), Box(2.5f, 0, -1, 0.5f)});
+  auto mesh = meshtest::MeshOf({Box(1, 0.5f, 0.5f, 0.25f), Box(2.5f, 0, -1, 0.5f)});
   Probe tree(kHigh, kLow, 1.0f);
   tree.CalculateOctreeEntries(mesh.get(), 0);
   tree.FindMinRadiusTopTriangulation(mesh.get(), 0);

@@ -95,6 +95,18 @@ void FromArchive(T& object, const Bytes& b) {
 }
 
 template <class T>
+void FromStream(T& object, const Bytes& b) {
+  CbStreamReadBinaryMemory s(b);
+  object.Serialize(s);
+}
+
+template <class T>
+void FromBlindStream(T& object, const Bytes& b) {
+  BlindStream s(b);
+  object.Serialize(s);
+}
+
+template <class T>
 Bytes Streamed(const T& object) {
   CbStreamWriteBinaryMemory s;
   object.Serialize(s);
@@ -119,14 +131,8 @@ TEST(LoaderAllOrNothing, FloatMatrixArchiveStreamAndFile) {
   EXPECT_GT((ExpectAllOrNothing<CSSEMatrix>(archive, prepare, FromArchive<CSSEMatrix>, image)), 0);
   EXPECT_GT((ExpectAllOrNothing<CSSEMatrix>(archive, prepareOther, FromArchive<CSSEMatrix>, image)), 0);
   for (const auto& p : {std::function<void(CSSEMatrix&)>(prepare), std::function<void(CSSEMatrix&)>(prepareOther)}) {
-    EXPECT_GT((ExpectAllOrNothing<CSSEMatrix>(stream, p, [](CSSEMatrix& m, const Bytes& b) {
-      CbStreamReadBinaryMemory s(b);
-      m.Serialize(s);
-    }, image)), 0);
-    EXPECT_GT((ExpectAllOrNothing<CSSEMatrix>(stream, p, [](CSSEMatrix& m, const Bytes& b) {
-      BlindStream s(b);
-      m.Serialize(s);
-    }, image)), 0);
+    EXPECT_GT((ExpectAllOrNothing<CSSEMatrix>(stream, p, FromStream<CSSEMatrix>, image)), 0);
+    EXPECT_GT((ExpectAllOrNothing<CSSEMatrix>(stream, p, FromBlindStream<CSSEMatrix>, image)), 0);
   }
   // File-backed: Load through CFile, and the stream over a file.
   const std::string path = ::testing::TempDir() + "qssse-all-or-nothing.qsm";
@@ -190,14 +196,9 @@ TEST(LoaderAllOrNothing, PolygonArchiveAndStreams) {
   for (const bool box : {true, false}) {
     CSSE3dPolygon s;
     FillPolygon(s, 5, box);
-    EXPECT_GT((ExpectAllOrNothing<CSSE3dPolygon>(Streamed(s), prepare, [](CSSE3dPolygon& p, const Bytes& b) {
-      CbStreamReadBinaryMemory in(b);
-      p.Serialize(in);
-    }, PolygonImage)), 0);
-    EXPECT_GT((ExpectAllOrNothing<CSSE3dPolygon>(Streamed(s), prepare, [](CSSE3dPolygon& p, const Bytes& b) {
-      BlindStream in(b);
-      p.Serialize(in);
-    }, PolygonImage)), 0);
+    EXPECT_GT((ExpectAllOrNothing<CSSE3dPolygon>(Streamed(s), prepare, FromStream<CSSE3dPolygon>, PolygonImage)), 0);
+    EXPECT_GT((ExpectAllOrNothing<CSSE3dPolygon>(Streamed(s), prepare, FromBlindStream<CSSE3dPolygon>, PolygonImage)),
+              0);
   }
 }
 
@@ -241,14 +242,8 @@ TEST(LoaderAllOrNothing, MeshStreamAndArchive) {
   FillMesh(source, 2, 10.0f);
   const auto prepare = [](CHTriangulation& m) { FillMesh(m, 3, -5.0f); };
   const auto image = [](CHTriangulation& m) { return Streamed(m); };
-  EXPECT_GT((ExpectAllOrNothing<CHTriangulation>(Streamed(source), prepare, [](CHTriangulation& m, const Bytes& b) {
-    CbStreamReadBinaryMemory in(b);
-    m.Serialize(in);
-  }, image)), 0);
-  EXPECT_GT((ExpectAllOrNothing<CHTriangulation>(Streamed(source), prepare, [](CHTriangulation& m, const Bytes& b) {
-    BlindStream in(b);
-    m.Serialize(in);
-  }, image)), 0);
+  for (const auto load : {FromStream<CHTriangulation>, FromBlindStream<CHTriangulation>})
+    EXPECT_GT((ExpectAllOrNothing<CHTriangulation>(Streamed(source), prepare, load, image)), 0);
   EXPECT_GT((ExpectAllOrNothing<CHTriangulation>(Archived(source), prepare, FromArchive<CHTriangulation>, image)), 0);
 }
 

@@ -9,40 +9,27 @@
 #include <string>
 #include <vector>
 
+#include "io/IoTestSupport.h"
 #include "qssse/io/FileBytes.h"
 #include "qssse/io/IoException.h"
 
-namespace fs = std::filesystem;
-
 namespace {
 
-struct Dir {
-  Dir() : path(fs::path(::testing::TempDir()) / ("qssse-write-" + std::to_string(::getpid()))) {
-    fs::remove_all(path);
-    fs::create_directories(path);
-  }
-  ~Dir() { fs::remove_all(path); }
-  fs::path path;
-};
+using iotest::ReadText;
 
-std::string Read(const fs::path& p) {
-  const std::vector<unsigned char> b = qssse::io::ReadFileBytes(p.string());
-  return std::string(b.begin(), b.end());
-}
-
-int Entries(const fs::path& dir) {
+int Entries(const iotest::TempDir& dir) {
   int n = 0;
-  for ([[maybe_unused]] const auto& e : fs::directory_iterator(dir)) ++n;
+  for ([[maybe_unused]] const auto& e : std::filesystem::directory_iterator(dir / "")) ++n;
   return n;
 }
 
 TEST(WriteFile, ReplacesTheFileAndLeavesNothingElse) {
-  Dir d;
-  const fs::path target = d.path / "out.txt";
-  qssse::io::WriteFileBytes(target.string(), std::string("first, longer content\n"));
-  qssse::io::WriteFileBytes(target.string(), std::string("second\n"));
-  EXPECT_EQ(Read(target), "second\n");
-  EXPECT_EQ(Entries(d.path), 1);
+  iotest::TempDir d;
+  const std::string target = d / "out.txt";
+  qssse::io::WriteFileBytes(target, std::string("first, longer content\n"));
+  qssse::io::WriteFileBytes(target, std::string("second\n"));
+  EXPECT_EQ(ReadText(target), "second\n");
+  EXPECT_EQ(Entries(d), 1);
   // The new file is made as a plain create would make it: 0666 less the umask.
   const mode_t mask = ::umask(022);
   ::umask(mask);
@@ -53,9 +40,9 @@ TEST(WriteFile, ReplacesTheFileAndLeavesNothingElse) {
 
 // A full disk, simulated by the file-size limit (which holds for every user, root included).
 TEST(WriteFile, WriteFailingPartWayLeavesTheOldFileAndNoPartialOne) {
-  Dir d;
-  const fs::path target = d.path / "out.bin";
-  qssse::io::WriteFileBytes(target.string(), std::string("old"));
+  iotest::TempDir d;
+  const std::string target = d / "out.bin";
+  qssse::io::WriteFileBytes(target, std::string("old"));
   const std::vector<unsigned char> big(64 * 1024, 7);
   rlimit saved{};
   ASSERT_EQ(::getrlimit(RLIMIT_FSIZE, &saved), 0);
@@ -65,7 +52,7 @@ TEST(WriteFile, WriteFailingPartWayLeavesTheOldFileAndNoPartialOne) {
   ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &small), 0);
   bool threw = false;
   try {
-    qssse::io::WriteFileBytes(target.string(), big.data(), big.size());
+    qssse::io::WriteFileBytes(target, big.data(), big.size());
   } catch (const CIoException& e) {
     threw = true;
     EXPECT_NE(std::string(e.what()).find("cannot write"), std::string::npos) << e.what();
@@ -73,15 +60,15 @@ TEST(WriteFile, WriteFailingPartWayLeavesTheOldFileAndNoPartialOne) {
   ::setrlimit(RLIMIT_FSIZE, &saved);
   ::signal(SIGXFSZ, previous);
   EXPECT_TRUE(threw);
-  EXPECT_EQ(Read(target), "old");
-  EXPECT_EQ(Entries(d.path), 1);
+  EXPECT_EQ(ReadText(target), "old");
+  EXPECT_EQ(Entries(d), 1);
 }
 
 TEST(WriteFile, MissingDirectoryOrNoFileNameThrowsNamingThePath) {
-  Dir d;
-  EXPECT_THROW(qssse::io::WriteFileBytes((d.path / "no" / "such.txt").string(), std::string("x")), CIoException);
-  EXPECT_THROW(qssse::io::WriteFileBytes((d.path.string() + "/"), std::string("x")), CIoException);
-  EXPECT_EQ(Entries(d.path), 0);
+  iotest::TempDir d;
+  EXPECT_THROW(qssse::io::WriteFileBytes(d / "no/such.txt", std::string("x")), CIoException);
+  EXPECT_THROW(qssse::io::WriteFileBytes(d / "", std::string("x")), CIoException);
+  EXPECT_EQ(Entries(d), 0);
 }
 
 }  // namespace

@@ -8,7 +8,6 @@
 #include "cli/Formats.h"
 
 using namespace qssse::tool;
-using tooltest::CountLines;
 using tooltest::RunTool;
 
 namespace {
@@ -39,11 +38,10 @@ TEST(BorderCommand, LoopsAreListedLongestFirstAndWrittenAsOutlineOrPicture) {
   WriteMesh(dir / "ring.obj", RingAndIsland());
   const auto r = RunTool(dir, {"border", dir / "ring.obj", "-o", dir / "outer.txt"});
   ASSERT_EQ(r.status, 0) << r.err;
-  EXPECT_NE(r.out.find("3 loops over 20 open sides of 18 triangles, 3-D length 20 in all"), std::string::npos)
-      << r.out;
-  EXPECT_NE(r.out.find("loop 1: 12 points, 3-D length 12, area 9 in x-y (counter-clockwise)"), std::string::npos);
-  EXPECT_NE(r.out.find("loop 2: 4 points, 3-D length 4, area 1 in x-y (clockwise)"), std::string::npos);
-  EXPECT_NE(r.out.find("loop 3: 4 points, 3-D length 4, area 1 in x-y (counter-clockwise)"), std::string::npos);
+  EXPECT_TRUE(Contains(r.out, "3 loops over 20 open sides of 18 triangles, 3-D length 20 in all"));
+  EXPECT_TRUE(Contains(r.out, "loop 1: 12 points, 3-D length 12, area 9 in x-y (counter-clockwise)"));
+  EXPECT_TRUE(Contains(r.out, "loop 2: 4 points, 3-D length 4, area 1 in x-y (clockwise)"));
+  EXPECT_TRUE(Contains(r.out, "loop 3: 4 points, 3-D length 4, area 1 in x-y (counter-clockwise)"));
   const OutlinePoints outer = ReadOutline(dir / "outer.txt");
   ASSERT_EQ(outer.size(), 12u);
   for (const Vertex& p : outer) {
@@ -67,7 +65,7 @@ TEST(BorderCommand, LoopsAreListedLongestFirstAndWrittenAsOutlineOrPicture) {
 
   const auto tooFar = RunTool(dir, {"border", dir / "ring.obj", "-o", dir / "x.txt", "--loop", "4"});
   EXPECT_EQ(tooFar.status, 1);
-  EXPECT_NE(tooFar.err.find("--loop 4 asks for more than the 3 loops"), std::string::npos) << tooFar.err;
+  EXPECT_TRUE(Contains(tooFar.err, "--loop 4 asks for more than the 3 loops"));
 }
 
 TEST(BorderCommand, ClosedMeshesAndWrongNamesAreAnsweredInOneLine) {
@@ -76,20 +74,16 @@ TEST(BorderCommand, ClosedMeshesAndWrongNamesAreAnsweredInOneLine) {
                  "OFF\n4 4 0\n0 0 0\n10 1 2\n3 20 4\n5 6 30\n3 0 1 2\n3 0 3 1\n3 1 3 2\n3 2 3 0\n");
   const auto closed = RunTool(dir, {"border", dir / "tet.off"});
   ASSERT_EQ(closed.status, 0) << closed.err;
-  EXPECT_NE(closed.out.find("4 triangles, no open side: the mesh is closed"), std::string::npos)
-      << closed.out;
+  EXPECT_TRUE(Contains(closed.out, "4 triangles, no open side: the mesh is closed"));
   const auto none = RunTool(dir, {"border", dir / "tet.off", "-o", dir / "b.txt"});
-  EXPECT_EQ(none.status, 1);
-  EXPECT_EQ(CountLines(none.err), 1) << none.err;
-  EXPECT_NE(none.err.find("no open border"), std::string::npos);
+  EXPECT_TRUE(FailedInOneLine(none, 1));
+  EXPECT_TRUE(Contains(none.err, "no open border"));
 
   const auto png = RunTool(dir, {"border", dir / "tet.off", "-o", dir / "b.png"});
-  EXPECT_EQ(png.status, 1);
-  EXPECT_EQ(png.err.rfind("qssse border: " + (dir / "b.png") + ": ", 0), 0u) << png.err;
+  EXPECT_TRUE(FailedInOneLine(png, 1, "qssse border: " + (dir / "b.png") + ": "));
   WriteFileBytes(dir / "ring.txt", "0 0 0\n1 0 0\n0 1 0\n");
   const auto outline = RunTool(dir, {"border", dir / "ring.txt"});
-  EXPECT_EQ(outline.status, 1);
-  EXPECT_EQ(CountLines(outline.err), 1) << outline.err;
+  EXPECT_TRUE(FailedInOneLine(outline, 1));
 }
 
 TEST(BorderCommand, MeshOfAHeightFieldHasOneLoopPerHoleAndTheOuterBorder) {
@@ -103,9 +97,8 @@ TEST(BorderCommand, MeshOfAHeightFieldHasOneLoopPerHoleAndTheOuterBorder) {
   ASSERT_EQ(RunTool(dir, {"mesh", dir / "f.pfm", dir / "f.stl", "--threshold", "1"}).status, 0);
   const auto r = RunTool(dir, {"border", dir / "f.stl"});
   ASSERT_EQ(r.status, 0) << r.err;
-  EXPECT_NE(r.out.find("3 loops over 48 open sides of 190 triangles"), std::string::npos) << r.out;
-  EXPECT_NE(r.out.find("loop 1: 40 points, 3-D length 40, area 99 in x-y (counter-clockwise)"),
-            std::string::npos);
-  EXPECT_NE(r.out.find("loop 2: 4 points, 3-D length 5.65685, area 2 in x-y (clockwise)"), std::string::npos);
-  EXPECT_NE(r.out.find("loop 3: 4 points, 3-D length 5.65685, area 2 in x-y (clockwise)"), std::string::npos);
+  EXPECT_TRUE(Contains(r.out, "3 loops over 48 open sides of 190 triangles"));
+  EXPECT_TRUE(Contains(r.out, "loop 1: 40 points, 3-D length 40, area 99 in x-y (counter-clockwise)"));
+  EXPECT_TRUE(Contains(r.out, "loop 2: 4 points, 3-D length 5.65685, area 2 in x-y (clockwise)"));
+  EXPECT_TRUE(Contains(r.out, "loop 3: 4 points, 3-D length 5.65685, area 2 in x-y (clockwise)"));
 }

@@ -85,8 +85,8 @@ TEST(Demo, WritesItsPicturesAndASummaryThatAgreeWithTheFiles) {
   tooltest::TempDir dir;
   const auto r = tooltest::RunTool(dir, {"demo", "--out", dir / "out", "--size", "80"});
   ASSERT_EQ(r.status, 0) << r.err;
-  EXPECT_NE(r.out.find("synthetic crown"), std::string::npos);
-  EXPECT_NE(r.out.find("chamfer distance"), std::string::npos);
+  EXPECT_TRUE(Contains(r.out, "synthetic crown"));
+  EXPECT_TRUE(Contains(r.out, "chamfer distance"));
   EXPECT_TRUE(r.err.empty()) << r.err;  // no progress output when stderr is not a terminal
 
   const HeightField crown = ReadHeightField(dir / "out/crown.pfm");
@@ -101,14 +101,12 @@ TEST(Demo, WritesItsPicturesAndASummaryThatAgreeWithTheFiles) {
   EXPECT_GT(width, 80 + 40);
   EXPECT_EQ(height, 80);
   // The run's memory before it starts, and its whole time at the end, file work included.
-  EXPECT_NE(r.out.find("(needs about " + std::to_string(DemoMemoryBytes(80) >> 20) + " MiB of memory)"),
-            std::string::npos)
-      << r.out;
+  EXPECT_TRUE(Contains(r.out, "(needs about " + std::to_string(DemoMemoryBytes(80) >> 20) + " MiB of memory)"));
   double steps = 0.0;
   for (std::size_t at = json.find("\"ms\": "); at != std::string::npos; at = json.find("\"ms\": ", at + 1))
     steps += std::stod(json.substr(at + 6));
   EXPECT_GE(JsonNumber(json, "totalMs"), steps);
-  EXPECT_NE(r.out.find("  total "), std::string::npos);
+  EXPECT_TRUE(Contains(r.out, "  total "));
   EXPECT_EQ(json.rfind("{\n  \"size\": 80,", 0), 0u) << json;
   // The mask holds the pixels inside the margin by the library's fill rule.
   CSSE3dPolygon margin;
@@ -118,9 +116,9 @@ TEST(Demo, WritesItsPicturesAndASummaryThatAgreeWithTheFiles) {
     for (int x = 0; x < 80; ++x)
       maskPixels += margin.PointInLineInnerArea(static_cast<float>(x), static_cast<float>(y), 1);
   }
-  EXPECT_NE(json.find("\"maskPixels\": " + std::to_string(maskPixels)), std::string::npos) << json;
-  EXPECT_NE(json.find("\"outlines.svg\""), std::string::npos);
-  EXPECT_NE(tooltest::ReadText(dir / "out/outlines.svg").find("<polygon"), std::string::npos);
+  EXPECT_TRUE(Contains(json, "\"maskPixels\": " + std::to_string(maskPixels)));
+  EXPECT_TRUE(Contains(json, "\"outlines.svg\""));
+  EXPECT_TRUE(Contains(tooltest::ReadText(dir / "out/outlines.svg"), "<polygon"));
 }
 
 TEST(Demo, MeshFilesHoldTheClippedCrownInMillimetresWithItsMarginAtZero) {
@@ -210,7 +208,7 @@ TEST(Demo, RestorationAnalysisOfTheCrownAgreesWithItsMesh) {
   tooltest::TempDir dir;
   const auto r = tooltest::RunTool(dir, {"demo", "--out", dir / "out", "--size", "64"});
   ASSERT_EQ(r.status, 0) << r.err;
-  EXPECT_NE(r.out.find("restoration octree"), std::string::npos);
+  EXPECT_TRUE(Contains(r.out, "restoration octree"));
   const std::string json = tooltest::ReadText(dir / "out/summary.json");
   // Five levels of a cell size of extent / 32; the angle is an arctangent plus the 0.0875 allowance.
   EXPECT_EQ(JsonNumber(json, "octreeLevels"), 5.0);
@@ -231,7 +229,7 @@ TEST(Demo, RestorationAnalysisOfTheCrownAgreesWithItsMesh) {
   EXPECT_EQ(static_cast<float>(JsonNumber(json, "crownTop")),
             top);  // written with 9 digits: the float exactly
   EXPECT_GE(JsonNumber(json, "footprintPoints"), 3.0);
-  EXPECT_NE(tooltest::ReadText(dir / "out/footprint.svg").find("<polygon"), std::string::npos);
+  EXPECT_TRUE(Contains(tooltest::ReadText(dir / "out/footprint.svg"), "<polygon"));
 }
 
 TEST(Demo, SummaryJsonEscapesTextAndWritesNonFiniteResultsAsNull) {
@@ -240,9 +238,9 @@ TEST(Demo, SummaryJsonEscapesTextAndWritesNonFiniteResultsAsNull) {
   s.Result("one", 1.0);
   s.File("a\"b\n.png");
   const std::string json = s.Json(16);
-  EXPECT_NE(json.find("\"nan\": null"), std::string::npos);
-  EXPECT_NE(json.find("\"one\": 1"), std::string::npos);
-  EXPECT_NE(json.find("\"a\\\"b\\u000a.png\""), std::string::npos) << json;
+  EXPECT_TRUE(Contains(json, "\"nan\": null"));
+  EXPECT_TRUE(Contains(json, "\"one\": 1"));
+  EXPECT_TRUE(Contains(json, "\"a\\\"b\\u000a.png\""));
 }
 
 TEST(Demo, SizeThatNeedsMoreMemoryThanAvailableIsRefusedWithTheFigureBeforeAnythingIsWritten) {
@@ -258,11 +256,7 @@ TEST(Demo, SizeThatNeedsMoreMemoryThanAvailableIsRefusedWithTheFigureBeforeAnyth
     RunDemo(o);
     ADD_FAILURE() << "ran";
   } catch (const ToolError& e) {
-    EXPECT_NE(
-        std::string(e.what()).find("a crown of 320 x 320 pixels needs about 252 MiB of memory, more than the "
-                                   "100 MiB this machine has available; --size 196 fits"),
-        std::string::npos)
-        << e.what();
+    EXPECT_TRUE(Contains(std::string(e.what()), "a crown of 320 x 320 pixels needs about 252 MiB of memory, more than the " "100 MiB this machine has available; --size 196 fits")) << e.what();
   }
   EXPECT_FALSE(std::filesystem::exists(dir / "out"));
 }

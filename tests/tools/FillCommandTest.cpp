@@ -8,19 +8,13 @@
 #include "cli/Formats.h"
 
 using namespace qssse::tool;
-using tooltest::CountLines;
 using tooltest::RunTool;
 
 namespace {
 
 // The square [a, b] x [a, b] as a counter-clockwise ring of points `spacing` apart, z = 10 x.
 OutlinePoints Square(float a, float b, float spacing) {
-  OutlinePoints ring;
-  const int n = static_cast<int>((b - a) / spacing + 0.5f);
-  for (int i = 0; i < n; ++i) ring.push_back({a + i * spacing, a, 0.0f});
-  for (int i = 0; i < n; ++i) ring.push_back({b, a + i * spacing, 0.0f});
-  for (int i = 0; i < n; ++i) ring.push_back({b - i * spacing, b, 0.0f});
-  for (int i = 0; i < n; ++i) ring.push_back({a, b - i * spacing, 0.0f});
+  OutlinePoints ring = tooltest::Square(a, b, spacing);
   for (Vertex& p : ring) p.z = 10.0f * p.x;
   return ring;
 }
@@ -32,7 +26,7 @@ TEST(FillCommand, FillsTheCellsInsideTheOutlineWithTheValueOnARasterCoveringIt) 
   WriteFileBytes(dir / "sq.txt", EncodeOutlineText(Square(1.5f, 6.5f, 0.5f)));
   const auto r = RunTool(dir, {"fill", dir / "sq.txt", dir / "mask.npy", "--value", "3"});
   ASSERT_EQ(r.status, 0) << r.err;
-  EXPECT_NE(r.out.find("8 x 8, 25 pixels inside the outline of 40 points"), std::string::npos) << r.out;
+  EXPECT_TRUE(Contains(r.out, "8 x 8, 25 pixels inside the outline of 40 points"));
   const HeightField m = ReadHeightField(dir / "mask.npy");
   ASSERT_EQ(m.width, 8);
   ASSERT_EQ(m.height, 8);
@@ -81,11 +75,8 @@ TEST(FillCommand, BadOutlinesAndSizesFailWithOneLineNamingTheFile) {
       {"fill", dir / "ok.txt", dir / "o.bmp"},
   };
   for (const auto& c : cases) {
-    const auto r = RunTool(dir, c);
-    EXPECT_EQ(r.status, 1) << c[1];
-    EXPECT_EQ(CountLines(r.err), 1) << r.err;
-    EXPECT_EQ(r.err.rfind("qssse fill: ", 0), 0u) << r.err;
+    EXPECT_TRUE(FailedInOneLine(RunTool(dir, c), 1, "qssse fill: ")) << c[1];
   }
-  EXPECT_NE(RunTool(dir, cases[0]).err.find(dir / "two.txt"), std::string::npos);
-  EXPECT_NE(RunTool(dir, cases[1]).err.find("--width and --height"), std::string::npos);
+  EXPECT_TRUE(Contains(RunTool(dir, cases[0]).err, dir / "two.txt"));
+  EXPECT_TRUE(Contains(RunTool(dir, cases[1]).err, "--width and --height"));
 }

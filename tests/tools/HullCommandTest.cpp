@@ -33,11 +33,11 @@ TEST(HullCommand, CubeCornersAndInnerPointsGiveTheTwelveTrianglesOfTheCubeFromTe
   WriteFileBytes(dir / "p.txt", EncodeOutlineText(pts));
   const auto r = RunTool(dir, {"hull", dir / "p.txt", dir / "h.ply", "--svg", dir / "h.svg"});
   ASSERT_EQ(r.status, 0) << r.err;
-  EXPECT_NE(r.out.find("12 faces, 18 edges, 8 vertices"), std::string::npos) << r.out;
+  EXPECT_TRUE(Contains(r.out, "12 faces, 18 edges, 8 vertices"));
   const MeshData m = ReadMesh(dir / "h.ply");
   EXPECT_EQ(m.triangles.size(), 12u);
   EXPECT_EQ(m.vertices.size(), 8u);
-  EXPECT_NE(tooltest::ReadText(dir / "h.svg").find("<svg"), std::string::npos);
+  EXPECT_TRUE(Contains(tooltest::ReadText(dir / "h.svg"), "<svg"));
 
   // The same points as a PLY point cloud (vertices, no faces) under a name that says nothing.
   std::string ply = "ply\nformat ascii 1.0\nelement vertex 10\nproperty float x\nproperty float y\n"
@@ -46,7 +46,7 @@ TEST(HullCommand, CubeCornersAndInnerPointsGiveTheTwelveTrianglesOfTheCubeFromTe
   WriteFileBytes(dir / "cloud.dat", ply);
   const auto fromCloud = RunTool(dir, {"hull", dir / "cloud.dat", dir / "c.stl"});
   ASSERT_EQ(fromCloud.status, 0) << fromCloud.err;
-  EXPECT_NE(fromCloud.out.find("12 faces, 18 edges, 8 vertices"), std::string::npos) << fromCloud.out;
+  EXPECT_TRUE(Contains(fromCloud.out, "12 faces, 18 edges, 8 vertices"));
 }
 
 TEST(HullCommand, FlatInputIsReportedInOneLine) {
@@ -54,9 +54,7 @@ TEST(HullCommand, FlatInputIsReportedInOneLine) {
   WriteFileBytes(dir / "flat.txt", "0 0 0\n1 0 0\n0 1 0\n1 1 0\n");
   const auto r = RunTool(dir, {"hull", dir / "flat.txt", dir / "h.stl"});
   EXPECT_EQ(r.status, 1);
-  EXPECT_NE(r.err.find("qssse hull: " + (dir / "flat.txt") + ": CalcConvexHull: all points lie in one plane"),
-            std::string::npos)
-      << r.err;
+  EXPECT_TRUE(Contains(r.err, "qssse hull: " + (dir / "flat.txt") + ": CalcConvexHull: all points lie in one plane"));
 }
 
 TEST(DelaunayCommand, PointsKeepTheirHeightsAndTrianglesFaceUp) {
@@ -84,7 +82,7 @@ TEST(DelaunayCommand, WallStripJoinsTwoOutlines) {
   WriteFileBytes(dir / "up.txt", EncodeOutlineText(Ring(24, 6.0f, 5.0f)));
   const auto r = RunTool(dir, {"delaunay", dir / "lo.txt", dir / "w.stl", "--upper", dir / "up.txt", "--svg", dir / "w.svg"});
   ASSERT_EQ(r.status, 0) << r.err;
-  EXPECT_NE(r.out.find("48 triangles"), std::string::npos) << r.out;
+  EXPECT_TRUE(Contains(r.out, "48 triangles"));
   const MeshData m = ReadMesh(dir / "w.stl");
   EXPECT_EQ(m.triangles.size(), 48u);
   for (const Vertex& v : m.vertices) EXPECT_TRUE(v.z == 0.0f || v.z == 5.0f);

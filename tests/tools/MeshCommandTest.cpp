@@ -17,8 +17,8 @@
 #include "qssse/raster/SSEMatrix.h"
 
 using namespace qssse::tool;
-using tooltest::CountLines;
 using tooltest::RunTool;
+using tooltest::Square;
 
 namespace {
 
@@ -30,17 +30,6 @@ std::set<std::tuple<float, float, float>> VertexSet(const MeshData& m) {
   std::set<std::tuple<float, float, float>> s;
   for (const Vertex& v : m.vertices) s.insert({v.x, v.y, v.z});
   return s;
-}
-
-// The square [a, b] x [a, b] as a ring of points `spacing` apart, counter-clockwise.
-OutlinePoints Square(float a, float b, float spacing) {
-  OutlinePoints ring;
-  const int n = static_cast<int>((b - a) / spacing + 0.5f);
-  for (int i = 0; i < n; ++i) ring.push_back({a + i * spacing, a, 0.0f});
-  for (int i = 0; i < n; ++i) ring.push_back({b, a + i * spacing, 0.0f});
-  for (int i = 0; i < n; ++i) ring.push_back({b - i * spacing, b, 0.0f});
-  for (int i = 0; i < n; ++i) ring.push_back({a, b - i * spacing, 0.0f});
-  return ring;
 }
 
 }  // namespace
@@ -139,7 +128,7 @@ TEST(MeshCommand, WritesTheScaledCellsThatPassTheThresholdInEveryMeshFormat) {
     const auto r = RunTool(dir, {"mesh", dir / "h.npy", dir / name, "--below", "--threshold", "5",
                                  "--scale-x", "0.5", "--scale-y", "2", "--scale-z", "-1"});
     ASSERT_EQ(r.status, 0) << r.err;
-    EXPECT_NE(r.out.find(std::string(name) + ": 1 triangles, 3 vertices"), std::string::npos) << r.out;
+    EXPECT_TRUE(Contains(r.out, std::string(name) + ": 1 triangles, 3 vertices"));
     const MeshData m = ReadMesh(dir / name);
     EXPECT_EQ(VertexSet(m), (std::set<std::tuple<float, float, float>>{
                                 {0.0f, 0.0f, -1.0f}, {0.5f, 0.0f, -2.0f}, {0.0f, 2.0f, -4.0f}}))
@@ -165,17 +154,13 @@ TEST(MeshCommand, ClipsToAnOutlineFileAndReportsEmptyResultsAndBadNamesInOneLine
   EXPECT_EQ(ReadMesh(dir / "c.ply").triangles.size(), 32u);
 
   const auto empty = RunTool(dir, {"mesh", dir / "p.pfm", dir / "e.stl", "--threshold", "1"});
-  EXPECT_EQ(empty.status, 1);
-  EXPECT_EQ(CountLines(empty.err), 1);
-  EXPECT_EQ(empty.err.rfind("qssse mesh: " + dir / "p.pfm" + ": no cell has corners above", 0), 0u)
-      << empty.err;
+  EXPECT_TRUE(FailedInOneLine(empty, 1, "qssse mesh: " + dir / "p.pfm" + ": no cell has corners above"));
   EXPECT_FALSE(std::filesystem::exists(dir / "e.stl"));
 
   const auto badName = RunTool(dir, {"mesh", dir / "p.pfm", dir / "m.xyz"});
   EXPECT_EQ(badName.status, 1);
-  EXPECT_NE(badName.err.find("m.xyz"), std::string::npos) << badName.err;
+  EXPECT_TRUE(Contains(badName.err, "m.xyz"));
   const auto badOutline = RunTool(dir, {"mesh", dir / "p.pfm", dir / "m.stl", "--outline", dir / "p.pfm"});
-  EXPECT_EQ(badOutline.status, 1);
-  EXPECT_EQ(CountLines(badOutline.err), 1) << badOutline.err;
-  EXPECT_NE(badOutline.err.find(dir / "p.pfm"), std::string::npos) << badOutline.err;
+  EXPECT_TRUE(FailedInOneLine(badOutline, 1));
+  EXPECT_TRUE(Contains(badOutline.err, dir / "p.pfm"));
 }

@@ -10,6 +10,7 @@
 #include "qssse/raster/SSEMatrix.h"
 
 using namespace qssse::tool;
+using tooltest::ExpectPixels;
 using tooltest::RunTool;
 
 namespace {
@@ -48,31 +49,15 @@ TEST(MorphCommand, ChamferIsInPixelsByDefaultAndClearsTheDocumentedFrame) {
   HeightField dot{20, 20, std::vector<float>(400, 0.0f)};
   dot.At(9, 9) = 1.0f;
   const HeightField d = Morph(dir, dot, {"chamfer"});
-  EXPECT_EQ(d.At(9, 9), 0.0f);
-  EXPECT_EQ(d.At(10, 9), 1.0f);
-  EXPECT_EQ(d.At(9, 7), 2.0f);
-  EXPECT_EQ(d.At(8, 8), 4.0f / 3.0f);
-  EXPECT_EQ(d.At(7, 8), 7.0f / 3.0f);
+  ExpectPixels(d, {{9, 9, 0.0f}, {10, 9, 1.0f}, {9, 7, 2.0f}, {8, 8, 4.0f / 3.0f}, {7, 8, 7.0f / 3.0f}});
   // The frame of --help: 4 columns left, 5 right, 4 rows at the top, 4 + (20 mod 4) at the bottom.
-  EXPECT_EQ(d.At(4, 9), 5.0f);
-  EXPECT_EQ(d.At(3, 9), 0.0f);
-  EXPECT_EQ(d.At(14, 9), 5.0f);
-  EXPECT_EQ(d.At(15, 9), 0.0f);
-  EXPECT_EQ(d.At(9, 4), 5.0f);
-  EXPECT_EQ(d.At(9, 3), 0.0f);
-  EXPECT_EQ(d.At(9, 15), 6.0f);
-  EXPECT_EQ(d.At(9, 16), 0.0f);
-
-  const HeightField raw = Morph(dir, dot, {"chamfer", "--units", "chamfer"});
-  EXPECT_EQ(raw.At(10, 9), 3.0f);
-  EXPECT_EQ(raw.At(8, 8), 4.0f);
-  EXPECT_EQ(raw.At(7, 8), 7.0f);
+  ExpectPixels(d, {{4, 9, 5.0f}, {3, 9, 0.0f}, {14, 9, 5.0f}, {15, 9, 0.0f}, {9, 4, 5.0f}, {9, 3, 0.0f},
+                   {9, 15, 6.0f}, {9, 16, 0.0f}});
+  ExpectPixels(Morph(dir, dot, {"chamfer", "--units", "chamfer"}), {{10, 9, 3.0f}, {8, 8, 4.0f}, {7, 8, 7.0f}});
   // A height of 23 clears 4 + 3 rows at the bottom.
   HeightField tall{20, 23, std::vector<float>(460, 0.0f)};
   tall.At(9, 9) = 1.0f;
-  const HeightField t = Morph(dir, tall, {"chamfer"});
-  EXPECT_EQ(t.At(9, 15), 6.0f);
-  EXPECT_EQ(t.At(9, 16), 0.0f);
+  ExpectPixels(Morph(dir, tall, {"chamfer"}), {{9, 15, 6.0f}, {9, 16, 0.0f}});
 }
 
 TEST(MorphCommand, ErodeAndDilateAreTheMinimumAndMaximumOverTheDisc) {
@@ -106,12 +91,12 @@ TEST(MorphCommand, OptionsOfAnotherOperationAreRefused) {
   WriteHeightField(dir / "in.npy", FromRows(kField));
   const auto binary = RunTool(dir, {"morph", "chamfer", dir / "in.npy", dir / "out.pfm", "--binary", "1"});
   EXPECT_EQ(binary.status, 1);
-  EXPECT_NE(binary.err.find("--binary applies to erode and dilate"), std::string::npos) << binary.err;
+  EXPECT_TRUE(Contains(binary.err, "--binary applies to erode and dilate"));
   const auto units = RunTool(dir, {"morph", "erode", dir / "in.npy", dir / "out.pfm", "--units", "chamfer"});
   EXPECT_EQ(units.status, 1);
-  EXPECT_NE(units.err.find("--units applies to chamfer"), std::string::npos) << units.err;
+  EXPECT_TRUE(Contains(units.err, "--units applies to chamfer"));
   const auto help = RunTool(dir, {"morph", "--help"});
-  EXPECT_NE(help.out.find("the bottom 4 to 7 rows"), std::string::npos) << help.out;
+  EXPECT_TRUE(Contains(help.out, "the bottom 4 to 7 rows"));
 }
 
 TEST(MorphCommand, ThinningRepeatsUntilNoPixelChanges) {

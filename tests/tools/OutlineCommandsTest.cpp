@@ -18,15 +18,16 @@ OutlinePoints Square(float a, float b, float z) { return {{a, a, z}, {b, a, z}, 
 TEST(OutlineCommands, OffsetWritesTheGrownOrShrunkOutline) {
   tooltest::TempDir dir;
   WriteFileBytes(dir / "sq.txt", EncodeOutlineText(Square(0, 10, 1)));
-  const auto r = RunTool(dir, {"offset", dir / "sq.txt", dir / "out.txt", "--distance", "-2", "--join", "miter"});
+  const auto r =
+      RunTool(dir, {"offset", dir / "sq.txt", dir / "out.txt", "--distance", "-2", "--join", "miter"});
   ASSERT_EQ(r.status, 0) << r.err;
-  EXPECT_NE(r.out.find("4 points, area 100 -> 36 (shrunk by 2, miter joins)"), std::string::npos) << r.out;
+  EXPECT_TRUE(Contains(r.out, "4 points, area 100 -> 36 (shrunk by 2, miter joins)"));
   const OutlinePoints out = ReadOutline(dir / "out.txt");
   ASSERT_EQ(out.size(), 4u);
   EXPECT_EQ(out[0], (Vertex{2, 2, 1}));
   const auto svg = RunTool(dir, {"offset", dir / "sq.txt", dir / "out.svg", "-d", "1.5"});
   ASSERT_EQ(svg.status, 0) << svg.err;
-  EXPECT_NE(tooltest::ReadText(dir / "out.svg").find("<svg"), std::string::npos);
+  EXPECT_TRUE(Contains(tooltest::ReadText(dir / "out.svg"), "<svg"));
 }
 
 TEST(OutlineCommands, OffsetReportsAnOutlineThatVanishesOrABadOutput) {
@@ -34,11 +35,10 @@ TEST(OutlineCommands, OffsetReportsAnOutlineThatVanishesOrABadOutput) {
   WriteFileBytes(dir / "sq.txt", EncodeOutlineText(Square(0, 10, 0)));
   const auto gone = RunTool(dir, {"offset", dir / "sq.txt", dir / "out.txt", "-d", "-6"});
   EXPECT_EQ(gone.status, 1);
-  EXPECT_NE(gone.err.find("sq.txt: nothing remains of the outline shrunk by 6\n"), std::string::npos) << gone.err;
-  const auto bad = RunTool(dir, {"offset", dir / "sq.txt", dir / "out.png", "-d", "1"});
-  EXPECT_EQ(bad.status, 1);
-  const auto usage = RunTool(dir, {"offset", dir / "sq.txt", dir / "out.txt", "--join", "bevel", "-d", "1"});
-  EXPECT_EQ(usage.status, 2);
+  EXPECT_TRUE(Contains(gone.err, "sq.txt: nothing remains of the outline shrunk by 6\n"));
+  EXPECT_EQ(RunTool(dir, {"offset", dir / "sq.txt", dir / "out.png", "-d", "1"}).status, 1);
+  EXPECT_EQ(RunTool(dir, {"offset", dir / "sq.txt", dir / "out.txt", "--join", "bevel", "-d", "1"}).status,
+            2);
 }
 
 TEST(OutlineCommands, LoftWritesAClosedBandAsAMesh) {
@@ -47,7 +47,7 @@ TEST(OutlineCommands, LoftWritesAClosedBandAsAMesh) {
   WriteFileBytes(dir / "up.txt", EncodeOutlineText(Square(1, 9, 5)));
   const auto r = RunTool(dir, {"loft", dir / "lo.txt", dir / "up.txt", dir / "band.ply", "--points", "40"});
   ASSERT_EQ(r.status, 0) << r.err;
-  EXPECT_NE(r.out.find("80 triangles between outlines of 4 and 4 points"), std::string::npos) << r.out;
+  EXPECT_TRUE(Contains(r.out, "80 triangles between outlines of 4 and 4 points"));
   const MeshData m = ReadMesh(dir / "band.ply");
   EXPECT_EQ(m.triangles.size(), 80u);
   EXPECT_EQ(m.vertices.size(), 80u);  // 40 shared points on each outline
@@ -55,5 +55,5 @@ TEST(OutlineCommands, LoftWritesAClosedBandAsAMesh) {
   ASSERT_EQ(svg.status, 0) << svg.err;
   const auto bad = RunTool(dir, {"loft", dir / "lo.txt", dir / "missing.txt", dir / "band.stl"});
   EXPECT_EQ(bad.status, 1);
-  EXPECT_NE(bad.err.find("missing.txt"), std::string::npos);
+  EXPECT_TRUE(Contains(bad.err, "missing.txt"));
 }

@@ -11,7 +11,6 @@
 #include "cli/Formats.h"
 
 using namespace qssse::tool;
-using tooltest::CountLines;
 using tooltest::RunTool;
 
 namespace {
@@ -37,8 +36,8 @@ TEST(ScanCommand, ByDefaultAMeshedFieldComesBackAtItsSizeWithItsHeights) {
     if (side == std::string("--min")) args.push_back("--min");
     const auto r = RunTool(dir, args);
     ASSERT_EQ(r.status, 0) << r.err;
-    EXPECT_NE(r.out.find("9 x 7 pixels, 63 covered"), std::string::npos) << r.out;
-    EXPECT_NE(r.out.find("heights as in the mesh"), std::string::npos) << r.out;
+    EXPECT_TRUE(Contains(r.out, "9 x 7 pixels, 63 covered"));
+    EXPECT_TRUE(Contains(r.out, "heights as in the mesh"));
     const HeightField back = ReadHeightField(dir / "r.pfm");
     EXPECT_EQ(back.width, 9);
     EXPECT_EQ(back.height, 7);
@@ -56,7 +55,7 @@ TEST(ScanCommand, TheZBufferMarksOnlyUncoveredPixelsAsNoData) {
   const auto r = RunTool(dir, {"scan", dir / "half.ply", dir / "h.pfm", "--nodata-out", "nan"});
   ASSERT_EQ(r.status, 0);
   // Covered pixels at height 0 are counted as covered (they used to be taken for no value).
-  EXPECT_NE(r.out.find("5 x 5 pixels, 15 covered by the 1 triangles"), std::string::npos) << r.out;
+  EXPECT_TRUE(Contains(r.out, "5 x 5 pixels, 15 covered by the 1 triangles"));
   HeightFieldReadOptions keep;
   keep.noValue = std::numeric_limits<float>::quiet_NaN();
   const HeightField h = ReadHeightField(dir / "h.pfm", keep);
@@ -75,7 +74,7 @@ TEST(ScanCommand, FlatSquareFillsItsGridPointsAndARequestedSizeIsKept) {
   const auto r =
       RunTool(dir, {"scan", dir / "sq.ply", dir / "sq.npy", "--resolution", "0.5", "--z-offset", "5"});
   ASSERT_EQ(r.status, 0) << r.err;
-  EXPECT_NE(r.out.find("21 x 21 pixels, 441 covered by the 2 triangles"), std::string::npos) << r.out;
+  EXPECT_TRUE(Contains(r.out, "21 x 21 pixels, 441 covered by the 2 triangles"));
   const HeightField h = ReadHeightField(dir / "sq.npy");
   EXPECT_EQ(h.values, std::vector<float>(21 * 21, 7.0f));  // z 2 plus the offset, border included
 
@@ -154,7 +153,7 @@ TEST(ScanCommand, HelpNamesTheMethodsAndBadRequestsFailInOneLine) {
   const auto help = RunTool(dir, {"scan", "--help"});
   EXPECT_EQ(help.status, 0);
   for (const char* method : {"  zbuffer  ", "  stamp  ", "  stamp-refined  "}) {
-    EXPECT_NE(help.out.find(method), std::string::npos) << help.out;
+    EXPECT_TRUE(Contains(help.out, method));
   }
   MeshData m;
   m.vertices = {{0, 0, 0}, {100, 0, 0}, {0, 100, 1}};
@@ -169,10 +168,8 @@ TEST(ScanCommand, HelpNamesTheMethodsAndBadRequestsFailInOneLine) {
   };
   for (const auto& [args, expected] : cases) {
     const auto r = RunTool(dir, args);
-    EXPECT_EQ(r.status, 1) << expected;
-    EXPECT_EQ(CountLines(r.err), 1) << r.err;
-    EXPECT_EQ(r.err.rfind("qssse scan: ", 0), 0u) << r.err;
-    EXPECT_NE(r.err.find(expected), std::string::npos) << r.err;
+    EXPECT_TRUE(FailedInOneLine(r, 1, "qssse scan: ")) << expected;
+    EXPECT_TRUE(Contains(r.err, expected));
   }
   EXPECT_EQ(RunTool(dir, {"scan", dir / "t.stl", dir / "o.pfm", "--resolution", "-1"}).status, 2);
   EXPECT_EQ(RunTool(dir, {"scan", dir / "t.stl", dir / "o.pfm", "--method", "splat"}).status, 2);
@@ -215,11 +212,8 @@ TEST(ScanCommand, StampsPlanningMoreThanTheWorkBudgetFailInOneLine) {
     std::vector<std::string> args = {"scan", dir / "n.ply", dir / "o.pfm", "--method", "stamp"};
     if (*threads) args.push_back(threads);
     const auto r = RunTool(dir, args);
-    EXPECT_EQ(r.status, 1) << threads;
-    EXPECT_EQ(CountLines(r.err), 1) << r.err;
-    EXPECT_EQ(r.err.rfind("qssse scan: " + std::string(dir / "n.ply") + ": too much work: scan conversion needs", 0),
-              0u)
-        << r.err;
-    EXPECT_NE(r.err.find("(--method zbuffer converts it exactly)"), std::string::npos) << r.err;
+    EXPECT_TRUE(FailedInOneLine(r, 1, "qssse scan: " + dir / "n.ply" + ": too much work: scan conversion needs"))
+        << threads;
+    EXPECT_TRUE(Contains(r.err, "(--method zbuffer converts it exactly)"));
   }
 }

@@ -1,7 +1,9 @@
 #pragma once
+#include <initializer_list>
 #include <string>
 #include <vector>
 
+#include "cli/Formats.h"
 #include "io/IoTestSupport.h"
 
 // Helpers of the program tests: those of the I/O tests, and running the built program with its output
@@ -29,4 +31,35 @@ inline int CountLines(const std::string& s) {
   return n;
 }
 
+// A run that ended with `status` and said why in one line on stderr starting with `start`.
+inline ::testing::AssertionResult FailedInOneLine(const RunResult& r, int status, const std::string& start = "qssse") {
+  const bool ok = r.status == status && CountLines(r.err) == 1 && r.err.rfind(start, 0) == 0;
+  return (ok ? ::testing::AssertionSuccess() : ::testing::AssertionFailure())
+         << "status " << r.status << ", stderr: " << r.err;
+}
+
+struct Pixel {
+  int x, y;
+  float value;
+};
+
+// Expects each listed pixel of f to hold exactly its value.
+inline void ExpectPixels(const qssse::tool::HeightField& f, std::initializer_list<Pixel> pixels) {
+  for (const Pixel& p : pixels) EXPECT_EQ(f.At(p.x, p.y), p.value) << "pixel " << p.x << "," << p.y;
+}
+
+// The square [a, b] x [a, b] as a counter-clockwise ring of points `spacing` apart at height 0.
+inline qssse::tool::OutlinePoints Square(float a, float b, float spacing) {
+  qssse::tool::OutlinePoints ring;
+  const int n = static_cast<int>((b - a) / spacing + 0.5f);
+  for (int i = 0; i < n; ++i) ring.push_back({a + i * spacing, a, 0.0f});
+  for (int i = 0; i < n; ++i) ring.push_back({b, a + i * spacing, 0.0f});
+  for (int i = 0; i < n; ++i) ring.push_back({b - i * spacing, b, 0.0f});
+  for (int i = 0; i < n; ++i) ring.push_back({a, b - i * spacing, 0.0f});
+  return ring;
+}
+
 }  // namespace tooltest
+
+using iotest::Contains;
+using tooltest::FailedInOneLine;

@@ -59,15 +59,15 @@ TEST(TriangulateCommand, OutlineBecomesNMinusTwoTrianglesOnItsOwnPointsAndAPictu
   WriteFileBytes(dir / "star.txt", EncodeOutlineText(star));
   const auto r = RunTool(dir, {"triangulate", dir / "star.txt", "-o", dir / "star.ply"});
   ASSERT_EQ(r.status, 0) << r.err;
-  EXPECT_NE(r.out.find("198 triangles from the outline of 200 points"), std::string::npos) << r.out;
+  EXPECT_TRUE(Contains(r.out, "198 triangles from the outline of 200 points"));
   const MeshData m = ReadMesh(dir / "star.ply");
   ASSERT_EQ(m.triangles.size(), 198u);
   EXPECT_EQ(m.vertices.size(), 200u);
   for (const Vertex& v : m.vertices) EXPECT_NE(std::find(star.begin(), star.end(), v), star.end());
   EXPECT_NEAR(MeshArea2(m), RingArea2(star), 1e-6 * RingArea2(star));
   const std::string svg = tooltest::ReadText(dir / "star.svg");
-  EXPECT_NE(svg.find("<svg"), std::string::npos);
-  EXPECT_NE(svg.find("#e07b00"), std::string::npos);  // the diagonals
+  EXPECT_TRUE(Contains(svg, "<svg"));
+  EXPECT_TRUE(Contains(svg, "#e07b00"));  // the diagonals
 }
 
 TEST(TriangulateCommand, ClockwiseOutlinesAndRepeatedPointsAreTakenCareOf) {
@@ -79,8 +79,8 @@ TEST(TriangulateCommand, ClockwiseOutlinesAndRepeatedPointsAreTakenCareOf) {
   const auto r =
       RunTool(dir, {"triangulate", dir / "cw.txt", "-o", dir / "cw.stl", "--svg", dir / "pic.svg"});
   ASSERT_EQ(r.status, 0) << r.err;
-  EXPECT_NE(r.out.find("1 repeated points dropped"), std::string::npos) << r.out;
-  EXPECT_NE(r.out.find("ran clockwise"), std::string::npos) << r.out;
+  EXPECT_TRUE(Contains(r.out, "1 repeated points dropped"));
+  EXPECT_TRUE(Contains(r.out, "ran clockwise"));
   const MeshData m = ReadMesh(dir / "cw.stl");
   EXPECT_EQ(m.triangles.size(), 118u);
   EXPECT_GT(MeshArea2(WeldVertices(m)), 0.0);
@@ -94,8 +94,7 @@ TEST(TriangulateCommand, RefinementSplitsLongSidesAndInterpolatesHeightsWithinTh
   const auto r = RunTool(
       dir, {"triangulate", dir / "star.txt", "-o", dir / "fine.obj", "--refine", "4", "--passes", "10"});
   ASSERT_EQ(r.status, 0) << r.err;
-  EXPECT_NE(r.out.find("(ear clipping 198, refined with side length 4 in 10 passes)"), std::string::npos)
-      << r.out;
+  EXPECT_TRUE(Contains(r.out, "(ear clipping 198, refined with side length 4 in 10 passes)"));
   const MeshData m = ReadMesh(dir / "fine.obj");
   EXPECT_GT(m.triangles.size(), 1000u);
   EXPECT_NEAR(MeshArea2(m), RingArea2(star), 1e-4 * RingArea2(star));
@@ -111,22 +110,16 @@ TEST(TriangulateCommand, DegenerateOutlinesAndBadArgumentsFailWithOneLine) {
   tooltest::WriteText(dir / "bow.txt", "0 0 0\n4 4 0\n4 0 0\n0 4 0\n");
   for (const char* name : {"line", "bow"}) {
     const auto r = RunTool(dir, {"triangulate", dir / (std::string(name) + ".txt"), "-o", dir / "out.stl"});
-    EXPECT_EQ(r.status, 1) << name;
-    EXPECT_EQ(tooltest::CountLines(r.err), 1) << r.err;
-    EXPECT_NE(r.err.find("the ear clipping stopped after 0 of"), std::string::npos) << r.err;
+    EXPECT_TRUE(FailedInOneLine(r, 1)) << name;
+    EXPECT_TRUE(Contains(r.err, "the ear clipping stopped after 0 of"));
     EXPECT_FALSE(std::filesystem::exists(dir / "out.stl"));
   }
   WriteFileBytes(dir / "star.txt", EncodeOutlineText(Star(50)));
-  const auto badName = RunTool(dir, {"triangulate", dir / "star.txt", "-o", dir / "bad.xyz"});
-  EXPECT_EQ(badName.status, 1);
+  EXPECT_EQ(RunTool(dir, {"triangulate", dir / "star.txt", "-o", dir / "bad.xyz"}).status, 1);
   EXPECT_FALSE(std::filesystem::exists(dir / "bad.svg"));  // refused before any work
-  const auto passesAlone =
-      RunTool(dir, {"triangulate", dir / "star.txt", "-o", dir / "o.stl", "--passes", "3"});
-  EXPECT_EQ(passesAlone.status, 2);
-  const auto badLength =
-      RunTool(dir, {"triangulate", dir / "star.txt", "-o", dir / "o.stl", "--refine", "-1"});
-  EXPECT_EQ(badLength.status, 2);
+  EXPECT_EQ(RunTool(dir, {"triangulate", dir / "star.txt", "-o", dir / "o.stl", "--passes", "3"}).status, 2);
+  EXPECT_EQ(RunTool(dir, {"triangulate", dir / "star.txt", "-o", dir / "o.stl", "--refine", "-1"}).status, 2);
   const auto missing = RunTool(dir, {"triangulate", dir / "none.txt", "-o", dir / "o.stl"});
   EXPECT_EQ(missing.status, 1);
-  EXPECT_NE(missing.err.find("none.txt"), std::string::npos);
+  EXPECT_TRUE(Contains(missing.err, "none.txt"));
 }

@@ -12,7 +12,6 @@
 #include "cli/Formats.h"
 
 using namespace qssse::tool;
-using tooltest::CountLines;
 using tooltest::RunTool;
 
 namespace {
@@ -29,11 +28,9 @@ TEST(UserFiles, MeshMeshesTheWholeFieldByDefaultAndLeavesNoDataOut) {
   WriteHeightField(dir / "dem.npy", Dem());
   const auto r = RunTool(dir, {"mesh", dir / "dem.npy", dir / "dem.ply", "--nodata", "-9999"});
   ASSERT_EQ(r.status, 0) << r.err;
-  EXPECT_NE(r.out.find("dem.npy: 2 of 12 pixels carry no height"), std::string::npos) << r.out;
-  EXPECT_NE(r.out.find("left out of the mesh"), std::string::npos) << r.out;
-  EXPECT_NE(r.out.find("dem.ply: threshold -50.0012512 (auto: just below the lowest height -50)"),
-            std::string::npos)
-      << r.out;
+  EXPECT_TRUE(Contains(r.out, "dem.npy: 2 of 12 pixels carry no height"));
+  EXPECT_TRUE(Contains(r.out, "left out of the mesh"));
+  EXPECT_TRUE(Contains(r.out, "dem.ply: threshold -50.0012512 (auto: just below the lowest height -50)"));
   // Two full cells in each of the first two cell columns and one triangle in each cell of the third:
   // the no-data corners of the last column take no part.
   const MeshData m = ReadMesh(dir / "dem.ply");
@@ -52,7 +49,7 @@ TEST(UserFiles, MeshMeshesTheWholeFieldByDefaultAndLeavesNoDataOut) {
 
   const auto bad = RunTool(dir, {"mesh", dir / "dem.npy", dir / "x.ply", "--threshold", "low"});
   EXPECT_EQ(bad.status, 1);
-  EXPECT_NE(bad.err.find("--threshold must be a number or 'auto'"), std::string::npos) << bad.err;
+  EXPECT_TRUE(Contains(bad.err, "--threshold must be a number or 'auto'"));
 }
 
 TEST(UserFiles, ScanWritesNanWhereNoTriangleLiesWhenAsked) {
@@ -82,7 +79,7 @@ TEST(UserFiles, EveryCommandTellsFilesByTheirContents) {
   EXPECT_EQ(scan.status, 1);
   EXPECT_EQ(scan.err, "qssse scan: " + dir / "picture.stl" + ": this is a height field (PNG), not a mesh\n");
   const auto info = RunTool(dir, {"info", dir / "picture.stl"});
-  EXPECT_NE(info.out.find("picture.stl: PNG image 3 x 3"), std::string::npos) << info.out;
+  EXPECT_TRUE(Contains(info.out, "picture.stl: PNG image 3 x 3"));
   const auto morph = RunTool(dir, {"morph", "median", dir / "picture.stl", dir / "m.pfm"});
   EXPECT_EQ(morph.status, 0) << morph.err;
 
@@ -91,27 +88,20 @@ TEST(UserFiles, EveryCommandTellsFilesByTheirContents) {
                       "OFF\n# a unit square\n4 1 0\n0 0 1\n4 0 1\n4 4 1\n0 4 1\n4 0 1 2 3\n");
   const auto off = RunTool(dir, {"info", dir / "square.off"});
   ASSERT_EQ(off.status, 0) << off.err;
-  EXPECT_NE(off.out.find("square.off: OFF mesh, 2 triangles, 4 vertices (4 distinct)"), std::string::npos)
-      << off.out;
-  EXPECT_NE(off.out.find("1 polygon of more than three corners split into triangles"), std::string::npos);
+  EXPECT_TRUE(Contains(off.out, "square.off: OFF mesh, 2 triangles, 4 vertices (4 distinct)"));
+  EXPECT_TRUE(Contains(off.out, "1 polygon of more than three corners split into triangles"));
   const auto scanned = RunTool(dir, {"scan", dir / "square.off", dir / "square.pfm"});
   ASSERT_EQ(scanned.status, 0) << scanned.err;
-  EXPECT_NE(
-      scanned.out.find("square.off: 1 polygon of more than three corners split into 2 triangles in all"),
-      std::string::npos)
-      << scanned.out;
+  EXPECT_TRUE(Contains(scanned.out, "square.off: 1 polygon of more than three corners split into 2 triangles in all"));
   const auto asOutline = RunTool(dir, {"fill", dir / "square.off", dir / "mask.png"});
-  EXPECT_EQ(asOutline.status, 1);
-  EXPECT_EQ(CountLines(asOutline.err), 1);
-  EXPECT_NE(asOutline.err.find("this is OFF data, not an outline text file"), std::string::npos)
-      << asOutline.err;
+  EXPECT_TRUE(FailedInOneLine(asOutline, 1));
+  EXPECT_TRUE(Contains(asOutline.err, "this is OFF data, not an outline text file"));
 
   // A point cloud has no surface to scan.
   tooltest::WriteText(dir / "cloud.ply",
                       "ply\nformat ascii 1.0\nelement vertex 2\nproperty float x\n"
                       "property float y\nproperty float z\nend_header\n0 0 0\n1 1 1\n");
   const auto cloud = RunTool(dir, {"scan", dir / "cloud.ply", dir / "x.pfm"});
-  EXPECT_NE(cloud.err.find("a point cloud of 2 vertices without faces"), std::string::npos) << cloud.err;
-  EXPECT_NE(RunTool(dir, {"info", dir / "cloud.ply"}).out.find("PLY point cloud (no faces)"),
-            std::string::npos);
+  EXPECT_TRUE(Contains(cloud.err, "a point cloud of 2 vertices without faces"));
+  EXPECT_TRUE(Contains(RunTool(dir, {"info", dir / "cloud.ply"}).out, "PLY point cloud (no faces)"));
 }
