@@ -23,9 +23,9 @@ void ConvertFresh(const CHTriangulation& t, CSSEMatrix* m, float zOffset, const 
   if (!scan::StartSampledConversion(t, m, minP, maxP, keepMax, zOffset, density, "scan conversion", job)) return;
   const float sentinel = keepMax ? scan::kMaxSentinel : scan::kMinSentinel;
   if (keepMax) {
-    scan::Sweep<scan::CrossMax>(job, *m);
+    scan::SweepFresh<qssse::raster::KeepMax>(job, *m, sentinel);
   } else {
-    scan::Sweep<scan::CrossMin>(job, *m);
+    scan::SweepFresh<qssse::raster::KeepMin>(job, *m, sentinel);
   }
   m->ReplaceValueWithValue(sentinel, 0.0f, 1.0f);
 }

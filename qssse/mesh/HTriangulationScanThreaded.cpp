@@ -82,9 +82,9 @@ void FastConvert(const CHTriangulation& t, CSSEMatrix* m, float zOffset, const S
         part.x0 = job.offsetX = x0;
         part.y0 = job.offsetY = y0;
         if (keepMax) {
-          scan::Sweep<scan::CrossMax>(job, part.matrix);
+          scan::SweepFresh<qssse::raster::KeepMax>(job, part.matrix, sentinel);
         } else {
-          scan::Sweep<scan::CrossMin>(job, part.matrix);
+          scan::SweepFresh<qssse::raster::KeepMin>(job, part.matrix, sentinel);
         }
       },
       [&](int i) {

@@ -3,10 +3,12 @@
 #include <cstdint>
 #include <initializer_list>
 #include <type_traits>
+#include <utility>
 #include <vector>
 
 #include "qssse/mesh/HTriangulation.h"
 #include "qssse/mesh/StepSequence.h"
+#include "qssse/raster/AlignedBuffer.h"
 #include "qssse/raster/PixelLayout.h"
 #include "qssse/raster/SSEMatrix.h"
 #include "qssse/vector/SSEFns.h"
@@ -124,18 +126,26 @@ inline TrianglePlan PlanStep(const Job& job, int i, float step) {
   // NaN and steps of 1 or more: the first row, whose one sample is the only one.
   const double rows = step < 1.0f ? std::ceil(1.0 / step) : 1.0;
   plan.steps = rows * (rows + 1.0) * 0.5;
-  if (rows < 4.0 || !RowWalkable(job, i)) return plan;
+  // A row has at least three runs (below), so fewer than 48 samples per row never make the row walk
+  // worth it; most triangles of a mesh at its own scale stop here, before the quotients and RowWalkable.
+  if (rows < 4.0 || !(job.alwaysWalkRows || plan.steps > 48.0 * rows)) return plan;
   const SSEPoint& t = job.tVectors[i];
   // A row spans at most |T.x| / resX + |T.y| / resY pixel boundaries; each run costs a few searches.
   const double runs = 3.0 + std::fabs(t.x) / job.resX + std::fabs(t.y) / job.resY;
-  if (job.alwaysWalkRows || plan.steps > 16.0 * rows * runs) {
-    plan.way = Way::kRows;
-    plan.steps = rows * runs;
-  }
+  if (!(job.alwaysWalkRows || plan.steps > 16.0 * rows * runs) || !RowWalkable(job, i)) return plan;
+  plan.way = Way::kRows;
+  plan.steps = rows * runs;
   return plan;
 }
 // Steps of a third and more make fewer than four rows: always sampled one by one.
 inline constexpr float kFewRowsStep = 1.0f / 3.0f;
+// Steps of 1/90 and more make at most 91 rows, short of the 96 from which a row has 48 samples on
+// average: only the row walk forced for comparison takes such triangles.
+inline constexpr float kShortRowsStep = 1.0f / 90.0f;
+// Whether PlanStep may choose the row walk for a triangle of this step (false means it will not).
+inline bool MayWalkRows(const Job& job, float step) {
+  return job.alwaysWalkRows ? step < kFewRowsStep : step < kShortRowsStep;
+}
 
 inline TrianglePlan PlanTriangle(const Job& job, int i) {
   if (!TakesTriangle(job, i)) return TrianglePlan{};
@@ -509,35 +519,42 @@ void WalkRows(const Job& job, int tri, float step, Held& held) {
   }
 }
 
-// The triangles of job stamped through held.
-template <class Stamp, class Held>
-void SweepWith(const Job& job, Held& held) {
+// The sample-by-sample loop of job's triangle i: emit(px, py, height) for every sample inside the frame
+// (1 <= px < width - 1, likewise py), in loop order.
+template <class Emit>
+void SampleTriangle(const Job& job, int i, float step, Emit&& emit) {
   using namespace simd;
   const f4 res = lanes(job.resX, job.resY, 1.0f, 1.0f);
   const f4 half = splat(0.5f);
   const unsigned xSpan = static_cast<unsigned>(job.width - 2), ySpan = static_cast<unsigned>(job.height - 2);
+  const SSEPoint& p0 = job.corners[3 * i];
+  const f4 s = job.sVectors[i].m, t = job.tVectors[i].m;
+  for (float a = 0.0f; a < 1.0f; a += step) {
+    const f4 pa = add(p0.m, mul(splat(a), s));
+    const float bEnd = 1.0f - a;
+    for (float b = 0.0f; b < bEnd; b += step) {
+      const f4 q = sub(add(pa, mul(splat(b), t)), job.origin);
+      int px, py;
+      truncLanes01(add(div(q, res), half), px, py);
+      // One unsigned compare per axis: 1 <= px < width - 1 (INT_MIN, from NaN, fails it too).
+      if (static_cast<unsigned>(px) - 1u >= xSpan || static_cast<unsigned>(py) - 1u >= ySpan) continue;
+      emit(px, py, lane<2>(q) + job.zOffset);
+    }
+  }
+}
+
+// The triangles of job stamped through held.
+template <class Stamp, class Held>
+void SweepWith(const Job& job, Held& held) {
   for (int i = job.first; i <= job.last; ++i) {
     if (!TakesTriangle(job, i)) continue;
     const float step = TriangleStep(job, i);
     if (step < kMinStep) continue;
-    if (step < kFewRowsStep && PlanStep(job, i, step).way == Way::kRows) {
+    if (MayWalkRows(job, step) && PlanStep(job, i, step).way == Way::kRows) {
       WalkRows<Stamp>(job, i, step, held);
       continue;
     }
-    const SSEPoint& p0 = job.corners[3 * i];
-    const f4 s = job.sVectors[i].m, t = job.tVectors[i].m;
-    for (float a = 0.0f; a < 1.0f; a += step) {
-      const f4 pa = add(p0.m, mul(splat(a), s));
-      const float bEnd = 1.0f - a;
-      for (float b = 0.0f; b < bEnd; b += step) {
-        const f4 q = sub(add(pa, mul(splat(b), t)), job.origin);
-        int px, py;
-        truncLanes01(add(div(q, res), half), px, py);
-        // One unsigned compare per axis: 1 <= px < width - 1 (INT_MIN, from NaN, fails it too).
-        if (static_cast<unsigned>(px) - 1u >= xSpan || static_cast<unsigned>(py) - 1u >= ySpan) continue;
-        held.Add(px, py, lane<2>(q) + job.zOffset);
-      }
-    }
+    SampleTriangle(job, i, step, [&held](int x, int y, float v) { held.Add(x, y, v); });
   }
 }
 
@@ -554,6 +571,93 @@ void Sweep(const Job& job, CSSEMatrix& m) {
     HeldStamps<Stamp> held(rows, job.offsetX, job.offsetY);
     SweepWith<Stamp>(job, held);
   }
+}
+
+// ---- fresh conversions: one stamp per sample, the crosses spread afterwards ----------------------------
+
+// Centre stamps of a fresh conversion: every sample kept on its own pixel only, NaN heights noted.
+template <class KeepRule>
+class CentreStamps {
+ public:
+  using Rule = KeepRule;
+  CentreStamps(__m128** rows, int offsetX, int offsetY) : rows_(rows), offsetX_(offsetX), offsetY_(offsetY) {}
+  void Add(int x, int y, float v) {
+    nan_ |= v != v;
+    raster::KeepAt<Rule>(rows_, x - offsetX_, y - offsetY_, v);
+  }
+  bool SawNaN() const { return nan_; }
+
+ private:
+  __m128** rows_;
+  int offsetX_, offsetY_;
+  bool nan_ = false;
+};
+
+// Every real pixel of m becomes the Rule-best of itself and its four neighbours as they stood (pixels
+// outside the raster count as `outside`); padding lanes keep their values. Without NaN and -0 the best
+// of five is the same value whatever the order, so this is the cross stamp applied to every pixel at once.
+template <class Rule>
+void SpreadCrosses(CSSEMatrix& m, float outside) {
+  using namespace simd;
+  __m128** rows = m.GetMatrixDataDirectly();
+  const int w = m.GetSizeX(), h = m.GetSizeY(), groups = m.GetSSESizeY();
+  if (rows == nullptr || w < 1 || h < 1) return;
+  const f4 o = splat(outside);
+  // The SIMD row above and the current one as they stood before this pass wrote them.
+  AlignedBuffer<float> above(4 * static_cast<std::size_t>(w)), current(4 * static_cast<std::size_t>(w));
+  __m128* up = reinterpret_cast<__m128*>(above.get());
+  __m128* cur = reinterpret_cast<__m128*>(current.get());
+  for (int x = 0; x < w; ++x) up[x] = o;
+  const int realGroups = (h + 3) >> 2;
+  for (int g = 0; g < realGroups; ++g) {
+    __m128* row = rows[g];
+    const __m128* below = g + 1 < groups ? rows[g + 1] : nullptr;
+    for (int x = 0; x < w; ++x) cur[x] = row[x];
+    const f4 keepMask = firstLanes(h - 4 * g);  // the real lanes of this SIMD row
+    const auto at = [&](int x) {
+      const f4 c = cur[x];
+      const f4 left = x > 0 ? cur[x - 1] : o, right = x + 1 < w ? cur[x + 1] : o;
+      const f4 upper = shiftLanesUp(c, up[x]), lower = shiftLanesDown(c, below != nullptr ? below[x] : o);
+      return Rule::Keep(Rule::Keep(Rule::Keep(Rule::Keep(c, left), right), upper), lower);
+    };
+    if (4 * g + 4 <= h) {
+      row[0] = at(0);
+      for (int x = 1; x + 1 < w; ++x) {
+        const f4 c = cur[x];
+        row[x] = Rule::Keep(Rule::Keep(Rule::Keep(Rule::Keep(c, cur[x - 1]), cur[x + 1]), shiftLanesUp(c, up[x])),
+                            shiftLanesDown(c, below != nullptr ? below[x] : o));
+      }
+      if (w > 1) row[w - 1] = at(w - 1);
+    } else {
+      for (int x = 0; x < w; ++x) row[x] = select(keepMask, at(x), cur[x]);
+    }
+    std::swap(up, cur);
+  }
+}
+
+// The conversion of job into m, which holds `sentinel` in every element and covers the pixels job's
+// crosses reach: the samples kept on their centres, then the crosses spread over the whole raster (one
+// pass, within the allowance's share per pixel). When the stamps commute (see StampsCommute) that
+// leaves on every pixel the best of the sentinel and every cross reaching it, as the cross stamps in
+// loop order do, at a fifth of the stamps. A NaN height makes the order matter: then m is filled again
+// and swept in order.
+// (Folding a pixel's consecutive samples in registers before the keep, with branches or with masks,
+// measured slower than keeping every sample: the keep is a load, a max and a store the processor
+// overlaps, the fold adds work to every sample.)
+template <class Rule>
+void SweepFresh(const Job& job, CSSEMatrix& m, float sentinel) {
+  __m128** rows = m.GetMatrixDataDirectly();
+  if (rows == nullptr || job.width < 3 || job.height < 3) return;  // no pixel inside the frame
+  if (StampsCommute(job)) {
+    CentreStamps<Rule> centres(rows, job.offsetX, job.offsetY);
+    SweepWith<PixelOnly<Rule>>(job, centres);
+    if (!centres.SawNaN()) {
+      SpreadCrosses<Rule>(m, sentinel);
+      return;
+    }
+    m.Fill(sentinel);
+  }
+  Sweep<Cross<Rule>>(job, m);
 }
 
 }  // namespace qssse::scan
