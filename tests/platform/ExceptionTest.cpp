@@ -2,6 +2,8 @@
 
 #include <string>
 
+#include "platform/TempFile.h"
+
 #include "qssse/platform/ArchiveException.h"
 #include "qssse/platform/CoreException.h"
 #include "qssse/platform/InvalidArgumentException.h"
@@ -33,19 +35,12 @@ TEST(ArchiveException, MessageNamesTheCauseAndTheFile) {
 }
 
 TEST(Exceptions, OutOfMemoryMessagesAndCommonBase) {
-  try {
-    AfxThrowMemoryException();
-  } catch (const CException& e) {
-    EXPECT_STREQ(e.what(), "out of memory");
-  }
+  EXPECT_EQ(WhatThrown<CException>([] { AfxThrowMemoryException(); }), "out of memory");
   EXPECT_THROW(throw CbExceptionOutOfMemory(), CbException);
   EXPECT_STREQ(CbExceptionOutOfMemory().what(), "out of memory");
   EXPECT_STREQ(CbException("stream: read past the end").what(), "stream: read past the end");
-  try {
-    AfxThrowInvalidArgumentException("CSSEMatrix: size -1 x 4");
-  } catch (const CException& e) {
-    EXPECT_STREQ(e.what(), "CSSEMatrix: size -1 x 4");
-  }
+  EXPECT_EQ(WhatThrown<CException>([] { AfxThrowInvalidArgumentException("CSSEMatrix: size -1 x 4"); }),
+            "CSSEMatrix: size -1 x 4");
 }
 
 }  // namespace

@@ -17,7 +17,7 @@ std::string readText(CFile& file, unsigned count) {
   return text;
 }
 
-TEST(File, OpeningAMissingFileForReadingReturnsFalse) {
+TEST(File, OpeningAMissingFileForReadingReturnsFalseAndCreateTruncatesUnlessNoTruncateIsGiven) {
   TempFile missing;
   CFile file;
   EXPECT_FALSE(file.Open(missing.path(), CFile::modeRead));
@@ -25,11 +25,7 @@ TEST(File, OpeningAMissingFileForReadingReturnsFalse) {
   EXPECT_TRUE(file.GetFilePath().IsEmpty());
   EXPECT_FALSE(file.Open(missing.path(), CFile::modeReadWrite));
   EXPECT_FALSE(file.Open(missing.path(), CFile::modeCreate | CFile::modeWrite | CFile::modeReadWrite));
-}
-
-TEST(File, CreateTruncatesUnlessNoTruncateIsGiven) {
-  TempFile temp;
-  CFile file;
+  const TempFile& temp = missing;
   ASSERT_TRUE(file.Open(temp.path(), CFile::modeCreate | CFile::modeNoTruncate | CFile::modeWrite));
   file.Write("hello", 5);
   ASSERT_TRUE(file.Open(temp.path(), CFile::modeCreate | CFile::modeNoTruncate | CFile::modeReadWrite));
@@ -45,13 +41,8 @@ TEST(File, WrongDirectionThrowsGenericNamingThePath) {
   temp.Write("abc");
   CFile reader;
   ASSERT_TRUE(reader.Open(temp.path(), CFile::modeRead));
-  try {
-    reader.Write("x", 1);
-    FAIL() << "no exception";
-  } catch (const CArchiveException& e) {
-    EXPECT_EQ(e.m_cause, CArchiveException::generic);
-    EXPECT_EQ(e.m_strFileName, temp.path());
-  }
+  EXPECT_EQ(WhatThrown<CArchiveException>([&] { reader.Write("x", 1); }),
+            "archive: input/output error '" + temp.path().str() + "'");
   CFile writer;
   ASSERT_TRUE(writer.Open(temp.path(), CFile::modeWrite));
   char byte = 0;
@@ -92,7 +83,7 @@ TEST(File, ReadsAfterWritesOnOneHandleSeeTheNewBytes) {
   EXPECT_EQ(readText(file, 10), "abXYeZ");
 }
 
-TEST(MemFile, WritingAtThePositionOverwritesAndGrows) {
+TEST(MemFile, WritingAtThePositionOverwritesAndGrowsFillingAGapWithZeros) {
   CMemFile file({1, 2, 3, 4});
   EXPECT_EQ(file.GetPosition(), 0u);
   file.Seek(2, CFile::begin);
@@ -101,16 +92,12 @@ TEST(MemFile, WritingAtThePositionOverwritesAndGrows) {
   EXPECT_EQ(file.GetBytes(), (std::vector<unsigned char>{1, 2, 9, 9, 9}));
   EXPECT_EQ(file.GetPosition(), 5u);
   EXPECT_EQ(file.GetLength(), 5u);
-}
-
-TEST(MemFile, WritingPastTheEndFillsTheGapWithZeros) {
-  CMemFile file;
-  EXPECT_EQ(file.Seek(3, CFile::end), 3u);
+  EXPECT_EQ(file.Seek(3, CFile::end), 8u);
   unsigned char byte = 0;
   EXPECT_EQ(file.Read(&byte, 1), 0u);
   file.Write("\x07", 1);
-  EXPECT_EQ(file.GetBytes(), (std::vector<unsigned char>{0, 0, 0, 7}));
-  EXPECT_THROW(file.Seek(-5, CFile::end), CArchiveException);
+  EXPECT_EQ(file.GetBytes(), (std::vector<unsigned char>{1, 2, 9, 9, 9, 0, 0, 0, 7}));
+  EXPECT_THROW(file.Seek(-10, CFile::end), CArchiveException);
   EXPECT_THROW(file.Seek(0, 7), CArchiveException);
 }
 

@@ -66,21 +66,16 @@ TEST(BinaryStream, ReadsBackWhatWasWrittenAndCountsTheRest) {
   EXPECT_EQ(in.GetPosition(), 20u);
 }
 
-TEST(BinaryStream, AnyNonZeroBoolByteReadsTrue) {
-  const unsigned char bytes[] = {0x02, 0x80};
-  CbStreamReadBinaryMemory in(bytes, sizeof bytes);
+TEST(BinaryStream, AnyNonZeroBoolByteReadsTrueAndReadingPastTheEndThrowsAndConsumesTheRest) {
+  CbStreamReadBinaryMemory in(Bytes{0x02, 0x80, 3});
   EXPECT_TRUE(in.ReadBool());
   EXPECT_TRUE(in.ReadBool());
-}
-
-TEST(BinaryStream, ReadingPastTheEndThrowsAndConsumesTheRest) {
-  CbStreamReadBinaryMemory in(Bytes{1, 2, 3});
   EXPECT_THROW(in.ReadInt32(), CbException);
   EXPECT_EQ(in.BytesRemaining(), 0u);
   EXPECT_THROW(CbStreamReadBinaryMemory(nullptr, 4), CInvalidArgumentException);
 }
 
-TEST(VersionRecord, AcceptsOneToTheHighestAndRejectsAfterReadingTheRecord) {
+TEST(VersionRecord, AcceptsOneToTheHighestAndRejectsWrongOrCutRecordsWithoutThrowing) {
   CbStreamReadBinaryMemory one(versionRecord(CbStreamWrite::VersionTag, 1));
   EXPECT_EQ(one.ReadAndCompareVersion(2), 1);
   for (std::int32_t stored : {0, -1, 3, std::numeric_limits<std::int32_t>::max()}) {
@@ -91,9 +86,7 @@ TEST(VersionRecord, AcceptsOneToTheHighestAndRejectsAfterReadingTheRecord) {
   CbStreamReadBinaryMemory wrongTag(versionRecord(1, 1));
   EXPECT_EQ(wrongTag.ReadAndCompareVersion(5), 0);
   EXPECT_EQ(wrongTag.GetPosition(), 4u);
-}
-
-TEST(VersionRecord, ACutRecordIsRejectedWithoutThrowing) {
+  // A cut record is rejected without throwing.
   const Bytes record = versionRecord(CbStreamWrite::VersionTag, 1);
   for (std::size_t length = 0; length < record.size(); ++length) {
     CbStreamReadBinaryMemory in(record.data(), length);
@@ -123,7 +116,7 @@ TEST(BinaryStream, EveryTruncationOfARecordEndsInACleanException) {
   }
 }
 
-TEST(BinaryFileStream, RoundTripsThroughADiskFile) {
+TEST(BinaryFileStream, RoundTripsThroughADiskFileAndNamesThePathInErrors) {
   TempFile temp;
   CbStreamWriteBinaryFile out(temp.path());
   writeSample(out);
@@ -136,24 +129,12 @@ TEST(BinaryFileStream, RoundTripsThroughADiskFile) {
   EXPECT_EQ(in.BytesRemaining(), 20u);
   readSample(in);
   EXPECT_EQ(in.BytesRemaining(), 0u);
-  try {
-    in.ReadBool();
-    FAIL() << "no exception";
-  } catch (const CbException& e) {
-    EXPECT_NE(std::string(e.what()).find(temp.path().str()), std::string::npos) << e.what();
-  }
-}
-
-TEST(BinaryFileStream, UnopenablePathsThrowNamingThePath) {
-  TempFile missing;
-  const CString inMissingDirectory = missing.path() + "/x.bin";
-  try {
-    CbStreamWriteBinaryFile out(inMissingDirectory);
-    FAIL() << "no exception";
-  } catch (const CbException& e) {
-    EXPECT_EQ(std::string(e.what()), "stream: cannot open '" + inMissingDirectory.str() + "' for writing");
-  }
-  EXPECT_THROW(CbStreamReadBinaryFile in(missing.path()), CbException);
+  EXPECT_NE(WhatThrown<CbException>([&] { in.ReadBool(); }).find(temp.path().str()), std::string::npos);
+  // Paths that cannot be opened are named.
+  const CString inMissingDirectory = temp.path() + "/x.bin";
+  EXPECT_EQ(WhatThrown<CbException>([&] { CbStreamWriteBinaryFile bad(inMissingDirectory); }),
+            "stream: cannot open '" + inMissingDirectory.str() + "' for writing");
+  EXPECT_THROW(CbStreamReadBinaryFile bad(inMissingDirectory), CbException);
 }
 
 }  // namespace

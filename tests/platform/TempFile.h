@@ -3,6 +3,7 @@
 #include <fstream>
 #include <random>
 #include <string>
+#include <utility>
 
 #include "qssse/platform/String.h"
 
@@ -29,3 +30,14 @@ class TempFile {
  private:
   std::filesystem::path m_path;
 };
+
+// The what() of the E that action throws, or "nothing thrown".
+template <class E, class Action>
+std::string WhatThrown(Action&& action) {
+  try {
+    std::forward<Action>(action)();
+  } catch (const E& e) {
+    return e.what();
+  }
+  return "nothing thrown";
+}

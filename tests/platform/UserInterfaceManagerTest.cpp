@@ -14,11 +14,8 @@ struct DefaultHandlerOnExit {
   ~DefaultHandlerOnExit() { QsCUserInterfaceManager::SetMessageHandler(nullptr); }
 };
 
-TEST(UserInterfaceManager, DefaultIsSilentAndAnswersZero) {
+TEST(UserInterfaceManager, DefaultIsSilentAndAHandlerReceivesMessagesUntilTheDefaultIsRestored) {
   EXPECT_EQ(QsCUserInterfaceManager::ShowMessageBox(L"OctreeCreated", 0, 0), 0);
-}
-
-TEST(UserInterfaceManager, HandlerReceivesMessagesUntilTheDefaultIsRestored) {
   DefaultHandlerOnExit restore;
   std::vector<std::wstring> texts;
   int lastType = -1;
