@@ -73,15 +73,22 @@ inline ::testing::AssertionResult Contains(const std::string& text, const std::s
   return r << "'" << part << "' in: " << text;
 }
 
+// The message (or with problemOnly, the problem without the file) of the CIoException that action
+// throws, or "accepted".
+template <class Action>
+inline std::string WhatThrown(Action action, bool problemOnly = false) {
+  try {
+    action();
+  } catch (const CIoException& e) {
+    return problemOnly ? e.GetProblem() : std::string(e.what());
+  }
+  return "accepted";
+}
+
 // The message of the CIoException that parse(bytes, "f.m") throws on text, or "accepted".
 template <class Parse>
 inline std::string Message(Parse parse, const std::string& text) {
-  try {
-    parse(Bytes(text), std::string("f.m"));
-  } catch (const CIoException& e) {
-    return e.what();
-  }
-  return "accepted";
+  return WhatThrown([&] { parse(Bytes(text), std::string("f.m")); });
 }
 
 // Cuts the file at every length from 0 to size-1 and expects each prefix to fail with a CIoException

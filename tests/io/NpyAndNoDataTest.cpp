@@ -155,12 +155,8 @@ TEST(NoData, AnInfiniteNoDataValueMarksInfinitiesAndOtherInfinitiesAreRefused) {
   o.noData = -inf;
   EXPECT_EQ(ParseHeightField(pfm, FileKind::Pfm, "f.pfm", o).values, (std::vector<float>{0, 3}));
   o.noData = inf;
-  try {
-    ParseHeightField(pfm, FileKind::Pfm, "f.pfm", o);
-    FAIL();
-  } catch (const CIoException& e) {
-    EXPECT_STREQ(e.what(), "f.pfm: pixel (0, 0) is -infinity: heights must be finite or marked as no data");
-  }
+  EXPECT_EQ(iotest::WhatThrown([&] { ParseHeightField(pfm, FileKind::Pfm, "f.pfm", o); }),
+            "f.pfm: pixel (0, 0) is -infinity: heights must be finite or marked as no data");
 }
 
 TEST(NoData, TransparentPngPixelsCarryNoHeightAndNanIsWrittenAsTransparent) {
