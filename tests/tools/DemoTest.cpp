@@ -39,6 +39,29 @@ std::pair<int, int> PngSize(const std::string& path) {
   return {w, h};
 }
 
+// One demo run of kSize pixels a side, shared by the tests of its outputs.
+constexpr int kSize = 80;
+
+class Demo : public ::testing::Test {
+ protected:
+  static void SetUpTestSuite() {
+    dir_ = new tooltest::TempDir;
+    run_ = new tooltest::RunResult(tooltest::RunTool(*dir_, {"demo", "--out", *dir_ / "out", "--size", std::to_string(kSize)}));
+  }
+  static void TearDownTestSuite() {
+    delete run_;
+    delete dir_;
+  }
+  void SetUp() override {
+    ASSERT_EQ(run_->status, 0) << run_->err;
+    json = tooltest::ReadText(Out("summary.json"));
+  }
+  static std::string Out(const std::string& name) { return *dir_ / ("out/" + name); }
+  static inline tooltest::TempDir* dir_ = nullptr;
+  static inline tooltest::RunResult* run_ = nullptr;
+  std::string json;
+};
+
 }  // namespace
 
 TEST(SyntheticCrown, HeightsAreZeroOutsideTheMarginAndRiseFromTheMarginToTheCusps) {
@@ -81,55 +104,47 @@ TEST(SyntheticCrown, MarginRingLiesOnTheMarginRadiusAtTheMarginHeight) {
   EXPECT_EQ(MakeSyntheticCrown(64).heights.values, c.heights.values);  // deterministic
 }
 
-TEST(Demo, WritesItsPicturesAndASummaryThatAgreeWithTheFiles) {
-  tooltest::TempDir dir;
-  const auto r = tooltest::RunTool(dir, {"demo", "--out", dir / "out", "--size", "80"});
-  ASSERT_EQ(r.status, 0) << r.err;
-  EXPECT_TRUE(Contains(r.out, "synthetic crown"));
-  EXPECT_TRUE(Contains(r.out, "chamfer distance"));
-  EXPECT_TRUE(r.err.empty()) << r.err;  // no progress output when stderr is not a terminal
-
-  const HeightField crown = ReadHeightField(dir / "out/crown.pfm");
-  EXPECT_EQ(crown.values, MakeSyntheticCrown(80).heights.values);
-  EXPECT_EQ(ReadOutline(dir / "out/margin.txt"), MakeSyntheticCrown(80).margin);
-  const std::string json = tooltest::ReadText(dir / "out/summary.json");
-  for (const char* picture : {"relief.png", "mask.png", "skeleton.png"}) {
-    EXPECT_EQ(PngSize(dir / ("out/" + std::string(picture))), std::make_pair(80, 80)) << picture;
+TEST_F(Demo, WritesItsPicturesAndASummaryThatAgreeWithTheFiles) {
+  EXPECT_TRUE(Contains(run_->out, "synthetic crown"));
+  EXPECT_TRUE(Contains(run_->out, "chamfer distance"));
+  EXPECT_TRUE(Contains(run_->out, "restoration octree"));
+  EXPECT_TRUE(run_->err.empty()) << run_->err;  // no progress output when stderr is not a terminal
+  const SyntheticCrown crown = MakeSyntheticCrown(kSize);
+  EXPECT_EQ(ReadHeightField(Out("crown.pfm")).values, crown.heights.values);
+  EXPECT_EQ(ReadOutline(Out("margin.txt")), crown.margin);
+  for (const char* picture : {"relief.png", "mask.png", "skeleton.png", "scan-relief.png"})
+    EXPECT_EQ(PngSize(Out(picture)), std::make_pair(kSize, kSize)) << picture;
+  // The distance map and the difference with a colour bar beside them.
+  for (const char* picture : {"distance.png", "difference.png"}) {
+    EXPECT_GT(PngSize(Out(picture)).first, kSize + 40) << picture;
+    EXPECT_EQ(PngSize(Out(picture)).second, kSize) << picture;
   }
-  // The distance map with its colour bar beside it.
-  const auto [width, height] = PngSize(dir / "out/distance.png");
-  EXPECT_GT(width, 80 + 40);
-  EXPECT_EQ(height, 80);
   // The run's memory before it starts, and its whole time at the end, file work included.
-  EXPECT_TRUE(Contains(r.out, "(needs about " + std::to_string(DemoMemoryBytes(80) >> 20) + " MiB of memory)"));
+  EXPECT_TRUE(Contains(run_->out, "(needs about " + std::to_string(DemoMemoryBytes(kSize) >> 20) + " MiB of memory)"));
   double steps = 0.0;
   for (std::size_t at = json.find("\"ms\": "); at != std::string::npos; at = json.find("\"ms\": ", at + 1))
     steps += std::stod(json.substr(at + 6));
   EXPECT_GE(JsonNumber(json, "totalMs"), steps);
-  EXPECT_TRUE(Contains(r.out, "  total "));
-  EXPECT_EQ(json.rfind("{\n  \"size\": 80,", 0), 0u) << json;
+  EXPECT_TRUE(Contains(run_->out, "  total "));
+  EXPECT_EQ(json.rfind("{\n  \"size\": " + std::to_string(kSize) + ",", 0), 0u) << json;
   // The mask holds the pixels inside the margin by the library's fill rule.
   CSSE3dPolygon margin;
-  ToPolygon(MakeSyntheticCrown(80).margin, margin);
+  ToPolygon(crown.margin, margin);
   std::size_t maskPixels = 0;
-  for (int y = 0; y < 80; ++y) {
-    for (int x = 0; x < 80; ++x)
+  for (int y = 0; y < kSize; ++y) {
+    for (int x = 0; x < kSize; ++x)
       maskPixels += margin.PointInLineInnerArea(static_cast<float>(x), static_cast<float>(y), 1);
   }
   EXPECT_TRUE(Contains(json, "\"maskPixels\": " + std::to_string(maskPixels)));
   EXPECT_TRUE(Contains(json, "\"outlines.svg\""));
-  EXPECT_TRUE(Contains(tooltest::ReadText(dir / "out/outlines.svg"), "<polygon"));
+  EXPECT_TRUE(Contains(tooltest::ReadText(Out("outlines.svg")), "<polygon"));
+  EXPECT_TRUE(Contains(tooltest::ReadText(Out("footprint.svg")), "<polygon"));
 }
 
-TEST(Demo, MeshFilesHoldTheClippedCrownInMillimetresWithItsMarginAtZero) {
-  tooltest::TempDir dir;
-  const int size = 64;
-  const auto r = tooltest::RunTool(dir, {"demo", "--out", dir / "out", "--size", std::to_string(size)});
-  ASSERT_EQ(r.status, 0) << r.err;
-  const std::string json = tooltest::ReadText(dir / "out/summary.json");
+TEST_F(Demo, MeshFilesHoldTheClippedCrownInMillimetresWithItsMarginAtZero) {
   const double triangles = JsonNumber(json, "meshTriangles") - JsonNumber(json, "removedTriangles");
-  const MeshData stl = ReadMesh(dir / "out/crown.stl");
-  const MeshData ply = ReadMesh(dir / "out/crown.ply");
+  const MeshData stl = ReadMesh(Out("crown.stl"));
+  const MeshData ply = ReadMesh(Out("crown.ply"));
   EXPECT_EQ(static_cast<double>(stl.triangles.size()), triangles);
   EXPECT_EQ(WeldVertices(stl).vertices, ply.vertices);
   EXPECT_EQ(static_cast<double>(ply.vertices.size()), JsonNumber(json, "meshVertices"));
@@ -155,40 +170,35 @@ TEST(Demo, MeshFilesHoldTheClippedCrownInMillimetresWithItsMarginAtZero) {
   EXPECT_NEAR(JsonNumber(json, "borderLength"), openLength, 1e-4 * openLength);
   EXPECT_EQ(JsonNumber(json, "borderSidesLeftOver"), 0.0);
 
-  const SyntheticCrown crown = MakeSyntheticCrown(size);
+  const SyntheticCrown crown = MakeSyntheticCrown(kSize);
   float top = 0.0f;
   for (const Vertex& v : ply.vertices) {
     // Every corner lies inside the margin (in pixels about the centre) and at or above it.
     const double px = v.x / crown.pixelSize, py = v.y / crown.pixelSize;
-    EXPECT_LT(std::hypot(px, py), CrownMarginRadius(size, std::atan2(py, px)) + 1e-3);
+    EXPECT_LT(std::hypot(px, py), CrownMarginRadius(kSize, std::atan2(py, px)) + 1e-3);
     EXPECT_GE(v.z, 0.0f);
     top = std::max(top, v.z);
   }
   float highest = 0.0f;
   for (float h : crown.heights.values) highest = std::max(highest, h);
   EXPECT_NEAR(top, highest - crown.marginHeight, 1e-5);
+  EXPECT_EQ(static_cast<float>(JsonNumber(json, "crownTop")), top);  // written with 9 digits: the float exactly
 }
 
-TEST(Demo, RoundTripGivesTheCrownBackWithinTheDocumentedBoundsInTheInterior) {
-  tooltest::TempDir dir;
-  const int size = 96;
-  const auto r = tooltest::RunTool(dir, {"demo", "--out", dir / "out", "--size", std::to_string(size)});
-  ASSERT_EQ(r.status, 0) << r.err;
-  const std::string json = tooltest::ReadText(dir / "out/summary.json");
+TEST_F(Demo, RoundTripGivesTheCrownBackWithinTheDocumentedBoundsInTheInterior) {
   // The plain conversion lies between the crown and its 5 x 5 maximum; the refined one is the crown.
   EXPECT_LE(JsonNumber(json, "scanMaxDiff"), JsonNumber(json, "scanBound")) << json;
   EXPECT_GT(JsonNumber(json, "scanMaxDiff"), 0.0);
   EXPECT_EQ(JsonNumber(json, "roundTripBound"), 1e-4);
   EXPECT_LE(JsonNumber(json, "roundTripMaxDiff"), 1e-4) << json;
-
   // The same from the files alone: wherever the crown is non-zero over the 5 x 5 pixels around a
   // pixel, the refined conversion written back matches it within the bound.
-  const HeightField crown = ReadHeightField(dir / "out/crown.pfm");
-  const HeightField back = ReadHeightField(dir / "out/scan.pfm");
-  ASSERT_EQ(back.width, size);
+  const HeightField crown = ReadHeightField(Out("crown.pfm"));
+  const HeightField back = ReadHeightField(Out("scan.pfm"));
+  ASSERT_EQ(back.width, kSize);
   int compared = 0, inside = 0;
-  for (int y = 2; y < size - 2; ++y) {
-    for (int x = 2; x < size - 2; ++x) {
+  for (int y = 2; y < kSize - 2; ++y) {
+    for (int x = 2; x < kSize - 2; ++x) {
       bool deep = true;
       for (int dy = -2; dy <= 2; ++dy) {
         for (int dx = -2; dx <= 2; ++dx) deep = deep && crown.At(x + dx, y + dy) != 0.0f;
@@ -200,16 +210,9 @@ TEST(Demo, RoundTripGivesTheCrownBackWithinTheDocumentedBoundsInTheInterior) {
     }
   }
   EXPECT_GT(compared, inside * 3 / 4);
-  EXPECT_EQ(PngSize(dir / "out/scan-relief.png"), std::make_pair(96, 96));
-  EXPECT_EQ(PngSize(dir / "out/difference.png").second, 96);  // a colour bar beside it
 }
 
-TEST(Demo, RestorationAnalysisOfTheCrownAgreesWithItsMesh) {
-  tooltest::TempDir dir;
-  const auto r = tooltest::RunTool(dir, {"demo", "--out", dir / "out", "--size", "64"});
-  ASSERT_EQ(r.status, 0) << r.err;
-  EXPECT_TRUE(Contains(r.out, "restoration octree"));
-  const std::string json = tooltest::ReadText(dir / "out/summary.json");
+TEST_F(Demo, RestorationAnalysisOfTheCrownAgreesWithItsMesh) {
   // Five levels of a cell size of extent / 32; the angle is an arctangent plus the 0.0875 allowance.
   EXPECT_EQ(JsonNumber(json, "octreeLevels"), 5.0);
   EXPECT_EQ(JsonNumber(json, "octreeBricks"), 4681.0);
@@ -223,27 +226,21 @@ TEST(Demo, RestorationAnalysisOfTheCrownAgreesWithItsMesh) {
   // The crown fits a blank 1 mm larger all round, not one whose top is 1 mm below its own.
   EXPECT_EQ(JsonNumber(json, "insideBlank"), 1.0);
   EXPECT_EQ(JsonNumber(json, "insideLowBlank"), 0.0);
-  const MeshData ply = ReadMesh(dir / "out/crown.ply");
-  float top = 0.0f;
-  for (const Vertex& v : ply.vertices) top = std::max(top, v.z);
-  EXPECT_EQ(static_cast<float>(JsonNumber(json, "crownTop")),
-            top);  // written with 9 digits: the float exactly
   EXPECT_GE(JsonNumber(json, "footprintPoints"), 3.0);
-  EXPECT_TRUE(Contains(tooltest::ReadText(dir / "out/footprint.svg"), "<polygon"));
 }
 
-TEST(Demo, SummaryJsonEscapesTextAndWritesNonFiniteResultsAsNull) {
+TEST_F(Demo, SummaryJsonEscapesTextAndWritesNonFiniteResultsAsNull) {
   Summary s(1);
   s.Result("nan", std::nan(""));
   s.Result("one", 1.0);
   s.File("a\"b\n.png");
-  const std::string json = s.Json(16);
-  EXPECT_TRUE(Contains(json, "\"nan\": null"));
-  EXPECT_TRUE(Contains(json, "\"one\": 1"));
-  EXPECT_TRUE(Contains(json, "\"a\\\"b\\u000a.png\""));
+  const std::string text = s.Json(16);
+  EXPECT_TRUE(Contains(text, "\"nan\": null"));
+  EXPECT_TRUE(Contains(text, "\"one\": 1"));
+  EXPECT_TRUE(Contains(text, "\"a\\\"b\\u000a.png\""));
 }
 
-TEST(Demo, SizeThatNeedsMoreMemoryThanAvailableIsRefusedWithTheFigureBeforeAnythingIsWritten) {
+TEST_F(Demo, SizeThatNeedsMoreMemoryThanAvailableIsRefusedWithTheFigureBeforeAnythingIsWritten) {
   // Measured: about 250 MiB at 320 pixels a side, growing with the pixel count.
   EXPECT_GT(DemoMemoryBytes(320), std::uint64_t{230} << 20);
   EXPECT_LT(DemoMemoryBytes(320), std::uint64_t{300} << 20);

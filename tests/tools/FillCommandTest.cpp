@@ -21,7 +21,7 @@ OutlinePoints Square(float a, float b, float spacing) {
 
 }  // namespace
 
-TEST(FillCommand, FillsTheCellsInsideTheOutlineWithTheValueOnARasterCoveringIt) {
+TEST(FillCommand, FillsTheCellsInsideTheOutlineWithTheValueOrTheOutlineHeightsOnARasterCoveringIt) {
   tooltest::TempDir dir;
   WriteFileBytes(dir / "sq.txt", EncodeOutlineText(Square(1.5f, 6.5f, 0.5f)));
   const auto r = RunTool(dir, {"fill", dir / "sq.txt", dir / "mask.npy", "--value", "3"});
@@ -42,13 +42,10 @@ TEST(FillCommand, FillsTheCellsInsideTheOutlineWithTheValueOnARasterCoveringIt) 
   const HeightField w = ReadHeightField(dir / "wide.pfm");
   EXPECT_EQ(w.width, 12);
   EXPECT_EQ(w.At(6, 6), 1.0f);
-}
 
-TEST(FillCommand, HeightsComeFromTheOutlinePointsAndStayWithinTheirRange) {
-  tooltest::TempDir dir;
-  WriteFileBytes(dir / "sq.txt", EncodeOutlineText(Square(1.5f, 6.5f, 0.5f)));
-  const auto r = RunTool(dir, {"fill", dir / "sq.txt", dir / "h.pfm", "--heights"});
-  ASSERT_EQ(r.status, 0) << r.err;
+  // With --heights the values come from the outline points and stay within their range.
+  const auto heights = RunTool(dir, {"fill", dir / "sq.txt", dir / "h.pfm", "--heights"});
+  ASSERT_EQ(heights.status, 0) << heights.err;
   const HeightField h = ReadHeightField(dir / "h.pfm");
   for (int y = 0; y < 8; ++y) {
     for (int x = 0; x < 8; ++x) {

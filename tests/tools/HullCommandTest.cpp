@@ -24,7 +24,7 @@ OutlinePoints Ring(int n, float r, float z) {
 
 }  // namespace
 
-TEST(HullCommand, CubeCornersAndInnerPointsGiveTheTwelveTrianglesOfTheCubeFromTextOrPointCloud) {
+TEST(HullCommand, CubeCornersAndInnerPointsGiveTheTwelveTrianglesOfTheCubeAndFlatInputFailsInOneLine) {
   tooltest::TempDir dir;
   OutlinePoints pts;
   for (int k = 0; k < 8; ++k) pts.push_back({(k & 1) ? 2.5f : 0.0f, (k & 2) ? 2.5f : 0.0f, (k & 4) ? 2.5f : 0.0f});
@@ -47,14 +47,11 @@ TEST(HullCommand, CubeCornersAndInnerPointsGiveTheTwelveTrianglesOfTheCubeFromTe
   const auto fromCloud = RunTool(dir, {"hull", dir / "cloud.dat", dir / "c.stl"});
   ASSERT_EQ(fromCloud.status, 0) << fromCloud.err;
   EXPECT_TRUE(Contains(fromCloud.out, "12 faces, 18 edges, 8 vertices"));
-}
 
-TEST(HullCommand, FlatInputIsReportedInOneLine) {
-  tooltest::TempDir dir;
+  // Flat input is reported in one line.
   WriteFileBytes(dir / "flat.txt", "0 0 0\n1 0 0\n0 1 0\n1 1 0\n");
-  const auto r = RunTool(dir, {"hull", dir / "flat.txt", dir / "h.stl"});
-  EXPECT_EQ(r.status, 1);
-  EXPECT_TRUE(Contains(r.err, "qssse hull: " + (dir / "flat.txt") + ": CalcConvexHull: all points lie in one plane"));
+  const auto flat = RunTool(dir, {"hull", dir / "flat.txt", dir / "f.stl"});
+  EXPECT_TRUE(FailedInOneLine(flat, 1, "qssse hull: " + (dir / "flat.txt") + ": CalcConvexHull: all points lie in one plane"));
 }
 
 TEST(DelaunayCommand, PointsKeepTheirHeightsAndTrianglesFaceUp) {

@@ -15,7 +15,7 @@ OutlinePoints Square(float a, float b, float z) { return {{a, a, z}, {b, a, z}, 
 
 }  // namespace
 
-TEST(OutlineCommands, OffsetWritesTheGrownOrShrunkOutline) {
+TEST(OutlineCommands, OffsetWritesTheGrownOrShrunkOutlineAndReportsOneThatVanishesOrABadOutput) {
   tooltest::TempDir dir;
   WriteFileBytes(dir / "sq.txt", EncodeOutlineText(Square(0, 10, 1)));
   const auto r =
@@ -28,11 +28,6 @@ TEST(OutlineCommands, OffsetWritesTheGrownOrShrunkOutline) {
   const auto svg = RunTool(dir, {"offset", dir / "sq.txt", dir / "out.svg", "-d", "1.5"});
   ASSERT_EQ(svg.status, 0) << svg.err;
   EXPECT_TRUE(Contains(tooltest::ReadText(dir / "out.svg"), "<svg"));
-}
-
-TEST(OutlineCommands, OffsetReportsAnOutlineThatVanishesOrABadOutput) {
-  tooltest::TempDir dir;
-  WriteFileBytes(dir / "sq.txt", EncodeOutlineText(Square(0, 10, 0)));
   const auto gone = RunTool(dir, {"offset", dir / "sq.txt", dir / "out.txt", "-d", "-6"});
   EXPECT_EQ(gone.status, 1);
   EXPECT_TRUE(Contains(gone.err, "sq.txt: nothing remains of the outline shrunk by 6\n"));

@@ -41,7 +41,7 @@ std::vector<std::string> WriteOneOfEach(const tooltest::TempDir& dir) {
 
 }  // namespace
 
-TEST(Program, EveryCommandHasHelpAndBadCommandLinesExitWithTwo) {
+TEST(Program, EveryCommandHasHelpAndBadOrMissingCommandsExitWithTwoListingTheCommands) {
   tooltest::TempDir dir;
   for (const char* command : {"demo", "mesh", "scan", "fill", "morph", "info", "border"}) {
     const auto r = RunTool(dir, {command, "--help"});
@@ -56,6 +56,15 @@ TEST(Program, EveryCommandHasHelpAndBadCommandLinesExitWithTwo) {
            {"demo", "--size", "3"}, {"mesh", "only-input.pfm"}, {"morph", "blur", "a", "b"}}) {
     EXPECT_TRUE(FailedInOneLine(RunTool(dir, bad), 2)) << bad[0];
   }
+  // A missing or unknown command is answered with the list of commands.
+  for (const std::vector<std::string>& args :
+       std::vector<std::vector<std::string>>{{"bogus"}, {}, {"--bogus"}, {"bogus", "demo"}}) {
+    const auto r = RunTool(dir, args);
+    EXPECT_TRUE(FailedInOneLine(r, 2, "qssse"));
+    EXPECT_TRUE(Contains(r.err, "the commands are demo, mesh, scan, fill, morph, info, "));
+    EXPECT_TRUE(Contains(r.err, "border"));
+  }
+  EXPECT_EQ(RunTool(dir, {"bogus"}).err.rfind("qssse: 'bogus' is not a command; ", 0), 0u);
 }
 
 TEST(Program, InfoDescribesEachFormatWithItsNumbers) {
@@ -130,18 +139,6 @@ TEST(Program, MorphWritesTheLibraryResultInTheFormatOfTheOutputName) {
   const auto noSize = RunTool(dir, {"morph", "scale", dir / "dot.npy", dir / "big.png"});
   EXPECT_EQ(noSize.status, 1);
   EXPECT_TRUE(Contains(noSize.err, "--width and --height"));
-}
-
-TEST(Program, AMissingOrUnknownCommandIsAnsweredWithTheListOfCommands) {
-  tooltest::TempDir dir;
-  for (const std::vector<std::string>& args :
-       std::vector<std::vector<std::string>>{{"bogus"}, {}, {"--bogus"}, {"bogus", "demo"}}) {
-    const auto r = RunTool(dir, args);
-    EXPECT_TRUE(FailedInOneLine(r, 2, "qssse"));
-    EXPECT_TRUE(Contains(r.err, "the commands are demo, mesh, scan, fill, morph, info, "));
-    EXPECT_TRUE(Contains(r.err, "border"));
-  }
-  EXPECT_EQ(RunTool(dir, {"bogus"}).err.rfind("qssse: 'bogus' is not a command; ", 0), 0u);
 }
 
 TEST(Program, EveryCommandKeepsOneSizeRuleWithOneMessageBeforeAllocating) {

@@ -26,25 +26,6 @@ HeightField Bumpy(int w, int h) {
 
 }  // namespace
 
-TEST(ScanCommand, ByDefaultAMeshedFieldComesBackAtItsSizeWithItsHeights) {
-  tooltest::TempDir dir;
-  const HeightField f = Bumpy(9, 7);
-  WriteHeightField(dir / "f.pfm", f);
-  ASSERT_EQ(RunTool(dir, {"mesh", dir / "f.pfm", dir / "f.stl"}).status, 0);
-  for (const char* side : {"--max", "--min"}) {
-    std::vector<std::string> args = {"scan", dir / "f.stl", dir / "r.pfm"};
-    if (side == std::string("--min")) args.push_back("--min");
-    const auto r = RunTool(dir, args);
-    ASSERT_EQ(r.status, 0) << r.err;
-    EXPECT_TRUE(Contains(r.out, "9 x 7 pixels, 63 covered"));
-    EXPECT_TRUE(Contains(r.out, "heights as in the mesh"));
-    const HeightField back = ReadHeightField(dir / "r.pfm");
-    EXPECT_EQ(back.width, 9);
-    EXPECT_EQ(back.height, 7);
-    EXPECT_EQ(back.values, f.values) << side;
-  }
-}
-
 TEST(ScanCommand, TheZBufferMarksOnlyUncoveredPixelsAsNoData) {
   // A half square at height 0: its pixels hold a real 0, the other half no height.
   tooltest::TempDir dir;
@@ -91,11 +72,23 @@ TEST(ScanCommand, FlatSquareFillsItsGridPointsAndARequestedSizeIsKept) {
   EXPECT_EQ(ReadHeightField(dir / "st.pfm").width, 30);
 }
 
-TEST(ScanCommand, StampedMethodsKeepTheirBoundsThreadsChangeNothingAndRefiningLeavesNoHalo) {
+TEST(ScanCommand, ByDefaultAMeshedFieldComesBackExactlyAndStampsKeepTheirBoundsWithOrWithoutThreads) {
   tooltest::TempDir dir;
   const HeightField f = Bumpy(9, 7);
   WriteHeightField(dir / "f.pfm", f);
   ASSERT_EQ(RunTool(dir, {"mesh", dir / "f.pfm", dir / "f.stl"}).status, 0);
+  for (const bool low : {false, true}) {
+    std::vector<std::string> args = {"scan", dir / "f.stl", dir / "r.pfm"};
+    if (low) args.push_back("--min");
+    const auto r = RunTool(dir, args);
+    ASSERT_EQ(r.status, 0) << r.err;
+    EXPECT_TRUE(Contains(r.out, "9 x 7 pixels, 63 covered"));
+    EXPECT_TRUE(Contains(r.out, "heights as in the mesh"));
+    const HeightField back = ReadHeightField(dir / "r.pfm");
+    EXPECT_EQ(back.width, 9);
+    EXPECT_EQ(back.height, 7);
+    EXPECT_EQ(back.values, f.values) << low;
+  }
 
   // Raster 8 x 6 from the mesh's corner (0, 0); heights above the lowest corner (0.25): an offset of
   // 0.25 brings the field back. Stamps lie between the field and its 5 x 5 maximum (minimum mirrored).
@@ -124,9 +117,12 @@ TEST(ScanCommand, StampedMethodsKeepTheirBoundsThreadsChangeNothingAndRefiningLe
       }
     }
   }
+}
 
+TEST(ScanCommand, RefiningLeavesNoHalo) {
   // A flat triangle whose long side misses the pixel centres: the crosses reach beyond it, the refined
   // form does not.
+  tooltest::TempDir dir;
   MeshData half;
   half.vertices = {{0, 0, 3}, {10.3f, 0, 3}, {0, 9.7f, 3}};
   half.triangles = {{0, 1, 2}};

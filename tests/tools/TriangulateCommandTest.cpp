@@ -53,7 +53,7 @@ double MeshArea2(const MeshData& m) {
 
 }  // namespace
 
-TEST(TriangulateCommand, OutlineBecomesNMinusTwoTrianglesOnItsOwnPointsAndAPicture) {
+TEST(TriangulateCommand, OutlineBecomesNMinusTwoTrianglesOnItsOwnPointsAndAPictureOrARefinedMesh) {
   tooltest::TempDir dir;
   const OutlinePoints star = Star(200);
   WriteFileBytes(dir / "star.txt", EncodeOutlineText(star));
@@ -68,6 +68,19 @@ TEST(TriangulateCommand, OutlineBecomesNMinusTwoTrianglesOnItsOwnPointsAndAPictu
   const std::string svg = tooltest::ReadText(dir / "star.svg");
   EXPECT_TRUE(Contains(svg, "<svg"));
   EXPECT_TRUE(Contains(svg, "#e07b00"));  // the diagonals
+
+  // Refinement splits long sides and interpolates heights within the outline's.
+  const auto fine = RunTool(
+      dir, {"triangulate", dir / "star.txt", "-o", dir / "fine.obj", "--refine", "4", "--passes", "10"});
+  ASSERT_EQ(fine.status, 0) << fine.err;
+  EXPECT_TRUE(Contains(fine.out, "(ear clipping 198, refined with side length 4 in 10 passes)"));
+  const MeshData f = ReadMesh(dir / "fine.obj");
+  EXPECT_GT(f.triangles.size(), 1000u);
+  EXPECT_NEAR(MeshArea2(f), RingArea2(star), 1e-4 * RingArea2(star));
+  for (const Vertex& v : f.vertices) {
+    ASSERT_GE(v.z, 3.0f);
+    ASSERT_LE(v.z, 7.0f);
+  }
 }
 
 TEST(TriangulateCommand, ClockwiseOutlinesAndRepeatedPointsAreTakenCareOf) {
@@ -85,23 +98,6 @@ TEST(TriangulateCommand, ClockwiseOutlinesAndRepeatedPointsAreTakenCareOf) {
   EXPECT_EQ(m.triangles.size(), 118u);
   EXPECT_GT(MeshArea2(WeldVertices(m)), 0.0);
   EXPECT_TRUE(std::filesystem::exists(dir / "pic.svg"));
-}
-
-TEST(TriangulateCommand, RefinementSplitsLongSidesAndInterpolatesHeightsWithinTheOutlines) {
-  tooltest::TempDir dir;
-  const OutlinePoints star = Star(200);
-  WriteFileBytes(dir / "star.txt", EncodeOutlineText(star));
-  const auto r = RunTool(
-      dir, {"triangulate", dir / "star.txt", "-o", dir / "fine.obj", "--refine", "4", "--passes", "10"});
-  ASSERT_EQ(r.status, 0) << r.err;
-  EXPECT_TRUE(Contains(r.out, "(ear clipping 198, refined with side length 4 in 10 passes)"));
-  const MeshData m = ReadMesh(dir / "fine.obj");
-  EXPECT_GT(m.triangles.size(), 1000u);
-  EXPECT_NEAR(MeshArea2(m), RingArea2(star), 1e-4 * RingArea2(star));
-  for (const Vertex& v : m.vertices) {
-    ASSERT_GE(v.z, 3.0f);
-    ASSERT_LE(v.z, 7.0f);
-  }
 }
 
 TEST(TriangulateCommand, DegenerateOutlinesAndBadArgumentsFailWithOneLine) {
