@@ -31,7 +31,7 @@ int StretchCount(const CHTriangulation& t) {
 
 }  // namespace
 
-TEST(HTriangulationBorder, SingleTriangleGivesOneStretchAndTwoPoints) {
+TEST(HTriangulationBorder, EachBorderTriangleContributesItsFirstOpenEdgeAndOneTriangleWalksTwoPoints) {
   CHTriangulation t(1, 1, 1, 1);
   SetTriangle(t, 0, P(0, 0, 0), P(1, 0, 0), P(0, 1, 0));
   t.CalcNeighbours();
@@ -42,22 +42,21 @@ TEST(HTriangulationBorder, SingleTriangleGivesOneStretchAndTwoPoints) {
   ASSERT_EQ(w.count, 2);
   EXPECT_POINT(w.points[1], 1, 0, 0, 0);
   EXPECT_EQ(StretchCount(t), 1);  // the last stretch stays in the list
-}
 
-TEST(HTriangulationBorder, EachBorderTriangleContributesItsFirstOpenEdge) {
-  CHTriangulation t(2, 1, 1, 1);
-  SetTriangle(t, 0, P(0, 0, 9), P(1, 0, 0), P(0, 1, 0));
-  SetTriangle(t, 1, P(1, 0, 0), P(0, 1, 0), P(2, 1, 3));
-  t.CalcNeighbours();  // 0.neighbour[1] = 1, 1.neighbour[0] = 0
-  EXPECT_EQ(t.CollectBorderStretches(), 2);
-  const t_stretch* head = t.GetStretchList();
-  EXPECT_EQ(head->from, t.GetEdgeArray() + 4);  // the later triangle's P1 -> P2, at the head
-  EXPECT_EQ(head->to, t.GetEdgeArray() + 5);
-  EXPECT_EQ(head->next->from, t.GetEdgeArray() + 0);
+  // Each border triangle contributes its first open edge, the later ones at the head.
+  CHTriangulation two(2, 1, 1, 1);
+  SetTriangle(two, 0, P(0, 0, 9), P(1, 0, 0), P(0, 1, 0));
+  SetTriangle(two, 1, P(1, 0, 0), P(0, 1, 0), P(2, 1, 3));
+  two.CalcNeighbours();  // 0.neighbour[1] = 1, 1.neighbour[0] = 0
+  EXPECT_EQ(two.CollectBorderStretches(), 2);
+  const t_stretch* head = two.GetStretchList();
+  EXPECT_EQ(head->from, two.GetEdgeArray() + 4);  // the later triangle's P1 -> P2
+  EXPECT_EQ(head->to, two.GetEdgeArray() + 5);
+  EXPECT_EQ(head->next->from, two.GetEdgeArray() + 0);
   EXPECT_EQ(head->next->prev, head);
 }
 
-TEST(HTriangulationBorder, WalkFollowsConnectingStretchesInListOrder) {
+TEST(HTriangulationBorder, WalkFollowsConnectingStretchesInListOrderAndStopsWhereTheyDoNotConnect) {
   // Stretches pushed so that the list runs a->b, c->b (reversed), d->e (the one after is skipped).
   CHTriangulation t(1, 1, 1, 1);
   SSEPoint pts[6] = {P(0, 0, 0), P(1, 0, 0), P(2, 0, 0), P(3, 0, 0), P(4, 0, 0), P(5, 0, 0)};
@@ -71,17 +70,14 @@ TEST(HTriangulationBorder, WalkFollowsConnectingStretchesInListOrder) {
   EXPECT_POINT(w.points[3], 5, 0, 0, 0);  // walk resumed at (3 -> 4), whose successor starts at 4
   EXPECT_EQ(StretchCount(t), 2);
   t.ClearStretchList();
-}
 
-TEST(HTriangulationBorder, TerminatesWhenBorderStretchesDoNotConnect) {
-  // The successor shares no end with the current stretch: the walk used to spin here without progress.
-  CHTriangulation t(1, 1, 1, 1);
-  SSEPoint pts[4] = {P(0, 0, 0), P(1, 0, 0), P(7, 7, 0), P(8, 8, 0)};
-  t.AppendStretchToList(new t_stretch{&pts[2], &pts[3], nullptr, nullptr});
-  t.AppendStretchToList(new t_stretch{&pts[0], &pts[1], nullptr, nullptr});
-  const Walked w = Walk(t);
-  EXPECT_EQ(w.count, 2);
-  EXPECT_EQ(StretchCount(t), 2);
+  // A successor that shares no end with the current stretch ends the walk (it used to spin here).
+  CHTriangulation apart(1, 1, 1, 1);
+  SSEPoint far[4] = {P(0, 0, 0), P(1, 0, 0), P(7, 7, 0), P(8, 8, 0)};
+  apart.AppendStretchToList(new t_stretch{&far[2], &far[3], nullptr, nullptr});
+  apart.AppendStretchToList(new t_stretch{&far[0], &far[1], nullptr, nullptr});
+  EXPECT_EQ(Walk(apart).count, 2);
+  EXPECT_EQ(StretchCount(apart), 2);
 }
 
 TEST(HTriangulationBorder, ClosedMeshHasNoBorderAndAnEmptyBorderLine) {

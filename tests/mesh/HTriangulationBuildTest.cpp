@@ -101,7 +101,7 @@ TEST(HTriangulationBuild, FullResolutionSweepEqualsScalarCellWalk) {
   }
 }
 
-TEST(HTriangulationBuild, SubSampledCellsStepOverTheField) {
+TEST(HTriangulationBuild, SubSampledCellsStepOverTheFieldAndStopAtTheReserve) {
   CSSEMatrix m;
   const float rows[5][5] = {
       {1, 1, 2, 1, 3}, {1, 1, 1, 1, 1}, {4, 1, 5, 1, 6}, {1, 1, 1, 1, 1}, {7, 1, 8, 1, 9}};
@@ -115,6 +115,11 @@ TEST(HTriangulationBuild, SubSampledCellsStepOverTheField) {
   EXPECT_POINT(e[8], 0, 4, 7, 0);
   EXPECT_POINT(e[3 * 7 + 2], 4, 4, 9, 0);
   EXPECT_EQ(t.GetTriangle(6)->neighbour[0], t.GetTriangle(7));
+  // Valid only on the grid points of step 2: 9 pixels reserve 2 * 9 / 4 = 4 records for 8 triangles.
+  const float sparse[5][5] = {
+      {1, 0, 1, 0, 1}, {0, 0, 0, 0, 0}, {1, 0, 1, 0, 1}, {0, 0, 0, 0, 0}, {1, 0, 1, 0, 1}};
+  FillField(m, sparse);
+  EXPECT_EQ(CHTriangulation(&m, 0.5f, true, 1, 1, 1, 2, 2).GetNumTriangles(), 4);
 }
 
 TEST(HTriangulationBuild, AreaLimitedFormReadsClampedAndForcesFullCells) {
@@ -138,27 +143,14 @@ TEST(HTriangulationBuild, AreaLimitedFormReadsClampedAndForcesFullCells) {
   EXPECT_POINT(beyond.GetEdgeArray()[3 * 2 + 2], 2, 2, 9, 0);
   CHTriangulation none(&m, 0.5f, true, 1, 1, 1, 2, 2, 2, 3, 0, 2, false);
   EXPECT_EQ(none.GetNumTriangles(), 0);  // xFrom > xTo - stepX
-}
-
-TEST(HTriangulationBuild, ForceFullTurnsOneSidedCellsIntoPairs) {
-  CSSEMatrix m;
-  const float rows[2][2] = {{1, 1}, {0, 1}};
-  FillField(m, rows);
+  // Forcing turns one-sided cells into pairs.
+  const float three[2][2] = {{1, 1}, {0, 1}};
+  FillField(m, three);
   CHTriangulation plain(&m, 0.5f, true, 1, 1, 1, 1, 1, 0, 1, 0, 1, false);
   CHTriangulation forced(&m, 0.5f, true, 1, 1, 1, 1, 1, 0, 1, 0, 1, true);
   EXPECT_EQ(plain.GetNumTriangles(), 1);
   EXPECT_EQ(forced.GetNumTriangles(), 2);
   EXPECT_POINT(forced.GetEdgeArray()[2], 0, 1, 0, 0);  // the invalid corner is written with its height
-}
-
-TEST(HTriangulationBuild, MoreCellsThanReservedStopAtTheReserve) {
-  // Valid only on the grid points of step 2: 9 pixels reserve 2 * 9 / 4 = 4 records for 8 triangles.
-  CSSEMatrix m;
-  const float rows[5][5] = {
-      {1, 0, 1, 0, 1}, {0, 0, 0, 0, 0}, {1, 0, 1, 0, 1}, {0, 0, 0, 0, 0}, {1, 0, 1, 0, 1}};
-  FillField(m, rows);
-  CHTriangulation t(&m, 0.5f, true, 1, 1, 1, 2, 2);
-  EXPECT_EQ(t.GetNumTriangles(), 4);
 }
 
 TEST(HTriangulationBuild, BadArgumentsAreRejectedOrGiveEmptyMeshes) {

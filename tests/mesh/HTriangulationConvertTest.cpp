@@ -12,7 +12,7 @@
 using meshtest::P;
 using meshtest::SetTriangle;
 
-TEST(HTriangulationConvert, SharedCornersBecomeSharedVerticesAndComeBackAsCorners) {
+TEST(HTriangulationConvert, SharedCornersBecomeSharedVerticesAndComeBackAsCornersAndEmptyStaysEmpty) {
   CHTriangulation t(3, 1, 1, 1);
   SetTriangle(t, 0, P(0, 0, 0, 1), P(1, 0, 0), P(0, 1, 0));  // w is dropped
   SetTriangle(t, 1, P(1, 0, 0), P(1, 1, 0), P(0, 1, 0));
@@ -39,18 +39,15 @@ TEST(HTriangulationConvert, SharedCornersBecomeSharedVerticesAndComeBackAsCorner
   std::unique_ptr<QsCTriangulationStatic> qs(t.CreateQsCTriangulationFromHTriangulation());
   EXPECT_EQ(qs->GetNumVertices(), 5);
   EXPECT_EQ(qs->GetIndices()[4], 3);
-}
 
-TEST(HTriangulationConvert, EmptyMeshesConvertToEmptyMeshes) {
+  // Empty meshes convert to empty meshes.
   CHTriangulation empty(0, 1, 1, 1);
-  std::unique_ptr<DmTriangulationStatic> dm(empty.CreateDmTriangulationFromHTriangulation());
+  dm.reset(empty.CreateDmTriangulationFromHTriangulation());
   ASSERT_NE(dm, nullptr);
   EXPECT_FALSE(dm->IsValid());
-  CHTriangulation fromEmpty(dm.get(), 1, 1, 1);
-  EXPECT_EQ(fromEmpty.GetNumTriangles(), 0);
-  CHTriangulation fromNull(static_cast<DmTriangulationStatic*>(nullptr), 1, 1, 1);
-  EXPECT_EQ(fromNull.GetNumTriangles(), 0);
-  std::unique_ptr<QsCTriangulationStatic> qs(empty.CreateQsCTriangulationFromHTriangulation());
+  EXPECT_EQ(CHTriangulation(dm.get(), 1, 1, 1).GetNumTriangles(), 0);
+  EXPECT_EQ(CHTriangulation(static_cast<DmTriangulationStatic*>(nullptr), 1, 1, 1).GetNumTriangles(), 0);
+  qs.reset(empty.CreateQsCTriangulationFromHTriangulation());
   EXPECT_EQ(qs->GetNumTriangles(), 0);
 }
 

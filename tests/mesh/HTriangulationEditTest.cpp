@@ -147,7 +147,7 @@ TEST(HTriangulationEdit, CombineAppendsCopiesAndReaimsOwnNeighbours) {
   EXPECT_EQ(c.GetNumTriangles(), 0);
 }
 
-TEST(HTriangulationEdit, RotationsTurnCornersAndNormals) {
+TEST(HTriangulationEdit, RotationsAndMatricesTurnCornersAndNormals) {
   CHTriangulation t(1, 1, 1, 1);
   SetTriangle(t, 0, P(1, 0, 0), P(0, 1, 0), P(0, 0, 1));
   t.GetNormalArray()[0] = P(1, 0, 0);
@@ -164,11 +164,10 @@ TEST(HTriangulationEdit, RotationsTurnCornersAndNormals) {
   EXPECT_NEAR(t.GetEdgeArray()[0].x, 0, 1e-6f);
   EXPECT_NEAR(t.GetEdgeArray()[0].z, 1, 1e-6f);
   EXPECT_EQ(t.GetEdgeArray()[0].w, 0);
-}
 
-TEST(HTriangulationEdit, MatrixTransformTranslatesWithTheFourthColumn) {
-  CHTriangulation t(1, 1, 1, 1);
+  // A matrix translates with its fourth column; an unset normal stays unset.
   SetTriangle(t, 0, P(1, 2, 3), P(0, 0, 0), P(1, 0, 0));
+  t.GetNormalArray()[0] = P(0, 0, 0);
   t_ssematrix3 m;
   m.row0 = _mm_setr_ps(2, 0, 0, 10);
   m.row1 = _mm_setr_ps(0, 1, 0, 20);

@@ -79,7 +79,7 @@ TEST(MeshIO, StreamHoldsTheHeaderThen336BytesPerTriangleAnd48) {
   EXPECT_EQ(stored, m.GetEdgeArray() + 3);
 }
 
-TEST(MeshIO, StreamReadsBackUsableWithScaleYTakenFromScaleX) {
+TEST(MeshIO, StreamReadsBackUsableWithScaleYTakenFromScaleXAndAnUnknownVersionReadsOnlyTheBox) {
   CHTriangulation m;
   Fan(m);
   m.SetScanConvResolution(7.0f, 8.0f, 9.0f);
@@ -111,6 +111,21 @@ TEST(MeshIO, StreamReadsBackUsableWithScaleYTakenFromScaleX) {
   EXPECT_NE(r.GetTriangle(1)->neighbour[0], nullptr);
   EXPECT_EQ(t0->mark, -1);
   EXPECT_EQ(r.GetTriangle(2)->mark, 14);
+
+  // A record of another format's tag: only its 4 bytes and then the box are read.
+  std::vector<unsigned char> other(4, 0);
+  for (int i = 0; i < 12; ++i) {
+    const float v = static_cast<float>(i);
+    const auto* b = reinterpret_cast<const unsigned char*>(&v);
+    other.insert(other.end(), b, b + 4);
+  }
+  CbStreamReadBinaryMemory unknown(other);
+  r.Serialize(unknown);
+  EXPECT_EQ(r.GetNumTriangles(), 0);
+  EXPECT_EQ(r.GetScaleY(), 0.5f);  // the mesh's own scaleX
+  SSEPoint hi;
+  r.GetMaxPoint(hi);
+  EXPECT_POINT(hi, 4.0f, 5.0f, 6.0f, 7.0f);
 }
 
 TEST(MeshIO, TruncatedStreamsThrowAndLeaveTheMeshAsItWas) {
@@ -133,24 +148,6 @@ TEST(MeshIO, TruncatedStreamsThrowAndLeaveTheMeshAsItWas) {
   CbStreamReadBinaryMemory in(huge);
   EXPECT_THROW(r.Serialize(in), CbException);
   EXPECT_EQ(r.GetNumTriangles(), 1);
-}
-
-TEST(MeshIO, UnknownStreamVersionReadsOnlyTheBox) {
-  CHTriangulation m;
-  Fan(m);
-  std::vector<unsigned char> bytes(4, 0);  // another format's tag: only these 4 bytes are consumed
-  for (int i = 0; i < 12; ++i) {
-    const float v = static_cast<float>(i);
-    const auto* b = reinterpret_cast<const unsigned char*>(&v);
-    bytes.insert(bytes.end(), b, b + 4);
-  }
-  CbStreamReadBinaryMemory in(bytes);
-  m.Serialize(in);
-  EXPECT_EQ(m.GetNumTriangles(), 0);
-  EXPECT_EQ(m.GetScaleY(), 0.5f);  // the mesh's own scaleX
-  SSEPoint hi;
-  m.GetMaxPoint(hi);
-  EXPECT_POINT(hi, 4.0f, 5.0f, 6.0f, 7.0f);
 }
 
 TEST(MeshIO, ArchiveKeepsEveryHeaderValueAndRefusesBadFiles) {

@@ -61,7 +61,7 @@ void CopyCorners(const CHTriangulation& from, CHTriangulation& to) {
 
 }  // namespace
 
-TEST(HTriangulationNeighbours, SharedEdgeWithBitIdenticalCornersMakesMutualNeighbours) {
+TEST(HTriangulationNeighbours, BitIdenticalCornersOrTheLooseLaneTestMakeNeighbours) {
   // Distinct heights at the far corners keep the loose lane test from matching them.
   CHTriangulation t(2, 1, 1, 1);
   SetTriangle(t, 0, P(0, 0, 5), P(1, 0, 0), P(0, 1, 0));
@@ -79,21 +79,18 @@ TEST(HTriangulationNeighbours, SharedEdgeWithBitIdenticalCornersMakesMutualNeigh
   u.CalcNeighbours();
   EXPECT_EQ(u.GetTriangles()[0].neighbour[1], nullptr);
   EXPECT_EQ(u.GetTriangles()[1].neighbour[0], nullptr);
+
+  // The loose lane test: (0,0,0) and (1,0,0) each find every lane among the second triangle's corners,
+  // lane by lane, though the triangles share no corner; the reverse test finds no pair.
+  CHTriangulation v(2, 1, 1, 1);
+  SetTriangle(v, 0, P(0, 0, 0), P(1, 0, 0), P(0, 1, 0));
+  SetTriangle(v, 1, P(1, 1, 0), P(0, 5, 0), P(7, 0, 0));
+  v.CalcNeighbours();
+  EXPECT_EQ(v.GetTriangles()[0].neighbour[0], &v.GetTriangles()[1]);
+  for (int k = 0; k < 3; ++k) EXPECT_EQ(v.GetTriangles()[1].neighbour[k], nullptr);
 }
 
-TEST(HTriangulationNeighbours, LooseLaneTestLinksTrianglesThatShareNoCorner) {
-  // (0,0,0) and (1,0,0) each find every lane among the second triangle's corners, lane by lane.
-  CHTriangulation t(2, 1, 1, 1);
-  SetTriangle(t, 0, P(0, 0, 0), P(1, 0, 0), P(0, 1, 0));
-  SetTriangle(t, 1, P(1, 1, 0), P(0, 5, 0), P(7, 0, 0));
-  t.CalcNeighbours();
-  EXPECT_EQ(t.GetTriangles()[0].neighbour[0], &t.GetTriangles()[1]);
-  EXPECT_EQ(t.GetTriangles()[1].neighbour[0], nullptr);  // the reverse test finds no pair
-  EXPECT_EQ(t.GetTriangles()[1].neighbour[1], nullptr);
-  EXPECT_EQ(t.GetTriangles()[1].neighbour[2], nullptr);
-}
-
-TEST(HTriangulationNeighbours, CompleteTrianglesLeaveTheWorkingList) {
+TEST(HTriangulationNeighbours, CompleteTrianglesLeaveTheWorkingListAndTinyMeshesAreGuarded) {
   // A fan of a centre triangle and three around it: the centre completes and leaves the list.
   CHTriangulation t(4, 1, 1, 1);
   SetTriangle(t, 0, P(0, 0, 0), P(2, 0, 0), P(1, 2, 0));
@@ -109,9 +106,7 @@ TEST(HTriangulationNeighbours, CompleteTrianglesLeaveTheWorkingList) {
   for (int i = 1; i < 4; ++i) EXPECT_EQ(r[i].mark, 13);
   EXPECT_EQ(t.GetListHead(), &r[1]);
   EXPECT_EQ(r[1].prev, nullptr);
-}
-
-TEST(HTriangulationNeighbours, SingleAndEmptyMeshesAreGuarded) {
+  // Single and empty meshes are guarded.
   CHTriangulation one(1, 1, 1, 1);
   one.CalcNeighbours();
   EXPECT_EQ(one.GetListHead(), one.GetTriangles());

@@ -8,7 +8,7 @@ using meshtest::P;
 using meshtest::Pos;
 using meshtest::SetTriangle;
 
-TEST(HTriangulation, DefaultObjectIsEmptyAndSafeToUse) {
+TEST(HTriangulation, DefaultAndEmptyObjectsAreSafeToUseWithASentinelBox) {
   CHTriangulation t;
   EXPECT_EQ(t.GetNumTriangles(), 0);
   EXPECT_EQ(t.GetTriangles(), nullptr);
@@ -23,6 +23,16 @@ TEST(HTriangulation, DefaultObjectIsEmptyAndSafeToUse) {
   t.RemoveTrianglesBelowZ(0);
   t.BaseInitialization(2, 3, 4);
   EXPECT_FLOAT_EQ(t.GetScanDiagonal(), std::sqrt(13.0f));
+
+  // The box of an empty mesh is the sentinels, its centre NaN.
+  CHTriangulation none(0, 1, 1, 1);
+  none.CalcBoundingBox();
+  auto [lo, hi] = meshtest::Box(none);
+  EXPECT_POINT(lo, 1000000, 1000000, 1000000, 1000000);
+  EXPECT_POINT(hi, -1000000, -1000000, -1000000, -1000000);
+  none.CalcCenterPoint();
+  none.GetCenterPoint(lo);
+  EXPECT_TRUE(std::isnan(lo.x));
 }
 
 TEST(HTriangulation, CreateNumbersAimsAndClearsEveryRecord) {
@@ -70,27 +80,17 @@ TEST(HTriangulation, DerivedDataOfOneTriangle) {
   EXPECT_POINT(t.GetMainNormalArray()[0], 0, 0, 0, 0);  // not written by CalcNormalsFromVertices
 }
 
-TEST(HTriangulation, BoundingBoxOfEmptyMeshIsTheSentinelsAndCoordinatesAreClipped) {
-  CHTriangulation t(0, 1, 1, 1);
-  t.CalcBoundingBox();
-  auto [lo, hi] = meshtest::Box(t);
-  EXPECT_POINT(lo, 1000000, 1000000, 1000000, 1000000);
-  EXPECT_POINT(hi, -1000000, -1000000, -1000000, -1000000);
-  t.CalcCenterPoint();
-  t.GetCenterPoint(lo);
-  EXPECT_TRUE(std::isnan(lo.x));
-
+TEST(HTriangulation, BoxCoordinatesBeyondTheSentinelsAreKept) {
   CHTriangulation u(1, 1, 1, 1);
   SetTriangle(u, 0, P(-3e6f, 0, 0), P(3e6f, 0, 0), P(0, 0, 0));
   u.CalcBoundingBox();
-  u.GetMinPoint(lo);
-  u.GetMaxPoint(hi);
+  auto [lo, hi] = meshtest::Box(u);
   EXPECT_FLOAT_EQ(lo.x, -3e6f);
   EXPECT_FLOAT_EQ(hi.x, 3e6f);
   EXPECT_FLOAT_EQ(lo.y, 0);  // the sentinel only bounds what no corner reaches
 }
 
-TEST(HTriangulation, DeepCopyKeepsItsDeliberateQuirks) {
+TEST(HTriangulation, DeepCopyKeepsItsDeliberateQuirksAndAssignmentSharesStorageUntilDetached) {
   CHTriangulation src(2, 1, 1, 1);
   SetTriangle(src, 0, P(0, 0, 9), P(2, 0, 1), P(0, 2, 1));
   SetTriangle(src, 1, P(2, 0, 1), P(2, 2, 5), P(0, 2, 1));
@@ -113,18 +113,15 @@ TEST(HTriangulation, DeepCopyKeepsItsDeliberateQuirks) {
   SSEPoint hi;
   copy.GetMaxPoint(hi);
   EXPECT_POINT(hi, 2, 2, 9, 0);
-}
-
-TEST(HTriangulation, AssignmentSharesStorageUntilDetached) {
-  CHTriangulation a(2, 1, 1, 1);
+  // Assignment, unlike the copy, shares the storage until detached.
   CHTriangulation b;
-  b = a;
-  EXPECT_EQ(b.GetEdgeArray(), a.GetEdgeArray());
-  EXPECT_EQ(b.GetPointArray(), a.GetPointArray());
-  b.BaseInitialization(1, 1, 1);  // detach: b lets go without freeing what a owns
+  b = src;
+  EXPECT_EQ(b.GetEdgeArray(), src.GetEdgeArray());
+  EXPECT_EQ(b.GetPointArray(), src.GetPointArray());
+  b.BaseInitialization(1, 1, 1);  // detach: b lets go without freeing what src owns
   EXPECT_EQ(b.GetNumTriangles(), 0);
-  EXPECT_NE(b.GetPointArray(), a.GetPointArray());
-  EXPECT_EQ(a.GetNumTriangles(), 2);
+  EXPECT_NE(b.GetPointArray(), src.GetPointArray());
+  EXPECT_EQ(src.GetNumTriangles(), 2);
 }
 
 TEST(HTriangulation, WorkingListLinksAndUnlinksInArrayOrder) {
@@ -146,7 +143,7 @@ TEST(HTriangulation, WorkingListLinksAndUnlinksInArrayOrder) {
   t.DeleteTriangleFromList(nullptr);
 }
 
-TEST(HTriangulation, AppendTriangleWritesTheMaskTable) {
+TEST(HTriangulation, AppendTriangleWritesTheMaskTableForcesFullCellsAndKeepsToTheCapacity) {
   struct Case {
     int maskA, maskB;
     int count;
@@ -184,9 +181,7 @@ TEST(HTriangulation, AppendTriangleWritesTheMaskTable) {
       EXPECT_EQ(t.GetTriangle(2)->neighbour[2], t.GetTriangle(1));
     }
   }
-}
-
-TEST(HTriangulation, AppendTriangleForceFullAndCapacity) {
+  // Force-full and the capacity.
   CHTriangulation t(2, 1, 1, 1);
   int counter = 0;
   t.AppendTriangle(1, 2, 0, 1, 0, 1, 0, 0, 0, 0, counter, false, true);  // one corner each side: full
