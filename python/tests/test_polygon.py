@@ -38,17 +38,15 @@ def monotone_chain(points):
 
 
 class TestPoints:
-    def test_round_trip_and_rounding(self, rng):
+    def test_round_trip_rounding_and_planar_points(self, rng):
         pts = rng.uniform(-100, 100, (13, 3))  # float64: rounded to float32 on the way in
         p = qssse.Polygon3d(pts)
         assert len(p) == p.num_points == 13
         np.testing.assert_array_equal(p.to_numpy(), pts.astype(np.float32))
         assert p.get_point(4) == tuple(pts[4].astype(np.float32))
         np.testing.assert_array_equal(pickle.loads(pickle.dumps(p)).to_numpy(), p.to_numpy())
-
-    def test_planar_points_get_z_zero_and_integers_are_accepted(self):
-        p = qssse.Polygon3d([[0, 0], [4, 0], [4, 3]])
-        np.testing.assert_array_equal(p.to_numpy(), [[0, 0, 0], [4, 0, 0], [4, 3, 0]])
+        planar = qssse.Polygon3d([[0, 0], [4, 0], [4, 3]])  # integers, and z 0 for planar points
+        np.testing.assert_array_equal(planar.to_numpy(), [[0, 0, 0], [4, 0, 0], [4, 3, 0]])
 
     @pytest.mark.parametrize("bad,error", [(np.zeros((3, 4)), ValueError), (np.zeros(6), ValueError),
                                            (np.zeros((3, 3), complex), TypeError), ([["a", "b"]], TypeError),
@@ -98,16 +96,13 @@ class TestQueries:
         p.invert_polygon_direction()
         assert p.calc_xy_area() == pytest.approx(-twice_area, rel=1e-5)
 
-    def test_box_and_centre(self, ring):
+    def test_box_centre_shift_and_rotation(self, ring):
         p = qssse.Polygon3d(ring)
         p.calc_bounding_box()
         lo, hi = p.get_bounding_box_3d()
         np.testing.assert_array_equal(lo, ring.min(axis=0))
         np.testing.assert_array_equal(hi, ring.max(axis=0))
         np.testing.assert_allclose(p.calc_geometric_center(), ring.astype(np.float64).mean(axis=0), rtol=1e-5)
-
-    def test_shift_and_rotation_move_every_point(self, ring):
-        p = qssse.Polygon3d(ring)
         p.shift_line(1.5, -2.0, 0.25)
         np.testing.assert_array_equal(p.to_numpy(), ring + np.float32([1.5, -2.0, 0.25]))
         p.rotate_z(np.pi / 2)  # clockwise seen from +z: (x, y) -> (y, -x)

@@ -44,23 +44,19 @@ class TestLayout:
         a = rng.uniform(0, 1, (6, 5)).astype(np.float32)
         m = qssse.Matrix(a)
         for c in (m.copy(), copy.copy(m), copy.deepcopy(m), pickle.loads(pickle.dumps(m))):
-            m2 = c
-            m2.fill(3.0)
+            c.fill(3.0)
             np.testing.assert_array_equal(m.to_numpy(), a)
         out = m.to_numpy()
         out[:] = 0
         np.testing.assert_array_equal(m.to_numpy(), a)
 
-    def test_sizes_and_freed_matrices(self):
+    def test_sizes_freed_matrices_and_assignment(self):
         assert qssse.Matrix(3, 2).to_numpy().tolist() == [[0, 0, 0], [0, 0, 0]]
         m = qssse.Matrix(3, 2)
         m.free()
         assert not m.has_pixels and m.to_numpy().shape == (2, 3) and m.get_point(1, 1) == 0
         assert qssse.Matrix(np.zeros((0, 4), np.float32)).to_numpy().shape == (0, 4)
-
-    def test_assign_recreates_at_the_array_size(self):
-        m = qssse.Matrix(2, 2)
-        m.assign(np.ones((5, 3), np.float32))
+        m.assign(np.ones((5, 3), np.float32))  # recreated at the array's size
         assert m.shape == (5, 3) and m.integrate_matrix() == 15.0
 
 
@@ -74,14 +70,12 @@ class TestArgumentErrors:
         with pytest.raises(error, match=match):
             qssse.Matrix(bad)
 
-    def test_library_limits_arrive_as_value_error_with_its_message(self):
+    def test_library_limits_arrive_as_value_error_and_char_matrices_take_bytes_only(self):
         with pytest.raises(ValueError, match="31999"):
             qssse.Matrix(np.zeros((32000, 1), np.float32))
         with pytest.raises(ValueError):
             qssse.Matrix(-1, 4)
-
-    def test_char_matrix_takes_bytes_only(self):
-        with pytest.raises(TypeError):
+        with pytest.raises(TypeError):  # the byte matrix takes bytes only
             qssse.CharMatrix(np.zeros((2, 2), np.float32))
         with pytest.raises(ValueError):
             qssse.CharMatrix(np.zeros(4, np.uint8))
