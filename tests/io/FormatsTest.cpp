@@ -16,6 +16,7 @@ using iotest::Bytes;
 using iotest::ExpectEveryPrefixFails;
 using qssse::io::detail::ByteReader;
 using iotest::Contains;
+using iotest::ContainsAll;
 
 namespace {
 
@@ -199,9 +200,7 @@ TEST(MeshFormats, StlPlyAndObjRoundTripTheSameTrianglesAndStlNormalsAreUnitNorma
     EXPECT_EQ(r->triangles, m.triangles);
   }
   // The STL facet normal is the unit normal of the corners.
-  MeshData flat;
-  flat.vertices = {{0, 0, 0}, {2, 0, 0}, {0, 2, 0}};
-  flat.triangles = {{0, 1, 2}};
+  const MeshData flat = iotest::MeshOf({{0, 0, 0}, {2, 0, 0}, {0, 2, 0}}, {{0, 1, 2}});
   const std::vector<unsigned char> binary = EncodeStl(flat);
   ASSERT_EQ(binary.size(), 84u + 50u);
   ByteReader r(binary.data() + 84, 12, "f");
@@ -292,9 +291,8 @@ TEST(TextFormats, OutlineTextAcceptsCommasCommentsAndTwoValuesAndDropsARepeatedF
 
 TEST(TextFormats, SvgDrawsEachRingAsAPolygonInsideTheGivenBox) {
   const std::string svg = EncodeSvg({{{{1, 2, 0}, {3, 2, 0}, {3, 5, 0}}, "#ff0000", "none", true}}, 10, 20);
-  EXPECT_TRUE(Contains(svg, "viewBox=\"0 0 10 20\""));
-  EXPECT_TRUE(Contains(svg, "<polygon fill=\"none\" stroke=\"#ff0000\""));
-  EXPECT_TRUE(Contains(svg, "points=\"1,2 3,2 3,5\""));
+  EXPECT_TRUE(ContainsAll(svg, {"viewBox=\"0 0 10 20\"", "<polygon fill=\"none\" stroke=\"#ff0000\"",
+      "points=\"1,2 3,2 3,5\""}));
   // Mirrored about the box's middle row, y -> 20 - y: the largest y at the top.
   EXPECT_TRUE(Contains(svg, "<g transform=\"matrix(1 0 0 -1 0 20)\">"));
   EXPECT_EQ(svg.substr(svg.size() - 7), "</svg>\n");
@@ -304,8 +302,7 @@ TEST(TextFormats, SvgDrawsEachRingAsAPolygonInsideTheGivenBox) {
   const std::string legend =
       EncodeSvg({{{{1, 2, 0}, {3, 2, 0}, {3, 5, 0}}, "#ff0000", "none", true}}, 10, 20,
                 {{"margin <a & b>", "#ff0000", "none"}, {"mesh", "#00ff00", "#eeffee"}});
-  EXPECT_TRUE(Contains(legend, "viewBox=\"0 0 10 22.25\""));
-  EXPECT_TRUE(Contains(legend, ">margin &lt;a &amp; b&gt;</text>"));
-  EXPECT_TRUE(Contains(legend, " fill=\"#eeffee\" stroke=\"#00ff00\"/>"));
+  EXPECT_TRUE(ContainsAll(legend, {"viewBox=\"0 0 10 22.25\"", ">margin &lt;a &amp; b&gt;</text>",
+      " fill=\"#eeffee\" stroke=\"#00ff00\"/>"}));
   EXPECT_GT(legend.find("<text"), legend.find("</g>"));  // outside the mirrored group: text reads upright
 }

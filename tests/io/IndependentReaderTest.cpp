@@ -32,12 +32,7 @@ HeightField Field() {
   return h;
 }
 
-MeshData Mesh() {
-  MeshData m;
-  m.vertices = {{0, 0, 0}, {2, 0, 1}, {0, 3, 0.5f}, {2, 3, -1}};
-  m.triangles = {{0, 1, 2}, {1, 3, 2}};
-  return m;
-}
+MeshData Mesh() { return iotest::MeshOf({{0, 0, 0}, {2, 0, 1}, {0, 3, 0.5f}, {2, 3, -1}}, {{0, 1, 2}, {1, 3, 2}}); }
 
 }  // namespace
 

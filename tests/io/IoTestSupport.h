@@ -3,11 +3,15 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <array>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <initializer_list>
 #include <iterator>
+#include <utility>
 #include <random>
 #include <string>
 #include <vector>
@@ -59,18 +63,34 @@ inline void WriteText(const std::string& path, const std::string& text) {
 
 inline std::vector<unsigned char> Bytes(const std::string& s) { return {s.begin(), s.end()}; }
 
+// A mesh of these vertices and triangles.
+inline qssse::io::MeshData MeshOf(std::vector<qssse::io::Vertex> vertices,
+                                  std::vector<std::array<std::uint32_t, 3>> triangles) {
+  qssse::io::MeshData m;
+  m.vertices = std::move(vertices);
+  m.triangles = std::move(triangles);
+  return m;
+}
+
 // Two triangles sharing an edge.
 inline qssse::io::MeshData TwoTriangles() {
-  qssse::io::MeshData m;
-  m.vertices = {{0, 0, 0}, {1, 0, 0.5f}, {0, 1, 0.25f}, {1, 1, -2.0f}};
-  m.triangles = {{0, 1, 2}, {1, 3, 2}};
-  return m;
+  return MeshOf({{0, 0, 0}, {1, 0, 0.5f}, {0, 1, 0.25f}, {1, 1, -2.0f}}, {{0, 1, 2}, {1, 3, 2}});
 }
 
 // Whether text holds part; either way the message shows the whole text.
 inline ::testing::AssertionResult Contains(const std::string& text, const std::string& part) {
   auto r = text.find(part) != std::string::npos ? ::testing::AssertionSuccess() : ::testing::AssertionFailure();
   return r << "'" << part << "' in: " << text;
+}
+
+// Whether text holds every one of parts; the message names the missing ones and shows the text.
+inline ::testing::AssertionResult ContainsAll(const std::string& text, std::initializer_list<std::string> parts) {
+  std::string missing;
+  for (const std::string& part : parts) {
+    if (text.find(part) == std::string::npos) missing += " '" + part + "'";
+  }
+  if (missing.empty()) return ::testing::AssertionSuccess();
+  return ::testing::AssertionFailure() << "missing" << missing << " in: " << text;
 }
 
 // The message (or with problemOnly, the problem without the file) of the CIoException that action

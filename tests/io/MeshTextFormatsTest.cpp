@@ -124,9 +124,7 @@ TEST(AsciiStlFormat, FacetsInAnyCaseReadToExactValuesAndLoopsOfMoreCornersAreFan
 }
 
 TEST(AsciiStlFormat, ABinaryFileWhoseHeaderSaysSolidIsStillBinary) {
-  MeshData m;
-  m.vertices = {{0, 0, 0}, {1, 0, 0}, {0, 1, 0}};
-  m.triangles = {{0, 1, 2}};
+  const MeshData m = iotest::MeshOf({{0, 0, 0}, {1, 0, 0}, {0, 1, 0}}, {{0, 1, 2}});
   std::vector<unsigned char> stl = EncodeStl(m);
   const std::string header = "solid exported by a tool that writes binary files";
   std::copy(header.begin(), header.end(), stl.begin());

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <functional>
 #include <map>
 #include <random>
 #include <tuple>
@@ -13,8 +14,6 @@
 #include "qssse/polygon/SSE3dPolygon.h"
 
 using meshtest::MeshOf;
-using meshtest::P;
-using meshtest::SetTriangle;
 
 namespace {
 
@@ -261,35 +260,26 @@ TEST(HTriangulationBorderLoops, EveryHeightFieldBuilderGivesClosedLoopsOverExact
       outline.SetPoint(i, static_cast<float>(w / 2.0 + 0.45 * w * std::cos(a)),
                        static_cast<float>(h / 2.0 + 0.45 * h * std::sin(a)), 0.0f);
     }
+    const std::function<void(CHTriangulation&)> builders[] = {
+        [&](CHTriangulation& t) { t.CreateTriangulationFromSSEField(&m, threshold, round % 2 == 0); },
+        [&](CHTriangulation& t) { t.CreateTriangulationFromSSEFieldSubSampled(&m, threshold, true, 1, 1); },
+        [&](CHTriangulation& t) { t.CreateTriangulationFromSSEFieldSubSampled(&m, threshold, false, 2, 3); },
+        [&](CHTriangulation& t) {
+          t.CreateTriangulationFromSSEFieldSubSampled(&m, threshold, true, 1, 2, 1, w - 1, 0, h - 2, true);
+        },
+        [&](CHTriangulation& t) {
+          t.CreateTriangulationFromSSEFieldSubSampled(&m, threshold, true, 2, 1, 0, w - 1, 1, h - 1, false);
+        },
+        [&](CHTriangulation& t) { t.CreateTriangulationFromSSEFieldSubSampledTwoFields(&m, &ref, true, 1, 1); },
+        [&](CHTriangulation& t) {
+          t.CreateTriangulationFromSSEFieldSubSampledTwoFields(&m, &ref, false, 1, 1, 0, w - 1, 0, h - 1);
+        },
+        [&](CHTriangulation& t) { t.CreateTriangulationFromSSEFieldSubSampled(&m, threshold, true, 1, 1, &outline); },
+    };
     for (int builder = 0; builder < 8; ++builder) {
       CHTriangulation t;
       t.BaseInitialization(1, 1, 1);
-      switch (builder) {
-        case 0:
-          t.CreateTriangulationFromSSEField(&m, threshold, round % 2 == 0);
-          break;
-        case 1:
-          t.CreateTriangulationFromSSEFieldSubSampled(&m, threshold, true, 1, 1);
-          break;
-        case 2:
-          t.CreateTriangulationFromSSEFieldSubSampled(&m, threshold, false, 2, 3);
-          break;
-        case 3:
-          t.CreateTriangulationFromSSEFieldSubSampled(&m, threshold, true, 1, 2, 1, w - 1, 0, h - 2, true);
-          break;
-        case 4:
-          t.CreateTriangulationFromSSEFieldSubSampled(&m, threshold, true, 2, 1, 0, w - 1, 1, h - 1, false);
-          break;
-        case 5:
-          t.CreateTriangulationFromSSEFieldSubSampledTwoFields(&m, &ref, true, 1, 1);
-          break;
-        case 6:
-          t.CreateTriangulationFromSSEFieldSubSampledTwoFields(&m, &ref, false, 1, 1, 0, w - 1, 0, h - 1);
-          break;
-        default:
-          t.CreateTriangulationFromSSEFieldSubSampled(&m, threshold, true, 1, 1, &outline);
-          break;
-      }
+      builders[builder](t);
       t.CalcNeighbours();
       const std::string what = "round " + std::to_string(round) + " builder " + std::to_string(builder);
       std::vector<CSSE3dPolygon> loops;

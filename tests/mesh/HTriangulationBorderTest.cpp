@@ -4,8 +4,6 @@
 
 #include "MeshTestSupport.h"
 
-using meshtest::P;
-using meshtest::SetTriangle;
 
 namespace {
 

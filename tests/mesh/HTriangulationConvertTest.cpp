@@ -9,8 +9,6 @@
 #include "qssse/platform/DmTriangulationStatic.h"
 #include "qssse/platform/QsTriangulationStatic.h"
 
-using meshtest::P;
-using meshtest::SetTriangle;
 
 TEST(HTriangulationConvert, SharedCornersBecomeSharedVerticesAndComeBackAsCornersAndEmptyStaysEmpty) {
   CHTriangulation t(3, 1, 1, 1);

@@ -7,9 +7,7 @@
 
 #include "MeshTestSupport.h"
 
-using meshtest::P;
 using meshtest::Pos;
-using meshtest::SetTriangle;
 
 namespace {
 

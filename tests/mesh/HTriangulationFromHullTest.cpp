@@ -8,7 +8,6 @@
 #include "qssse/mesh/HTriangulation.h"
 #include "qssse/platform/UserInterfaceManager.h"
 
-using meshtest::P;
 
 TEST(MeshFromHull, TetrahedronBecomesFourOutwardTrianglesInFaceOrder) {
   CHConvexHull3D hull;

@@ -13,9 +13,7 @@
 #include "qssse/platform/StreamReadBinaryMemory.h"
 #include "qssse/platform/StreamWriteBinaryMemory.h"
 
-using meshtest::P;
 using meshtest::SamePoint;
-using meshtest::SetTriangle;
 
 namespace {
 

@@ -7,10 +7,8 @@
 #include "MeshTestSupport.h"
 #include "PlainNeighbours.h"
 
-using meshtest::P;
 using meshtest::PlainCalcNeighbours;
 using meshtest::Pos;
-using meshtest::SetTriangle;
 
 namespace {
 

@@ -7,8 +7,6 @@
 #include "MeshTestSupport.h"
 #include "qssse/polygon/SSE3dPolygon.h"
 
-using meshtest::P;
-using meshtest::SetTriangle;
 
 namespace {
 

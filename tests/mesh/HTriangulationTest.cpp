@@ -4,9 +4,7 @@
 
 #include "MeshTestSupport.h"
 
-using meshtest::P;
 using meshtest::Pos;
-using meshtest::SetTriangle;
 
 TEST(HTriangulation, DefaultAndEmptyObjectsAreSafeToUseWithASentinelBox) {
   CHTriangulation t;

@@ -124,3 +124,7 @@ inline long Pos(const CHTriangulation& t, const t_htriangle* p) {
 }
 
 }  // namespace meshtest
+
+// The helpers nearly every mesh test uses, by their short names.
+using meshtest::P;
+using meshtest::SetTriangle;

@@ -7,10 +7,8 @@
 #include "qssse/mesh/ScanSweep.h"
 
 using meshtest::ExpectPixels;
-using meshtest::P;
 using meshtest::RandomSoup;
 using meshtest::SameBits;
-using meshtest::SetTriangle;
 
 namespace {
 
@@ -52,16 +50,29 @@ void PlainStamp(const CHTriangulation& t, CSSEMatrix& m, int w, int h, float zOf
   }
 }
 
-// The whole conversion over the box from lo to hi in the plain rule.
-void PlainConvert(const CHTriangulation& t, CSSEMatrix& m, float zOffset, const SSEPoint& lo,
-                  const SSEPoint& hi, bool keepMax, float density) {
+// The whole conversion over the box from lo to hi in the plain rule, or with walkRows by the shipped
+// sweep with every triangle the row walk can take walked row by row.
+void ConvertInBox(const CHTriangulation& t, CSSEMatrix& m, float zOffset, const SSEPoint& lo,
+                  const SSEPoint& hi, bool keepMax, float density, bool walkRows = false) {
   const float wf = (hi.x - lo.x) / t.GetScanResX() + 0.5f, hf = (hi.y - lo.y) / t.GetScanResY() + 0.5f;
   if (!(wf >= 1.0f) || !(hf >= 1.0f) || t.GetNumTriangles() < 1) return;
   const int w = static_cast<int>(wf), h = static_cast<int>(hf);
   const float sentinel = keepMax ? kMaxSentinel : kMinSentinel;
   m.CreateNoClear(w, h);
   m.Fill(sentinel);
-  PlainStamp(t, m, w, h, zOffset, lo, keepMax, density);
+  if (!walkRows) {
+    PlainStamp(t, m, w, h, zOffset, lo, keepMax, density);
+  } else {
+    qssse::scan::Job job = qssse::scan::MakeJob(t, lo, w, h, zOffset);
+    job.density = density;
+    job.divideByDensity = density != 1.0f;
+    job.alwaysWalkRows = true;
+    if (keepMax) {
+      qssse::scan::Sweep<qssse::scan::CrossMax>(job, m);
+    } else {
+      qssse::scan::Sweep<qssse::scan::CrossMin>(job, m);
+    }
+  }
   m.ReplaceValueWithValue(sentinel, 0.0f, 1.0f);
 }
 
@@ -75,31 +86,11 @@ CSSEMatrix ShippedInBox(CHTriangulation& t, bool keepMax, float zOffset, SSEPoin
   } else {
     t.ScanConvertTriangulationMin_MinMaxPoint(&shipped, zOffset, lo, hi);
   }
-  PlainConvert(t, plain, zOffset, lo, hi, keepMax, 1.0f);
+  ConvertInBox(t, plain, zOffset, lo, hi, keepMax, 1.0f);
   EXPECT_TRUE(SameBits(shipped, plain)) << (keepMax ? "max" : "min");
   return shipped;
 }
 
-// The conversion of ConvertFresh with every triangle the row walk can take walked row by row.
-void WalkedConvert(const CHTriangulation& t, CSSEMatrix& m, float zOffset, const SSEPoint& lo,
-                   const SSEPoint& hi, bool keepMax, float density) {
-  const float wf = (hi.x - lo.x) / t.GetScanResX() + 0.5f, hf = (hi.y - lo.y) / t.GetScanResY() + 0.5f;
-  if (!(wf >= 1.0f) || !(hf >= 1.0f) || t.GetNumTriangles() < 1) return;
-  qssse::scan::Job job =
-      qssse::scan::MakeJob(t, lo, static_cast<int>(wf), static_cast<int>(hf), zOffset);
-  job.density = density;
-  job.divideByDensity = density != 1.0f;
-  job.alwaysWalkRows = true;
-  const float sentinel = keepMax ? kMaxSentinel : kMinSentinel;
-  m.CreateNoClear(job.width, job.height);
-  m.Fill(sentinel);
-  if (keepMax) {
-    qssse::scan::Sweep<qssse::scan::CrossMax>(job, m);
-  } else {
-    qssse::scan::Sweep<qssse::scan::CrossMin>(job, m);
-  }
-  m.ReplaceValueWithValue(sentinel, 0.0f, 1.0f);
-}
 
 // n triangles for the row walk: corners on the grid 0 .. 9 (sometimes stretched to 0 .. 333 in x or y,
 // for long triangles), heights 0 .. 9 times 1, 10, 100 or 300 (steep ones), some of them -0 or +0,
@@ -226,7 +217,7 @@ TEST(ScanConversion, SweepEqualsThePlainRuleOnRandomMeshesOfEverySmallSize) {
         } else {
           t.ScanConvertTriangulationMin(&shipped, 0.25f, extent % 2 ? 1.0f : 2.5f);
         }
-        PlainConvert(t, plain, 0.25f, lo, hi, keepMax, keepMax || extent % 2 ? 1.0f : 2.5f);
+        ConvertInBox(t, plain, 0.25f, lo, hi, keepMax, keepMax || extent % 2 ? 1.0f : 2.5f);
         EXPECT_TRUE(SameBits(shipped, plain)) << "extent " << extent << " res " << res << " max " << keepMax;
       }
     }
@@ -263,7 +254,7 @@ TEST(ScanConversion, SpreadCrossesEqualTheOrderedCrossesAtTheBordersAndBeyondThe
     const float zOffset = offsets[round % 4];
     for (bool keepMax : {true, false}) {
       CSSEMatrix shipped, fast, plain;
-      PlainConvert(t, plain, zOffset, lo, hi, keepMax, 1.0f);
+      ConvertInBox(t, plain, zOffset, lo, hi, keepMax, 1.0f);
       if (keepMax) {
         t.ScanConvertTriangulationMax(&shipped, zOffset);
       } else {
@@ -299,8 +290,8 @@ TEST(ScanConversion, RowWalkStampsWhatTheSamplesStampOnRandomSteepAndLongTriangl
     for (bool keepMax : {true, false}) {
       const float density = keepMax || round % 2 ? 1.0f : 1.5f;
       CSSEMatrix plain, rows, shipped;
-      PlainConvert(t, plain, zOffset, lo, hi, keepMax, density);
-      WalkedConvert(t, rows, zOffset, lo, hi, keepMax, density);
+      ConvertInBox(t, plain, zOffset, lo, hi, keepMax, density);
+      ConvertInBox(t, rows, zOffset, lo, hi, keepMax, density, true);
       if (keepMax) {
         t.ScanConvertTriangulationMax_MinMaxPoint(&shipped, zOffset, lo, hi);
       } else if (density == 1.0f) {

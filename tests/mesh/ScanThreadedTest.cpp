@@ -6,9 +6,7 @@
 #include "MeshTestSupport.h"
 #include "qssse/mesh/ScanWorkers.h"
 
-using meshtest::P;
 using meshtest::SameBits;
-using meshtest::SetTriangle;
 
 namespace {
 

@@ -7,8 +7,6 @@
 
 namespace {
 
-using meshtest::P;
-using meshtest::SetTriangle;
 
 // A flat square of height 4 from (10, 20) to (30, 40), two triangles, scan resolution 1; t holds two.
 void FlatSquare(CHTriangulation& t) {

@@ -9,9 +9,7 @@
 #include "qssse/platform/WorkBudget.h"
 #include "qssse/platform/WorkBudgetException.h"
 
-using meshtest::P;
 using meshtest::SameBits;
-using meshtest::SetTriangle;
 
 namespace {
 

@@ -10,10 +10,8 @@
 
 #include "MeshTestSupport.h"
 
-using meshtest::P;
 using meshtest::RandomSoup;
 using meshtest::PrepareScan;
-using meshtest::SetTriangle;
 
 namespace {
 

@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "io/IoTestSupport.h"
 #include "qssse/io/HeightField.h"
 #include "qssse/io/MeshFile.h"
 #include "qssse/mesh/HTriangulation.h"
@@ -253,9 +254,7 @@ TEST(LoaderAllOrNothing, IoCopiesCheckBeforeTheyChangeTheTarget) {
   CHTriangulation mesh;
   FillMesh(mesh, 2, 1.0f);
   const Bytes before = Streamed(mesh);
-  qssse::io::MeshData bad;
-  bad.vertices = {{0, 0, 0}, {1, 0, 0}, {0, 1, 0}};
-  bad.triangles = {{0, 1, 2}, {0, 1, 3}};
+  const qssse::io::MeshData bad = iotest::MeshOf({{0, 0, 0}, {1, 0, 0}, {0, 1, 0}}, {{0, 1, 2}, {0, 1, 3}});
   EXPECT_THROW(qssse::io::CopyToTriangulation(bad, mesh), CException);
   EXPECT_EQ(Streamed(mesh), before);
 

@@ -7,8 +7,6 @@
 #include "ToolTestSupport.h"
 #include "cli/Formats.h"
 
-using namespace qssse::tool;
-using tooltest::RunTool;
 
 namespace {
 
@@ -38,10 +36,10 @@ TEST(BorderCommand, LoopsAreListedLongestFirstAndWrittenAsOutlineOrPicture) {
   WriteMesh(dir / "ring.obj", RingAndIsland());
   const auto r = RunTool(dir, {"border", dir / "ring.obj", "-o", dir / "outer.txt"});
   ASSERT_EQ(r.status, 0) << r.err;
-  EXPECT_TRUE(Contains(r.out, "3 loops over 20 open sides of 18 triangles, 3-D length 20 in all"));
-  EXPECT_TRUE(Contains(r.out, "loop 1: 12 points, 3-D length 12, area 9 in x-y (counter-clockwise)"));
-  EXPECT_TRUE(Contains(r.out, "loop 2: 4 points, 3-D length 4, area 1 in x-y (clockwise)"));
-  EXPECT_TRUE(Contains(r.out, "loop 3: 4 points, 3-D length 4, area 1 in x-y (counter-clockwise)"));
+  EXPECT_TRUE(ContainsAll(r.out, {"3 loops over 20 open sides of 18 triangles, 3-D length 20 in all",
+      "loop 1: 12 points, 3-D length 12, area 9 in x-y (counter-clockwise)",
+      "loop 2: 4 points, 3-D length 4, area 1 in x-y (clockwise)",
+      "loop 3: 4 points, 3-D length 4, area 1 in x-y (counter-clockwise)"}));
   const OutlinePoints outer = ReadOutline(dir / "outer.txt");
   ASSERT_EQ(outer.size(), 12u);
   for (const Vertex& p : outer) {
@@ -97,8 +95,8 @@ TEST(BorderCommand, MeshOfAHeightFieldHasOneLoopPerHoleAndTheOuterBorder) {
   ASSERT_EQ(RunTool(dir, {"mesh", dir / "f.pfm", dir / "f.stl", "--threshold", "1"}).status, 0);
   const auto r = RunTool(dir, {"border", dir / "f.stl"});
   ASSERT_EQ(r.status, 0) << r.err;
-  EXPECT_TRUE(Contains(r.out, "3 loops over 48 open sides of 190 triangles"));
-  EXPECT_TRUE(Contains(r.out, "loop 1: 40 points, 3-D length 40, area 99 in x-y (counter-clockwise)"));
-  EXPECT_TRUE(Contains(r.out, "loop 2: 4 points, 3-D length 5.65685, area 2 in x-y (clockwise)"));
-  EXPECT_TRUE(Contains(r.out, "loop 3: 4 points, 3-D length 5.65685, area 2 in x-y (clockwise)"));
+  EXPECT_TRUE(ContainsAll(r.out, {"3 loops over 48 open sides of 190 triangles",
+      "loop 1: 40 points, 3-D length 40, area 99 in x-y (counter-clockwise)",
+      "loop 2: 4 points, 3-D length 5.65685, area 2 in x-y (clockwise)",
+      "loop 3: 4 points, 3-D length 5.65685, area 2 in x-y (clockwise)"}));
 }

@@ -20,7 +20,6 @@
 #include "cli/Synthetic.h"
 #include "qssse/polygon/SSE3dPolygon.h"
 
-using namespace qssse::tool;
 
 namespace {
 
@@ -105,9 +104,7 @@ TEST(SyntheticCrown, MarginRingLiesOnTheMarginRadiusAtTheMarginHeight) {
 }
 
 TEST_F(Demo, WritesItsPicturesAndASummaryThatAgreeWithTheFiles) {
-  EXPECT_TRUE(Contains(run_->out, "synthetic crown"));
-  EXPECT_TRUE(Contains(run_->out, "chamfer distance"));
-  EXPECT_TRUE(Contains(run_->out, "restoration octree"));
+  EXPECT_TRUE(ContainsAll(run_->out, {"synthetic crown", "chamfer distance", "restoration octree"}));
   EXPECT_TRUE(run_->err.empty()) << run_->err;  // no progress output when stderr is not a terminal
   const SyntheticCrown crown = MakeSyntheticCrown(kSize);
   EXPECT_EQ(ReadHeightField(Out("crown.pfm")).values, crown.heights.values);
@@ -135,8 +132,7 @@ TEST_F(Demo, WritesItsPicturesAndASummaryThatAgreeWithTheFiles) {
     for (int x = 0; x < kSize; ++x)
       maskPixels += margin.PointInLineInnerArea(static_cast<float>(x), static_cast<float>(y), 1);
   }
-  EXPECT_TRUE(Contains(json, "\"maskPixels\": " + std::to_string(maskPixels)));
-  EXPECT_TRUE(Contains(json, "\"outlines.svg\""));
+  EXPECT_TRUE(ContainsAll(json, {"\"maskPixels\": " + std::to_string(maskPixels), "\"outlines.svg\""}));
   EXPECT_TRUE(Contains(tooltest::ReadText(Out("outlines.svg")), "<polygon"));
   EXPECT_TRUE(Contains(tooltest::ReadText(Out("footprint.svg")), "<polygon"));
 }
@@ -235,9 +231,7 @@ TEST_F(Demo, SummaryJsonEscapesTextAndWritesNonFiniteResultsAsNull) {
   s.Result("one", 1.0);
   s.File("a\"b\n.png");
   const std::string text = s.Json(16);
-  EXPECT_TRUE(Contains(text, "\"nan\": null"));
-  EXPECT_TRUE(Contains(text, "\"one\": 1"));
-  EXPECT_TRUE(Contains(text, "\"a\\\"b\\u000a.png\""));
+  EXPECT_TRUE(ContainsAll(text, {"\"nan\": null", "\"one\": 1", "\"a\\\"b\\u000a.png\""}));
 }
 
 TEST_F(Demo, SizeThatNeedsMoreMemoryThanAvailableIsRefusedWithTheFigureBeforeAnythingIsWritten) {

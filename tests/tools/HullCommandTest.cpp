@@ -8,8 +8,6 @@
 #include "ToolTestSupport.h"
 #include "cli/Formats.h"
 
-using namespace qssse::tool;
-using tooltest::RunTool;
 
 namespace {
 

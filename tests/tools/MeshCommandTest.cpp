@@ -16,8 +16,6 @@
 #include "qssse/polygon/SSE3dPolygon.h"
 #include "qssse/raster/SSEMatrix.h"
 
-using namespace qssse::tool;
-using tooltest::RunTool;
 using tooltest::Square;
 
 namespace {

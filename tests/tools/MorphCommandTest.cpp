@@ -9,9 +9,7 @@
 #include "cli/Morphology.h"
 #include "qssse/raster/SSEMatrix.h"
 
-using namespace qssse::tool;
 using tooltest::ExpectPixels;
-using tooltest::RunTool;
 
 namespace {
 

@@ -6,8 +6,6 @@
 #include "ToolTestSupport.h"
 #include "cli/Formats.h"
 
-using namespace qssse::tool;
-using tooltest::RunTool;
 
 namespace {
 

@@ -8,8 +8,6 @@
 #include "ToolTestSupport.h"
 #include "cli/Formats.h"
 
-using namespace qssse::tool;
-using tooltest::RunTool;
 
 namespace {
 
@@ -31,9 +29,7 @@ std::vector<std::string> WriteOneOfEach(const tooltest::TempDir& dir) {
   eight.png.bits = 8;
   WriteHeightField(dir / "a8.png", f, eight);
   WriteHeightField(dir / "a.qsm", f);
-  MeshData m;
-  m.vertices = {{0, 0, 0}, {1, 0, 1}, {0, 1, 2}};
-  m.triangles = {{0, 1, 2}};
+  const MeshData m = tooltest::MeshOf({{0, 0, 0}, {1, 0, 1}, {0, 1, 2}}, {{0, 1, 2}});
   WriteMesh(dir / "a.stl", m);
   WriteMesh(dir / "a.ply", m);
   return {"a.pfm", "a.npy", "a.png", "a8.png", "a.qsm", "a.stl", "a.ply"};
@@ -61,8 +57,7 @@ TEST(Program, EveryCommandHasHelpAndBadOrMissingCommandsExitWithTwoListingTheCom
        std::vector<std::vector<std::string>>{{"bogus"}, {}, {"--bogus"}, {"bogus", "demo"}}) {
     const auto r = RunTool(dir, args);
     EXPECT_TRUE(FailedInOneLine(r, 2, "qssse"));
-    EXPECT_TRUE(Contains(r.err, "the commands are demo, mesh, scan, fill, morph, info, "));
-    EXPECT_TRUE(Contains(r.err, "border"));
+    EXPECT_TRUE(ContainsAll(r.err, {"the commands are demo, mesh, scan, fill, morph, info, ", "border"}));
   }
   EXPECT_EQ(RunTool(dir, {"bogus"}).err.rfind("qssse: 'bogus' is not a command; ", 0), 0u);
 }
@@ -74,15 +69,11 @@ TEST(Program, InfoDescribesEachFormatWithItsNumbers) {
   const auto r = RunTool(dir, {"info", dir / "a.pfm", dir / "a.npy", dir / "a.png", dir / "a.qsm",
                                dir / "a.stl", dir / "a.ply", dir / "ring.txt"});
   ASSERT_EQ(r.status, 0) << r.err;
-  EXPECT_TRUE(Contains(r.out, "a.pfm: PFM height field 6 x 5, heights 0 .. 13"));
-  EXPECT_TRUE(Contains(r.out, "a.npy: NPY height field 6 x 5, heights 0 .. 13"));
-  EXPECT_TRUE(Contains(r.out, "a.png: PNG image 6 x 5, 16-bit grey"));
-  EXPECT_TRUE(Contains(r.out, "a.png: PNG height field 6 x 5, heights 0 .. 13"));
-  EXPECT_TRUE(Contains(r.out, "a.qsm: qssse matrix height field 6 x 5"));
-  EXPECT_TRUE(Contains(r.out, "a.stl: binary STL mesh, 1 triangles, 3 vertices"));
-  EXPECT_TRUE(Contains(r.out, "a.ply: PLY mesh, 1 triangles"));
-  EXPECT_TRUE(Contains(r.out, "ring.txt: outline of 3 points"));
-  EXPECT_TRUE(Contains(r.out, "area 6"));
+  EXPECT_TRUE(ContainsAll(r.out, {"a.pfm: PFM height field 6 x 5, heights 0 .. 13",
+      "a.npy: NPY height field 6 x 5, heights 0 .. 13", "a.png: PNG image 6 x 5, 16-bit grey",
+      "a.png: PNG height field 6 x 5, heights 0 .. 13", "a.qsm: qssse matrix height field 6 x 5",
+      "a.stl: binary STL mesh, 1 triangles, 3 vertices", "a.ply: PLY mesh, 1 triangles",
+      "ring.txt: outline of 3 points", "area 6"}));
 }
 
 TEST(Program, EveryPrefixOfEveryFormatFailsWithOneLineNamingTheFile) {
@@ -144,9 +135,7 @@ TEST(Program, MorphWritesTheLibraryResultInTheFormatOfTheOutputName) {
 TEST(Program, EveryCommandKeepsOneSizeRuleWithOneMessageBeforeAllocating) {
   tooltest::TempDir dir;
   WriteHeightField(dir / "a.pfm", Ramp(6, 5));
-  MeshData m;
-  m.vertices = {{0, 0, 0}, {10, 0, 1}, {0, 10, 2}};
-  m.triangles = {{0, 1, 2}};
+  const MeshData m = tooltest::MeshOf({{0, 0, 0}, {10, 0, 1}, {0, 10, 2}}, {{0, 1, 2}});
   WriteMesh(dir / "t.stl", m);
   WriteFileBytes(dir / "ring.txt", "0 0 1\n4 0 1\n4 3 1\n");
   // A PFM header announcing one column of 32000 rows: the matrix holds 31999.

@@ -10,8 +10,6 @@
 #include "ToolTestSupport.h"
 #include "cli/Formats.h"
 
-using namespace qssse::tool;
-using tooltest::RunTool;
 
 namespace {
 
@@ -29,9 +27,7 @@ HeightField Bumpy(int w, int h) {
 TEST(ScanCommand, TheZBufferMarksOnlyUncoveredPixelsAsNoData) {
   // A half square at height 0: its pixels hold a real 0, the other half no height.
   tooltest::TempDir dir;
-  MeshData m;
-  m.vertices = {{0, 0, 0}, {4, 0, 0}, {0, 4, 0}, {4, 4, 7}};
-  m.triangles = {{0, 1, 2}};
+  const MeshData m = tooltest::MeshOf({{0, 0, 0}, {4, 0, 0}, {0, 4, 0}, {4, 4, 7}}, {{0, 1, 2}});
   WriteMesh(dir / "half.ply", m);
   const auto r = RunTool(dir, {"scan", dir / "half.ply", dir / "h.pfm", "--nodata-out", "nan"});
   ASSERT_EQ(r.status, 0);
@@ -48,9 +44,7 @@ TEST(ScanCommand, TheZBufferMarksOnlyUncoveredPixelsAsNoData) {
 
 TEST(ScanCommand, FlatSquareFillsItsGridPointsAndARequestedSizeIsKept) {
   tooltest::TempDir dir;
-  MeshData m;
-  m.vertices = {{0, 0, 2}, {10, 0, 2}, {10, 10, 2}, {0, 10, 2}};
-  m.triangles = {{0, 1, 2}, {0, 2, 3}};
+  const MeshData m = tooltest::MeshOf({{0, 0, 2}, {10, 0, 2}, {10, 10, 2}, {0, 10, 2}}, {{0, 1, 2}, {0, 2, 3}});
   WriteMesh(dir / "sq.ply", m);
   const auto r =
       RunTool(dir, {"scan", dir / "sq.ply", dir / "sq.npy", "--resolution", "0.5", "--z-offset", "5"});
@@ -82,8 +76,7 @@ TEST(ScanCommand, ByDefaultAMeshedFieldComesBackExactlyAndStampsKeepTheirBoundsW
     if (low) args.push_back("--min");
     const auto r = RunTool(dir, args);
     ASSERT_EQ(r.status, 0) << r.err;
-    EXPECT_TRUE(Contains(r.out, "9 x 7 pixels, 63 covered"));
-    EXPECT_TRUE(Contains(r.out, "heights as in the mesh"));
+    EXPECT_TRUE(ContainsAll(r.out, {"9 x 7 pixels, 63 covered", "heights as in the mesh"}));
     const HeightField back = ReadHeightField(dir / "r.pfm");
     EXPECT_EQ(back.width, 9);
     EXPECT_EQ(back.height, 7);
@@ -123,9 +116,7 @@ TEST(ScanCommand, RefiningLeavesNoHalo) {
   // A flat triangle whose long side misses the pixel centres: the crosses reach beyond it, the refined
   // form does not.
   tooltest::TempDir dir;
-  MeshData half;
-  half.vertices = {{0, 0, 3}, {10.3f, 0, 3}, {0, 9.7f, 3}};
-  half.triangles = {{0, 1, 2}};
+  const MeshData half = tooltest::MeshOf({{0, 0, 3}, {10.3f, 0, 3}, {0, 9.7f, 3}}, {{0, 1, 2}});
   WriteMesh(dir / "half.ply", half);
   ASSERT_EQ(RunTool(dir, {"scan", dir / "half.ply", dir / "s.pfm", "--method", "stamp", "--z-offset", "1"}).status, 0);
   ASSERT_EQ(
@@ -151,9 +142,7 @@ TEST(ScanCommand, HelpNamesTheMethodsAndBadRequestsFailInOneLine) {
   for (const char* method : {"  zbuffer  ", "  stamp  ", "  stamp-refined  "}) {
     EXPECT_TRUE(Contains(help.out, method));
   }
-  MeshData m;
-  m.vertices = {{0, 0, 0}, {100, 0, 0}, {0, 100, 1}};
-  m.triangles = {{0, 1, 2}};
+  const MeshData m = tooltest::MeshOf({{0, 0, 0}, {100, 0, 0}, {0, 100, 1}}, {{0, 1, 2}});
   WriteMesh(dir / "t.stl", m);
   const std::vector<std::pair<std::vector<std::string>, std::string>> cases = {
       {{"scan", dir / "t.stl", dir / "o.pfm", "--resolution", "0.001"}, "raise --resolution"},
@@ -200,9 +189,8 @@ TEST(ScanCommand, AMeshedSpikeIsStampedWithoutSamplingItsHeight) {
 TEST(ScanCommand, StampsPlanningMoreThanTheWorkBudgetFailInOneLine) {
   // Two needles 16 million high with their far sides 1000 pixels long: 1.1e7 rows of 1000 pixels each.
   tooltest::TempDir dir;
-  MeshData m;
-  m.vertices = {{0, 0, 0}, {1, 0, 16000000}, {1000, 1, 0}, {0, 2, 0}, {1, 2, 16000000}, {1000, 3, 0}};
-  m.triangles = {{0, 1, 2}, {3, 4, 5}};
+  const MeshData m =
+      tooltest::MeshOf({{0, 0, 0}, {1, 0, 16000000}, {1000, 1, 0}, {0, 2, 0}, {1, 2, 16000000}, {1000, 3, 0}}, {{0, 1, 2}, {3, 4, 5}});
   WriteMesh(dir / "n.ply", m);
   for (const char* threads : {"", "--threads"}) {
     std::vector<std::string> args = {"scan", dir / "n.ply", dir / "o.pfm", "--method", "stamp"};

@@ -10,6 +10,7 @@
 // captured.
 namespace tooltest {
 
+using iotest::MeshOf;
 using iotest::ReadAll;
 using iotest::ReadText;
 using iotest::RunResult;
@@ -62,4 +63,7 @@ inline qssse::tool::OutlinePoints Square(float a, float b, float spacing) {
 }  // namespace tooltest
 
 using iotest::Contains;
+using iotest::ContainsAll;
 using tooltest::FailedInOneLine;
+using tooltest::RunTool;
+using namespace qssse::tool;

@@ -10,8 +10,6 @@
 #include "ToolTestSupport.h"
 #include "cli/Formats.h"
 
-using namespace qssse::tool;
-using tooltest::RunTool;
 
 namespace {
 
@@ -92,8 +90,7 @@ TEST(TriangulateCommand, ClockwiseOutlinesAndRepeatedPointsAreTakenCareOf) {
   const auto r =
       RunTool(dir, {"triangulate", dir / "cw.txt", "-o", dir / "cw.stl", "--svg", dir / "pic.svg"});
   ASSERT_EQ(r.status, 0) << r.err;
-  EXPECT_TRUE(Contains(r.out, "1 repeated points dropped"));
-  EXPECT_TRUE(Contains(r.out, "ran clockwise"));
+  EXPECT_TRUE(ContainsAll(r.out, {"1 repeated points dropped", "ran clockwise"}));
   const MeshData m = ReadMesh(dir / "cw.stl");
   EXPECT_EQ(m.triangles.size(), 118u);
   EXPECT_GT(MeshArea2(WeldVertices(m)), 0.0);

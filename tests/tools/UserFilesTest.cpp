@@ -11,8 +11,6 @@
 #include "ToolTestSupport.h"
 #include "cli/Formats.h"
 
-using namespace qssse::tool;
-using tooltest::RunTool;
 
 namespace {
 
@@ -28,9 +26,8 @@ TEST(UserFiles, MeshMeshesTheWholeFieldByDefaultAndLeavesNoDataOut) {
   WriteHeightField(dir / "dem.npy", Dem());
   const auto r = RunTool(dir, {"mesh", dir / "dem.npy", dir / "dem.ply", "--nodata", "-9999"});
   ASSERT_EQ(r.status, 0) << r.err;
-  EXPECT_TRUE(Contains(r.out, "dem.npy: 2 of 12 pixels carry no height"));
-  EXPECT_TRUE(Contains(r.out, "left out of the mesh"));
-  EXPECT_TRUE(Contains(r.out, "dem.ply: threshold -50.0012512 (auto: just below the lowest height -50)"));
+  EXPECT_TRUE(ContainsAll(r.out, {"dem.npy: 2 of 12 pixels carry no height", "left out of the mesh",
+      "dem.ply: threshold -50.0012512 (auto: just below the lowest height -50)"}));
   // Two full cells in each of the first two cell columns and one triangle in each cell of the third:
   // the no-data corners of the last column take no part.
   const MeshData m = ReadMesh(dir / "dem.ply");
@@ -54,9 +51,7 @@ TEST(UserFiles, MeshMeshesTheWholeFieldByDefaultAndLeavesNoDataOut) {
 
 TEST(UserFiles, ScanWritesNanWhereNoTriangleLiesWhenAsked) {
   tooltest::TempDir dir;
-  MeshData m;
-  m.vertices = {{0, 0, 2}, {10, 0, 2}, {10, 10, 2}, {0, 10, 2}};
-  m.triangles = {{0, 1, 2}, {0, 2, 3}};
+  const MeshData m = tooltest::MeshOf({{0, 0, 2}, {10, 0, 2}, {10, 10, 2}, {0, 10, 2}}, {{0, 1, 2}, {0, 2, 3}});
   WriteMesh(dir / "sq.off", m);
   const auto r = RunTool(dir, {"scan", dir / "sq.off", dir / "sq.pfm", "--resolution", "0.5", "--z-offset",
                                "5", "--nodata-out", "nan", "--method", "stamp"});
@@ -88,8 +83,8 @@ TEST(UserFiles, EveryCommandTellsFilesByTheirContents) {
                       "OFF\n# a unit square\n4 1 0\n0 0 1\n4 0 1\n4 4 1\n0 4 1\n4 0 1 2 3\n");
   const auto off = RunTool(dir, {"info", dir / "square.off"});
   ASSERT_EQ(off.status, 0) << off.err;
-  EXPECT_TRUE(Contains(off.out, "square.off: OFF mesh, 2 triangles, 4 vertices (4 distinct)"));
-  EXPECT_TRUE(Contains(off.out, "1 polygon of more than three corners split into triangles"));
+  EXPECT_TRUE(ContainsAll(off.out, {"square.off: OFF mesh, 2 triangles, 4 vertices (4 distinct)",
+      "1 polygon of more than three corners split into triangles"}));
   const auto scanned = RunTool(dir, {"scan", dir / "square.off", dir / "square.pfm"});
   ASSERT_EQ(scanned.status, 0) << scanned.err;
   EXPECT_TRUE(Contains(scanned.out, "square.off: 1 polygon of more than three corners split into 2 triangles in all"));
