@@ -30,8 +30,8 @@ int StretchCount(const CHTriangulation& t) {
 }  // namespace
 
 TEST(HTriangulationBorder, EachBorderTriangleContributesItsFirstOpenEdgeAndOneTriangleWalksTwoPoints) {
-  CHTriangulation t(1, 1, 1, 1);
-  SetTriangle(t, 0, P(0, 0, 0), P(1, 0, 0), P(0, 1, 0));
+  CHTriangulation t;
+  Triangles(t, {{P(0, 0, 0), P(1, 0, 0), P(0, 1, 0)}});
   t.CalcNeighbours();
   EXPECT_EQ(t.CollectBorderStretches(), 1);
   EXPECT_EQ(t.GetStretchList()->from, t.GetEdgeArray());
@@ -42,9 +42,9 @@ TEST(HTriangulationBorder, EachBorderTriangleContributesItsFirstOpenEdgeAndOneTr
   EXPECT_EQ(StretchCount(t), 1);  // the last stretch stays in the list
 
   // Each border triangle contributes its first open edge, the later ones at the head.
-  CHTriangulation two(2, 1, 1, 1);
-  SetTriangle(two, 0, P(0, 0, 9), P(1, 0, 0), P(0, 1, 0));
-  SetTriangle(two, 1, P(1, 0, 0), P(0, 1, 0), P(2, 1, 3));
+  CHTriangulation two;
+  Triangles(two, {{P(0, 0, 9), P(1, 0, 0), P(0, 1, 0)},
+                  {P(1, 0, 0), P(0, 1, 0), P(2, 1, 3)}});
   two.CalcNeighbours();  // 0.neighbour[1] = 1, 1.neighbour[0] = 0
   EXPECT_EQ(two.CollectBorderStretches(), 2);
   const t_stretch* head = two.GetStretchList();

@@ -11,10 +11,10 @@
 
 
 TEST(HTriangulationConvert, SharedCornersBecomeSharedVerticesAndComeBackAsCornersAndEmptyStaysEmpty) {
-  CHTriangulation t(3, 1, 1, 1);
-  SetTriangle(t, 0, P(0, 0, 0, 1), P(1, 0, 0), P(0, 1, 0));  // w is dropped
-  SetTriangle(t, 1, P(1, 0, 0), P(1, 1, 0), P(0, 1, 0));
-  SetTriangle(t, 2, P(-0.0f, 0, 0), P(1, 0, 0), P(1, 1, 2));  // -0 meets 0
+  CHTriangulation t;
+  Triangles(t, {{P(0, 0, 0, 1), P(1, 0, 0), P(0, 1, 0)},  // w is dropped
+                {P(1, 0, 0), P(1, 1, 0), P(0, 1, 0)},
+                {P(-0.0f, 0, 0), P(1, 0, 0), P(1, 1, 2)}});  // -0 meets 0
   std::unique_ptr<DmTriangulationStatic> dm(t.CreateDmTriangulationFromHTriangulation());
   ASSERT_EQ(dm->GetNumVertices(), 5);
   EXPECT_EQ(std::vector<int>(dm->GetIndices(), dm->GetIndices() + 9),

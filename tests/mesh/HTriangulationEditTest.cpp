@@ -34,8 +34,8 @@ std::vector<float> FirstXs(const CHTriangulation& t) {
 }  // namespace
 
 TEST(HTriangulationEdit, ShiftMovesCornersAndBoxesButNotTheCentre) {
-  CHTriangulation t(1, 1, 1, 1);
-  SetTriangle(t, 0, P(0, 0, 0), P(2, 0, 0), P(0, 4, 2));
+  CHTriangulation t;
+  Triangles(t, {{P(0, 0, 0), P(2, 0, 0), P(0, 4, 2)}});
   t.CalcSTV();
   t.CalcBoundingBox();
   t.CalcCenterPoint();
@@ -60,8 +60,8 @@ TEST(HTriangulationEdit, ShiftMovesCornersAndBoxesButNotTheCentre) {
 }
 
 TEST(HTriangulationEdit, BlowAndReScaleMultiplyCorners) {
-  CHTriangulation t(1, 1, 1, 1);
-  SetTriangle(t, 0, P(1, 1, 1, 1), P(2, 1, 1), P(1, 3, 1));
+  CHTriangulation t;
+  Triangles(t, {{P(1, 1, 1, 1), P(2, 1, 1), P(1, 3, 1)}});
   t.GetNormalArray()[0] = P(0, 0, 1);
   t.BlowTriangulation(2, 2, 2);
   EXPECT_POINT(t.GetEdgeArray()[0], 2, 2, 2, 0);
@@ -146,8 +146,8 @@ TEST(HTriangulationEdit, CombineAppendsCopiesAndReaimsOwnNeighbours) {
 }
 
 TEST(HTriangulationEdit, RotationsAndMatricesTurnCornersAndNormals) {
-  CHTriangulation t(1, 1, 1, 1);
-  SetTriangle(t, 0, P(1, 0, 0), P(0, 1, 0), P(0, 0, 1));
+  CHTriangulation t;
+  Triangles(t, {{P(1, 0, 0), P(0, 1, 0), P(0, 0, 1)}});
   t.GetNormalArray()[0] = P(1, 0, 0);
   const float half = std::numbers::pi_v<float> / 2;
   t.TransformVertices(0, 0, half);  // about z: x -> y

@@ -61,9 +61,9 @@ void CopyCorners(const CHTriangulation& from, CHTriangulation& to) {
 
 TEST(HTriangulationNeighbours, BitIdenticalCornersOrTheLooseLaneTestMakeNeighbours) {
   // Distinct heights at the far corners keep the loose lane test from matching them.
-  CHTriangulation t(2, 1, 1, 1);
-  SetTriangle(t, 0, P(0, 0, 5), P(1, 0, 0), P(0, 1, 0));
-  SetTriangle(t, 1, P(1, 0, 0), P(0, 1, 0), P(2, 1, 3));
+  CHTriangulation t;
+  Triangles(t, {{P(0, 0, 5), P(1, 0, 0), P(0, 1, 0)},
+                {P(1, 0, 0), P(0, 1, 0), P(2, 1, 3)}});
   t.CalcNeighbours();
   const t_htriangle* r = t.GetTriangles();
   EXPECT_EQ(r[0].neighbour[1], &r[1]);  // edge P1-P2 of the first
@@ -71,18 +71,18 @@ TEST(HTriangulationNeighbours, BitIdenticalCornersOrTheLooseLaneTestMakeNeighbou
   EXPECT_EQ(r[0].mark, 13);
   EXPECT_EQ(r[1].mark, 13);
 
-  CHTriangulation u(2, 1, 1, 1);
-  SetTriangle(u, 0, P(0, 0, 5), P(1, 0, 0), P(0, 1, 0));
-  SetTriangle(u, 1, P(std::nextafter(1.0f, 2.0f), 0, 0), P(0, 1, 0), P(2, 1, 3));
+  CHTriangulation u;
+  Triangles(u, {{P(0, 0, 5), P(1, 0, 0), P(0, 1, 0)},
+                {P(std::nextafter(1.0f, 2.0f), 0, 0), P(0, 1, 0), P(2, 1, 3)}});
   u.CalcNeighbours();
   EXPECT_EQ(u.GetTriangles()[0].neighbour[1], nullptr);
   EXPECT_EQ(u.GetTriangles()[1].neighbour[0], nullptr);
 
   // The loose lane test: (0,0,0) and (1,0,0) each find every lane among the second triangle's corners,
   // lane by lane, though the triangles share no corner; the reverse test finds no pair.
-  CHTriangulation v(2, 1, 1, 1);
-  SetTriangle(v, 0, P(0, 0, 0), P(1, 0, 0), P(0, 1, 0));
-  SetTriangle(v, 1, P(1, 1, 0), P(0, 5, 0), P(7, 0, 0));
+  CHTriangulation v;
+  Triangles(v, {{P(0, 0, 0), P(1, 0, 0), P(0, 1, 0)},
+                {P(1, 1, 0), P(0, 5, 0), P(7, 0, 0)}});
   v.CalcNeighbours();
   EXPECT_EQ(v.GetTriangles()[0].neighbour[0], &v.GetTriangles()[1]);
   for (int k = 0; k < 3; ++k) EXPECT_EQ(v.GetTriangles()[1].neighbour[k], nullptr);
@@ -90,11 +90,11 @@ TEST(HTriangulationNeighbours, BitIdenticalCornersOrTheLooseLaneTestMakeNeighbou
 
 TEST(HTriangulationNeighbours, CompleteTrianglesLeaveTheWorkingListAndTinyMeshesAreGuarded) {
   // A fan of a centre triangle and three around it: the centre completes and leaves the list.
-  CHTriangulation t(4, 1, 1, 1);
-  SetTriangle(t, 0, P(0, 0, 0), P(2, 0, 0), P(1, 2, 0));
-  SetTriangle(t, 1, P(2, 0, 0), P(0, 0, 0), P(1, -2, 0));
-  SetTriangle(t, 2, P(1, 2, 0), P(2, 0, 0), P(3, 2, 0));
-  SetTriangle(t, 3, P(0, 0, 0), P(1, 2, 0), P(-1, 2, 0));
+  CHTriangulation t;
+  Triangles(t, {{P(0, 0, 0), P(2, 0, 0), P(1, 2, 0)},
+                {P(2, 0, 0), P(0, 0, 0), P(1, -2, 0)},
+                {P(1, 2, 0), P(2, 0, 0), P(3, 2, 0)},
+                {P(0, 0, 0), P(1, 2, 0), P(-1, 2, 0)}});
   t.CalcNeighbours();
   const t_htriangle* r = t.GetTriangles();
   EXPECT_EQ(r[0].neighbour[0], &r[1]);

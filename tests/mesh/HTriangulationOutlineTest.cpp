@@ -55,10 +55,10 @@ TEST(HTriangulationOutline, OutlineClippedBuilderEqualsTheThresholdBuilderOnAMas
 
 TEST(HTriangulationOutline, BorderLineFollowsTheStretchListWhileItConnects) {
   // Three separate triangles with their first edges end to end; the list holds them in reverse order.
-  CHTriangulation t(3, 1, 1, 1);
-  SetTriangle(t, 0, P(2, 0, 1), P(3, 0, 1), P(3, 5, 1));
-  SetTriangle(t, 1, P(1, 0, 1), P(2, 0, 1), P(2, 5, 1));
-  SetTriangle(t, 2, P(0, 0, 1), P(1, 0, 1), P(1, 5, 1));
+  CHTriangulation t;
+  Triangles(t, {{P(2, 0, 1), P(3, 0, 1), P(3, 5, 1)},
+                {P(1, 0, 1), P(2, 0, 1), P(2, 5, 1)},
+                {P(0, 0, 1), P(1, 0, 1), P(1, 5, 1)}});
   CSSE3dPolygon line;
   t.FindBorderLine(&line);
   ASSERT_EQ(line.GetNumPoints(), 3);

@@ -55,8 +55,8 @@ TEST(HTriangulation, CreateNumbersAimsAndClearsEveryRecord) {
 }
 
 TEST(HTriangulation, DerivedDataOfOneTriangle) {
-  CHTriangulation t(1, 1, 1, 1);
-  SetTriangle(t, 0, P(1, 2, 3, 1), P(4, 0, 3), P(1, 5, -1));
+  CHTriangulation t;
+  Triangles(t, {{P(1, 2, 3, 1), P(4, 0, 3), P(1, 5, -1)}});
   t.CalcSTV();
   EXPECT_POINT(t.GetSArray()[0], 3, -2, 0, -1);
   EXPECT_POINT(t.GetTArray()[0], 0, 3, -4, -1);
@@ -79,8 +79,8 @@ TEST(HTriangulation, DerivedDataOfOneTriangle) {
 }
 
 TEST(HTriangulation, BoxCoordinatesBeyondTheSentinelsAreKept) {
-  CHTriangulation u(1, 1, 1, 1);
-  SetTriangle(u, 0, P(-3e6f, 0, 0), P(3e6f, 0, 0), P(0, 0, 0));
+  CHTriangulation u;
+  Triangles(u, {{P(-3e6f, 0, 0), P(3e6f, 0, 0), P(0, 0, 0)}});
   u.CalcBoundingBox();
   auto [lo, hi] = meshtest::Box(u);
   EXPECT_FLOAT_EQ(lo.x, -3e6f);
@@ -89,9 +89,9 @@ TEST(HTriangulation, BoxCoordinatesBeyondTheSentinelsAreKept) {
 }
 
 TEST(HTriangulation, DeepCopyKeepsItsDeliberateQuirksAndAssignmentSharesStorageUntilDetached) {
-  CHTriangulation src(2, 1, 1, 1);
-  SetTriangle(src, 0, P(0, 0, 9), P(2, 0, 1), P(0, 2, 1));
-  SetTriangle(src, 1, P(2, 0, 1), P(2, 2, 5), P(0, 2, 1));
+  CHTriangulation src;
+  Triangles(src, {{P(0, 0, 9), P(2, 0, 1), P(0, 2, 1)},
+                  {P(2, 0, 1), P(2, 2, 5), P(0, 2, 1)}});
   src.CalcSTV();
   src.CalcBoundingBox();
   src.CalcNeighbours();

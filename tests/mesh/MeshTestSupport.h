@@ -48,6 +48,15 @@ inline void PrepareScan(CHTriangulation& t, float res) {
   t.SetScanConvResolution(res, res, 1.0f);
 }
 
+// Makes t a mesh of scale 1 holding these triangles, with res > 0 also ready to convert at resolution res.
+inline void Triangles(CHTriangulation& t, std::initializer_list<std::array<SSEPoint, 3>> tris, float res = 0.0f) {
+  t.BaseInitialization(1.0f, 1.0f, 1.0f);
+  t.CreateTriangulation(static_cast<int>(tris.size()));
+  int i = 0;
+  for (const auto& c : tris) SetTriangle(t, i++, c[0], c[1], c[2]);
+  if (res > 0.0f) PrepareScan(t, res);
+}
+
 // n triangles with corners on the integer grid 0 .. extent-1 (ties, duplicates, slivers, zero-length
 // edges), heights -5 .. 4.
 inline void RandomSoup(CHTriangulation& t, std::mt19937& rng, int n, int extent) {
@@ -128,3 +137,4 @@ inline long Pos(const CHTriangulation& t, const t_htriangle* p) {
 // The helpers nearly every mesh test uses, by their short names.
 using meshtest::P;
 using meshtest::SetTriangle;
+using meshtest::Triangles;

@@ -118,9 +118,8 @@ void SteepSoup(CHTriangulation& t, std::mt19937& rng, int n) {
 // ---- the rule on small hand-checked inputs ----------------------------------------------------------
 
 TEST(ScanConversion, FlatTriangleFillsItsPatchWithHeightAboveTheBoxPlusOffset) {
-  CHTriangulation t(1, 1, 1, 1);
-  SetTriangle(t, 0, P(0, 0, 7), P(8, 0, 7), P(0, 8, 7));
-  meshtest::PrepareScan(t, 1.0f);
+  CHTriangulation t;
+  Triangles(t, {{P(0, 0, 7), P(8, 0, 7), P(0, 8, 7)}}, 1.0f);
   CSSEMatrix m;
   t.ScanConvertTriangulationMax(&m, 2.5f);
   ASSERT_EQ(m.GetSizeX(), 8);
@@ -136,18 +135,16 @@ TEST(ScanConversion, FlatTriangleFillsItsPatchWithHeightAboveTheBoxPlusOffset) {
 
 TEST(ScanConversion, SamplesInTheFrameAreDroppedAndTinyBoxesLeaveTheMatrixAlone) {
   // Corners on pixels 0 and 4 of a 4-pixel raster: only samples in 1..2 may stamp.
-  CHTriangulation t(1, 1, 1, 1);
-  SetTriangle(t, 0, P(0, 0, 1), P(4, 0, 1), P(0, 4, 1));
-  meshtest::PrepareScan(t, 1.0f);
+  CHTriangulation t;
+  Triangles(t, {{P(0, 0, 1), P(4, 0, 1), P(0, 4, 1)}}, 1.0f);
   t.SetScanConvResolution(4.0f, 4.0f, 1.0f);  // one sample only, at P0, pixel (0, 0): in the frame
   CSSEMatrix m;
   t.ScanConvertTriangulationMax(&m, 9.0f);
   ASSERT_EQ(m.GetSizeX(), 1);
   EXPECT_EQ(At(m, 0, 0), 0.0f);
 
-  CHTriangulation thin(1, 1, 1, 1);
-  SetTriangle(thin, 0, P(0, 0, 1), P(0.4f, 0, 1), P(0, 9, 1));
-  meshtest::PrepareScan(thin, 1.0f);
+  CHTriangulation thin;
+  Triangles(thin, {{P(0, 0, 1), P(0.4f, 0, 1), P(0, 9, 1)}}, 1.0f);
   CSSEMatrix kept;
   kept.Create(3, 3);
   kept.SetPoint(1, 1, 42.0f);
@@ -162,10 +159,9 @@ TEST(ScanConversion, SamplesInTheFrameAreDroppedAndTinyBoxesLeaveTheMatrixAlone)
 
 TEST(ScanConversion, MaximumAndMinimumKeepTheUpperAndLowerEnvelope) {
   // Two overlapping flat triangles at heights 1 and 3 over a box from z = 1.
-  CHTriangulation t(2, 1, 1, 1);
-  SetTriangle(t, 0, P(0, 0, 1), P(10, 0, 1), P(0, 10, 1));
-  SetTriangle(t, 1, P(0, 0, 3), P(10, 0, 3), P(0, 10, 3));
-  meshtest::PrepareScan(t, 1.0f);
+  CHTriangulation t;
+  Triangles(t, {{P(0, 0, 1), P(10, 0, 1), P(0, 10, 1)},
+                {P(0, 0, 3), P(10, 0, 3), P(0, 10, 3)}}, 1.0f);
   CSSEMatrix hi, lo;
   t.ScanConvertTriangulationMax(&hi, 0.0f);
   t.ScanConvertTriangulationMin(&lo, 0.0f, 1.0f);
@@ -177,9 +173,8 @@ TEST(ScanConversion, MaximumAndMinimumKeepTheUpperAndLowerEnvelope) {
 TEST(ScanConversion, DensitySamplesTheMinimumMoreFinelyAndBadDensityMeansOne) {
   // Cells of 3 units over a triangle 9 long: at density 1 the samples stop a step short of the
   // hypotenuse, at density 4 they reach pixels beyond it.
-  CHTriangulation t(1, 1, 1, 1);
-  SetTriangle(t, 0, P(0, 0, 0), P(27, 0, 0), P(0, 27, 0));
-  meshtest::PrepareScan(t, 3.0f);
+  CHTriangulation t;
+  Triangles(t, {{P(0, 0, 0), P(27, 0, 0), P(0, 27, 0)}}, 3.0f);
   CSSEMatrix one, four, bad;
   t.ScanConvertTriangulationMin(&one, 1.0f, 1.0f);
   t.ScanConvertTriangulationMin(&four, 1.0f, 4.0f);
@@ -343,12 +338,11 @@ TEST(ScanConversion, CallersBoxSetsSizeAndOrigin) {
 }
 
 TEST(ScanConversion, DegenerateAndNonFiniteTrianglesNeverCrash) {
-  CHTriangulation t(4, 1, 1, 1);
-  SetTriangle(t, 0, P(3, 3, 1), P(3, 3, 1), P(3, 3, 1));          // a point: one sample
-  SetTriangle(t, 1, P(0, 0, 0), P(1e30f, 0, 0), P(0, 1e30f, 0));  // step far below 2^-24: skipped
-  SetTriangle(t, 2, P(NAN, 2, 0), P(1, 2, 0), P(2, 2, 0));        // NaN pixel: dropped
-  SetTriangle(t, 3, P(6, 6, 2), P(6, 6, 2), P(6, 6, 2));
-  meshtest::PrepareScan(t, 1.0f);
+  CHTriangulation t;
+  Triangles(t, {{P(3, 3, 1), P(3, 3, 1), P(3, 3, 1)},  // a point: one sample
+                {P(0, 0, 0), P(1e30f, 0, 0), P(0, 1e30f, 0)},  // step far below 2^-24: skipped
+                {P(NAN, 2, 0), P(1, 2, 0), P(2, 2, 0)},  // NaN pixel: dropped
+                {P(6, 6, 2), P(6, 6, 2), P(6, 6, 2)}}, 1.0f);
   SSEPoint lo = P(0, 0, 0), hi = P(8, 8, 2);
   CSSEMatrix m;
   t.ScanConvertTriangulationMax_MinMaxPoint(&m, 0.0f, lo, hi);
@@ -358,10 +352,9 @@ TEST(ScanConversion, DegenerateAndNonFiniteTrianglesNeverCrash) {
 TEST(ScanConversion, ANaNHeightStampedAfterOthersStaysAsTheLoopLeavesIt) {
   // A flat triangle, then a point of height NaN on one of its pixels: the loop stamps the NaN last, so
   // its cross keeps NaN; stamps held back for folding must not overtake it.
-  CHTriangulation t(2, 1, 1, 1);
-  SetTriangle(t, 0, P(0, 0, 1), P(6, 0, 1), P(0, 6, 1));
-  SetTriangle(t, 1, P(2, 2, NAN), P(2, 2, NAN), P(2, 2, NAN));
-  meshtest::PrepareScan(t, 1.0f);
+  CHTriangulation t;
+  Triangles(t, {{P(0, 0, 1), P(6, 0, 1), P(0, 6, 1)},
+                {P(2, 2, NAN), P(2, 2, NAN), P(2, 2, NAN)}}, 1.0f);
   SSEPoint lo = P(0, 0, 0), hi = P(8, 8, 2);
   for (bool keepMax : {true, false}) {
     const CSSEMatrix shipped = ShippedInBox(t, keepMax, 0.5f, lo, hi);
@@ -373,9 +366,8 @@ TEST(ScanConversion, ANaNHeightStampedAfterOthersStaysAsTheLoopLeavesIt) {
 // ---- NoDelete, the y band and limited ranges ----------------------------------------------------------
 
 TEST(ScanConversion, NoDeleteCombinesWithTheContentsWithinTheMatrixSize) {
-  CHTriangulation t(1, 1, 1, 1);
-  SetTriangle(t, 0, P(0, 0, 4), P(12, 0, 4), P(0, 12, 4));  // heights relative to the box: 0
-  meshtest::PrepareScan(t, 1.0f);
+  CHTriangulation t;
+  Triangles(t, {{P(0, 0, 4), P(12, 0, 4), P(0, 12, 4)}}, 1.0f);  // heights relative to the box: 0
   CSSEMatrix m;
   m.Create(6, 6);  // smaller than the 12 x 12 extent: clamped to it
   m.Fill(-1.0f);
@@ -401,11 +393,10 @@ TEST(ScanConversion, NoDeleteCombinesWithTheContentsWithinTheMatrixSize) {
 }
 
 TEST(ScanConversion, YAreaStampsOnlyTrianglesWhoseFirstCornerLiesStrictlyInside) {
-  CHTriangulation t(3, 1, 1, 1);
-  SetTriangle(t, 0, P(2, 2, 1), P(2, 2, 1), P(2, 2, 1));
-  SetTriangle(t, 1, P(5, 5, 2), P(5, 5, 2), P(5, 5, 2));
-  SetTriangle(t, 2, P(0, 0, 0), P(10, 10, 0), P(10, 0, 0));
-  meshtest::PrepareScan(t, 1.0f);
+  CHTriangulation t;
+  Triangles(t, {{P(2, 2, 1), P(2, 2, 1), P(2, 2, 1)},
+                {P(5, 5, 2), P(5, 5, 2), P(5, 5, 2)},
+                {P(0, 0, 0), P(10, 10, 0), P(10, 0, 0)}}, 1.0f);
   CSSEMatrix m;
   m.Create(10, 10);
   t.ScanConvertTriangulationMaxNoDeleteInYArea(&m, 2.0f, 6.0f);  // y = 2 is on the bound: out
@@ -453,10 +444,9 @@ TEST(ScanConversion, LimitedRangesIntoOneMatrixMakeTheWholeConversion) {
 TEST(ScanConversion, RefinementReplacesCoveredPixelsByTheExactEnvelope) {
   // A plane z = x over 0..8: the crosses carry samples taken between pixel centres up to a pixel too
   // far; the refinement puts back z = x on every covered pixel centre and leaves the rest.
-  CHTriangulation t(2, 1, 1, 1);
-  SetTriangle(t, 0, P(0, 0, 0), P(8, 8, 8), P(0, 8, 0));
-  SetTriangle(t, 1, P(0, 0, 0), P(8, 0, 8), P(8, 8, 8));
-  meshtest::PrepareScan(t, 1.0f);
+  CHTriangulation t;
+  Triangles(t, {{P(0, 0, 0), P(8, 8, 8), P(0, 8, 0)},
+                {P(0, 0, 0), P(8, 0, 8), P(8, 8, 8)}}, 1.0f);
   CSSEMatrix m;
   t.ScanConvertTriangulationMax(&m, 0.0f);
   EXPECT_GT(At(m, 3, 4), 3.0f);  // dilated
@@ -467,9 +457,8 @@ TEST(ScanConversion, RefinementReplacesCoveredPixelsByTheExactEnvelope) {
   CSSEMatrix low;
   low.Create(8, 8);
   low.Fill(-7.0f);
-  CHTriangulation half(1, 1, 1, 1);
-  SetTriangle(half, 0, P(0, 0, 0), P(8, 0, 8), P(8, 8, 8));
-  meshtest::PrepareScan(half, 1.0f);
+  CHTriangulation half;
+  Triangles(half, {{P(0, 0, 0), P(8, 0, 8), P(8, 8, 8)}}, 1.0f);
   half.RefineScanConvImage(&low, 1.0f);
   EXPECT_EQ(At(low, 6, 2), 7.0f);
   EXPECT_EQ(At(low, 2, 6), -7.0f);  // not covered

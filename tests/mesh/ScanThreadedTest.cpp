@@ -104,9 +104,8 @@ TEST(ScanThreaded, EmptyMeshesAndBoxesLeaveTheMatrixAlone) {
   m.SetPoint(1, 1, 3.0f);
   CHTriangulation empty(0, 1, 1, 1);
   empty.FastScanConvertTriangulation(&m, 0.0f, true);
-  CHTriangulation dot(1, 1, 1, 1);
-  SetTriangle(dot, 0, P(1, 1, 1), P(1, 1, 1), P(1, 1, 1));
-  meshtest::PrepareScan(dot, 1.0f);
+  CHTriangulation dot;
+  Triangles(dot, {{P(1, 1, 1), P(1, 1, 1), P(1, 1, 1)}}, 1.0f);
   dot.FastScanConvertTriangulation(&m, 0.0f, false);
   dot.FastScanConvertTriangulation(nullptr, 0.0f, false);
   EXPECT_EQ(m.GetSizeX(), 4);

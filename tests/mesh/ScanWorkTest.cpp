@@ -104,10 +104,9 @@ TEST(ScanWork, TheSpikeMeshPlansItsRowsAndTheDefaultBudgetRefusesItWithTheMatrix
 }
 
 TEST(ScanWork, PlansFollowTheRangeTheYBandAndTheDensityAndWorkWithinTheAllowanceIsNeverRefused) {
-  CHTriangulation t(2, 1, 1, 1);
-  SetTriangle(t, 0, P(0, 0, 0), P(10, 0, 0), P(0, 10, 0));   // step sqrt(2) / 10: 8 rows, 36 samples
-  SetTriangle(t, 1, P(0, 0, 0), P(1, 0, 3e7f), P(0, 1, 0));   // step below 2^-24: skipped, no steps
-  meshtest::PrepareScan(t, 1.0f);
+  CHTriangulation t;
+  Triangles(t, {{P(0, 0, 0), P(10, 0, 0), P(0, 10, 0)},  // step sqrt(2) / 10: 8 rows, 36 samples
+                {P(0, 0, 0), P(1, 0, 3e7f), P(0, 1, 0)}}, 1.0f);  // step below 2^-24: skipped, no steps
   EXPECT_EQ(t.PlanSampledScanWork(0, 1, 1.0f), 36.0);
   EXPECT_EQ(t.PlanSampledScanWork(-4, 0, 2.0f), 120.0);  // 15 rows at half the step
   EXPECT_EQ(t.PlanSampledScanWork(1, 0, 1.0f), 0.0);

@@ -215,9 +215,9 @@ TEST(ScanZBuffer, TheWorkDependsOnTheCoveredAreaNotOnTheHeights) {
 
 TEST(ScanZBuffer, UncoveredPixelsTakeTheNoDataValueAndOverlapsTheEnvelope) {
   // Two triangles over the same half square at heights 1 and 3, the other half empty.
-  CHTriangulation t(2, 1, 1, 1);
-  SetTriangle(t, 0, P(0, 0, 1), P(4, 0, 1), P(0, 4, 1));
-  SetTriangle(t, 1, P(0, 0, 3), P(4, 0, 3), P(0, 4, 3));
+  CHTriangulation t;
+  Triangles(t, {{P(0, 0, 1), P(4, 0, 1), P(0, 4, 1)},
+                {P(0, 0, 3), P(4, 0, 3), P(0, 4, 3)}});
   PrepareScan(t, 1.0f);
   CSSEMatrix hi, lo;
   t.ScanConvertTriangulationZBuffer(&hi, true, -7.0f, 0.5f);
@@ -270,8 +270,8 @@ TEST(ScanZBuffer, DegenerateInputLeavesTheMatrixAloneOrSkipsTheTriangle) {
   kept.SetPoint(1, 1, 42.0f);
   CHTriangulation empty(0, 1, 1, 1);
   EXPECT_EQ(empty.ScanConvertTriangulationZBuffer(&kept, true, 0.0f, 0.0f), 0);
-  CHTriangulation one(1, 1, 1, 1);
-  SetTriangle(one, 0, P(0, 0, 1), P(2, 0, 1), P(0, 2, 1));
+  CHTriangulation one;
+  Triangles(one, {{P(0, 0, 1), P(2, 0, 1), P(0, 2, 1)}});
   PrepareScan(one, 1.0f);
   EXPECT_EQ(one.ScanConvertTriangulationZBuffer(nullptr, true, 0.0f, 0.0f), 0);
   SSEPoint lo = P(5, 5, 0), hi = P(0, 0, 0);  // inverted
@@ -280,11 +280,11 @@ TEST(ScanZBuffer, DegenerateInputLeavesTheMatrixAloneOrSkipsTheTriangle) {
   EXPECT_EQ(kept.GetSizeX(), 3);
 
   // A point-sized box gives one pixel; NaN, infinite and zero-area triangles cover nothing.
-  CHTriangulation bad(4, 1, 1, 1);
-  SetTriangle(bad, 0, P(1, 1, 1), P(1, 1, 1), P(1, 1, 1));
-  SetTriangle(bad, 1, P(NAN, 0, 0), P(3, 0, 0), P(0, 3, 0));
-  SetTriangle(bad, 2, P(0, 0, 0), P(3, 0, INFINITY), P(0, 3, 0));
-  SetTriangle(bad, 3, P(0, 0, 0), P(1, 1, 0), P(3, 3, 0));
+  CHTriangulation bad;
+  Triangles(bad, {{P(1, 1, 1), P(1, 1, 1), P(1, 1, 1)},
+                  {P(NAN, 0, 0), P(3, 0, 0), P(0, 3, 0)},
+                  {P(0, 0, 0), P(3, 0, INFINITY), P(0, 3, 0)},
+                  {P(0, 0, 0), P(1, 1, 0), P(3, 3, 0)}});
   PrepareScan(bad, 1.0f);
   SSEPoint a = P(0, 0, 0), b = P(3, 3, 0);
   CSSEMatrix m;
