@@ -26,7 +26,7 @@ std::vector<int> Indices(const DmTriangulationStatic& m) {
 
 }  // namespace
 
-TEST(DmTriangulationStatic, EmptyMeshHasNoArraysFailsTheValidityQueryAndReportsAZeroBox) {
+TEST(DmTriangulationStatic, EmptyMeshHasNoArraysFailsTheValidityQueryAndReportsAZeroBoxAndNaNsAreSkipped) {
   DmTriangulationStatic m;
   EXPECT_EQ(m.GetNumVertices(), 0);
   EXPECT_EQ(m.GetCoordinates(), nullptr);
@@ -38,6 +38,12 @@ TEST(DmTriangulationStatic, EmptyMeshHasNoArraysFailsTheValidityQueryAndReportsA
   EXPECT_EQ(box.maximum, CbVector3f());
   m.Create({0, 0, 0, 1, 0, 0}, {});  // vertices without triangles: still not valid
   EXPECT_FALSE(m.IsValid());
+  // NaN coordinates are skipped by the box.
+  const float nan = std::numeric_limits<float>::quiet_NaN();
+  m.Create({nan, 5, -1, 2, nan, 4, -3, 1, nan}, {0, 1, 2});
+  m.ComputeBoundingBox(box);
+  EXPECT_EQ(box.minimum, CbVector3f(-3, 1, -1));
+  EXPECT_EQ(box.maximum, CbVector3f(2, 5, 4));
 }
 
 TEST(DmTriangulationStatic, CreateRejectsBrokenArraysAndKeepsTheMesh) {
@@ -50,15 +56,6 @@ TEST(DmTriangulationStatic, CreateRejectsBrokenArraysAndKeepsTheMesh) {
   EXPECT_EQ(m.GetVertex(2), CbVector3f(0, 1, 0));
   EXPECT_EQ(m.GetVertex(3), CbVector3f());
   EXPECT_EQ(m.GetVertex(-1), CbVector3f());
-}
-
-TEST(DmTriangulationStatic, BoundingBoxSkipsNaNCoordinates) {
-  const float nan = std::numeric_limits<float>::quiet_NaN();
-  DmTriangulationStatic m({nan, 5, -1, 2, nan, 4, -3, 1, nan}, {0, 1, 2});
-  DmBoundingBox3f box;
-  m.ComputeBoundingBox(box);
-  EXPECT_EQ(box.minimum, CbVector3f(-3, 1, -1));
-  EXPECT_EQ(box.maximum, CbVector3f(2, 5, 4));
 }
 
 TEST(DmTriangulationStatic, CombineShiftsTheOtherMeshsIndicesAndAcceptsItself) {

@@ -55,7 +55,7 @@ TEST(MemoryLimit, RefusalNamesTheObjectTheFigureAndTheLimit) {
             "out of memory: x needs 1099511627776 x 1073741824 + 7 bytes, more than the limit of 1048576");
 }
 
-TEST(MemoryLimit, EveryObjectChecksItsWholeStorageBeforeItChanges) {
+TEST(MemoryLimit, EveryObjectScalerAndReaderChecksItsWholeStorageBeforeItChanges) {
   qssse::CMemoryLimitScope scope(kMiB);
   // A float matrix of 1024 x 256: 1024 columns x 65 groups x 16 bytes, a little over 1 MiB.
   CSSEMatrix m;
@@ -83,11 +83,8 @@ TEST(MemoryLimit, EveryObjectChecksItsWholeStorageBeforeItChanges) {
   EXPECT_EQ(p.GetNumPoints(), 2);
 
   EXPECT_NE(MessageOf([] { qssse::alignedAlloc(2 * kMiB); }).find("a block"), std::string::npos);
-}
 
-TEST(MemoryLimit, ScalersAndReadersMeetTheCeiling) {
-  qssse::CMemoryLimitScope scope(kMiB);
-  CSSEMatrix m;
+  // Scalers and readers meet the ceiling too.
   m.Create(4, 4);
   m.SetPoint(2, 2, 3.0f);
   EXPECT_THROW(m.ScaleMatrix_SSE(2000, 2000), CMemoryException);

@@ -23,7 +23,7 @@ int Entries(const iotest::TempDir& dir) {
   return n;
 }
 
-TEST(WriteFile, ReplacesTheFileAndLeavesNothingElse) {
+TEST(WriteFile, ReplacesTheFileAndLeavesNothingElseOrThrowsWithoutADirectoryOrName) {
   iotest::TempDir d;
   const std::string target = d / "out.txt";
   qssse::io::WriteFileBytes(target, std::string("first, longer content\n"));
@@ -36,6 +36,10 @@ TEST(WriteFile, ReplacesTheFileAndLeavesNothingElse) {
   struct stat st {};
   ASSERT_EQ(::stat(target.c_str(), &st), 0);
   EXPECT_EQ(st.st_mode & 0777, 0666u & ~mask);
+  // A missing directory or no file name throws and leaves nothing.
+  EXPECT_THROW(qssse::io::WriteFileBytes(d / "no/such.txt", std::string("x")), CIoException);
+  EXPECT_THROW(qssse::io::WriteFileBytes(d / "", std::string("x")), CIoException);
+  EXPECT_EQ(Entries(d), 1);
 }
 
 // A full disk, simulated by the file-size limit (which holds for every user, root included).
@@ -62,13 +66,6 @@ TEST(WriteFile, WriteFailingPartWayLeavesTheOldFileAndNoPartialOne) {
   EXPECT_TRUE(threw);
   EXPECT_EQ(ReadText(target), "old");
   EXPECT_EQ(Entries(d), 1);
-}
-
-TEST(WriteFile, MissingDirectoryOrNoFileNameThrowsNamingThePath) {
-  iotest::TempDir d;
-  EXPECT_THROW(qssse::io::WriteFileBytes(d / "no/such.txt", std::string("x")), CIoException);
-  EXPECT_THROW(qssse::io::WriteFileBytes(d / "", std::string("x")), CIoException);
-  EXPECT_EQ(Entries(d), 0);
 }
 
 }  // namespace

@@ -58,7 +58,7 @@ TEST(MorphCommand, ChamferIsInPixelsByDefaultAndClearsTheDocumentedFrame) {
   ExpectPixels(Morph(dir, tall, {"chamfer"}), {{9, 15, 6.0f}, {9, 16, 0.0f}});
 }
 
-TEST(MorphCommand, ErodeAndDilateAreTheMinimumAndMaximumOverTheDisc) {
+TEST(MorphCommand, ErodeAndDilateAreTheMinimumAndMaximumOverTheDiscOrBinaryOnTheRegionAboveAThreshold) {
   tooltest::TempDir dir;
   // Radius 1: the pixel and its four neighbours inside the field.
   EXPECT_EQ(ToRows(Morph(dir, FromRows(kField), {"erode", "--radius", "1"})),
@@ -72,11 +72,7 @@ TEST(MorphCommand, ErodeAndDilateAreTheMinimumAndMaximumOverTheDisc) {
   EXPECT_EQ(ToRows(Morph(dir, FromRows(kField), {"dilate", "--radius", "1.5"}))[2][3], 7.0f);
   // Below 1 the disc is the pixel itself.
   EXPECT_EQ(ToRows(Morph(dir, FromRows(kField), {"erode", "--radius", "0.5"})), kField);
-}
-
-TEST(MorphCommand, BinaryErodeAndDilateWorkOnTheRegionAboveTheThreshold) {
-  tooltest::TempDir dir;
-  // Above 2.5: {1 1 1 0 / 0 1 1 1 / 1 0 1 1}; a region pixel with a background neighbour goes.
+  // --binary works on the region above the threshold. Above 2.5: {1 1 1 0 / 0 1 1 1 / 1 0 1 1}; a region pixel with a background neighbour goes.
   EXPECT_EQ(ToRows(Morph(dir, FromRows(kField), {"erode", "--radius", "1", "--binary", "2.5"})),
             (Rows{{0, 1, 0, 0}, {0, 0, 1, 0}, {0, 0, 0, 1}}));
   // Above 6.5: {0 0 1 0 / 0 1 0 1 / 0 0 0 0}; every neighbour of a region pixel joins it.
