@@ -33,7 +33,7 @@ std::vector<float> FirstXs(const CHTriangulation& t) {
 
 }  // namespace
 
-TEST(HTriangulationEdit, ShiftMovesCornersAndBoxesButNotTheCentre) {
+TEST(HTriangulationEdit, ShiftMovesCornersAndBoxesButNotTheCentreAndBlowAndReScaleMultiplyCorners) {
   CHTriangulation t;
   Triangles(t, {{P(0, 0, 0), P(2, 0, 0), P(0, 4, 2)}});
   t.CalcSTV();
@@ -57,23 +57,21 @@ TEST(HTriangulationEdit, ShiftMovesCornersAndBoxesButNotTheCentre) {
   empty.ShiftTriangulation(1, 1, 1);
   empty.GetMinPoint(lo);
   EXPECT_FLOAT_EQ(lo.x, 1000000);  // an empty mesh is not touched at all
-}
 
-TEST(HTriangulationEdit, BlowAndReScaleMultiplyCorners) {
-  CHTriangulation t;
-  Triangles(t, {{P(1, 1, 1, 1), P(2, 1, 1), P(1, 3, 1)}});
-  t.GetNormalArray()[0] = P(0, 0, 1);
-  t.BlowTriangulation(2, 2, 2);
-  EXPECT_POINT(t.GetEdgeArray()[0], 2, 2, 2, 0);
-  EXPECT_POINT(t.GetNormalArray()[0], 0, 0, 1, 0);
-  EXPECT_POINT(t.GetSArray()[0], 2, 0, 0, 0);
-  SSEPoint hi;
-  t.GetMaxPoint(hi);
+  // Blow and ReScale multiply the corners (and the derived data), not the normals.
+  CHTriangulation b;
+  Triangles(b, {{P(1, 1, 1, 1), P(2, 1, 1), P(1, 3, 1)}});
+  b.GetNormalArray()[0] = P(0, 0, 1);
+  b.BlowTriangulation(2, 2, 2);
+  EXPECT_POINT(b.GetEdgeArray()[0], 2, 2, 2, 0);
+  EXPECT_POINT(b.GetNormalArray()[0], 0, 0, 1, 0);
+  EXPECT_POINT(b.GetSArray()[0], 2, 0, 0, 0);
+  b.GetMaxPoint(hi);
   EXPECT_POINT(hi, 4, 6, 2, 0);
-  t.ReScaleTriangulation(0.5f, 1, 3);
-  EXPECT_FLOAT_EQ(t.GetScaleZ(), 3);
-  EXPECT_POINT(t.GetEdgeArray()[2], 1, 6, 6, 0);
-  t.GetMaxPoint(hi);
+  b.ReScaleTriangulation(0.5f, 1, 3);
+  EXPECT_FLOAT_EQ(b.GetScaleZ(), 3);
+  EXPECT_POINT(b.GetEdgeArray()[2], 1, 6, 6, 0);
+  b.GetMaxPoint(hi);
   EXPECT_POINT(hi, 2, 6, 6, 0);
 }
 

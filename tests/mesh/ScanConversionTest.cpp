@@ -117,7 +117,7 @@ void SteepSoup(CHTriangulation& t, std::mt19937& rng, int n) {
 
 // ---- the rule on small hand-checked inputs ----------------------------------------------------------
 
-TEST(ScanConversion, FlatTriangleFillsItsPatchWithHeightAboveTheBoxPlusOffset) {
+TEST(ScanConversion, FlatTrianglesFillTheirPatchAboveTheBoxPlusOffsetAndKeepTheUpperAndLowerEnvelopes) {
   CHTriangulation t;
   Triangles(t, {{P(0, 0, 7), P(8, 0, 7), P(0, 8, 7)}}, 1.0f);
   CSSEMatrix m;
@@ -131,6 +131,16 @@ TEST(ScanConversion, FlatTriangleFillsItsPatchWithHeightAboveTheBoxPlusOffset) {
   CSSEMatrix low;
   t.ScanConvertTriangulationMin(&low, 2.5f, 1.0f);
   EXPECT_TRUE(SameBits(m, low)) << "a flat triangle has one envelope";
+
+  // Two overlapping flat triangles at heights 1 and 3 over a box from z = 1: the upper and the lower.
+  CHTriangulation two;
+  Triangles(two, {{P(0, 0, 1), P(10, 0, 1), P(0, 10, 1)},
+                  {P(0, 0, 3), P(10, 0, 3), P(0, 10, 3)}}, 1.0f);
+  two.ScanConvertTriangulationMax(&m, 0.0f);
+  two.ScanConvertTriangulationMin(&low, 0.0f, 1.0f);
+  EXPECT_EQ(At(m, 3, 3), 2.0f);
+  EXPECT_EQ(At(low, 3, 3), 0.0f);  // 1 - 1: a real 0, indistinguishable from "no value"
+  EXPECT_EQ(At(m, 9, 9), 0.0f);
 }
 
 TEST(ScanConversion, SamplesInTheFrameAreDroppedAndTinyBoxesLeaveTheMatrixAlone) {
@@ -155,19 +165,6 @@ TEST(ScanConversion, SamplesInTheFrameAreDroppedAndTinyBoxesLeaveTheMatrixAlone)
   CHTriangulation empty(0, 1, 1, 1);
   empty.ScanConvertTriangulationMin(&kept, 0.0f, 1.0f);
   EXPECT_EQ(At(kept, 1, 1), 42.0f);
-}
-
-TEST(ScanConversion, MaximumAndMinimumKeepTheUpperAndLowerEnvelope) {
-  // Two overlapping flat triangles at heights 1 and 3 over a box from z = 1.
-  CHTriangulation t;
-  Triangles(t, {{P(0, 0, 1), P(10, 0, 1), P(0, 10, 1)},
-                {P(0, 0, 3), P(10, 0, 3), P(0, 10, 3)}}, 1.0f);
-  CSSEMatrix hi, lo;
-  t.ScanConvertTriangulationMax(&hi, 0.0f);
-  t.ScanConvertTriangulationMin(&lo, 0.0f, 1.0f);
-  EXPECT_EQ(At(hi, 3, 3), 2.0f);
-  EXPECT_EQ(At(lo, 3, 3), 0.0f);  // 1 - 1: a real 0, indistinguishable from "no value"
-  EXPECT_EQ(At(hi, 9, 9), 0.0f);
 }
 
 TEST(ScanConversion, DensitySamplesTheMinimumMoreFinelyAndBadDensityMeansOne) {
@@ -327,16 +324,6 @@ TEST(ScanConversion, RowWalkMatchesTheSamplesIntoMatricesAsTheyStand) {
   }
 }
 
-TEST(ScanConversion, CallersBoxSetsSizeAndOrigin) {
-  std::mt19937 rng(7);
-  CHTriangulation t(0, 1, 1, 1);
-  RandomSoup(t, rng, 40, 30);
-  meshtest::PrepareScan(t, 0.75f);
-  const SSEPoint lo = P(-3, 2, -1), hi = P(25, 20, 4);
-  EXPECT_EQ(ShippedInBox(t, true, 1.0f, lo, hi).GetSizeX(), 37);  // trunc(28 / 0.75 + 0.5)
-  ShippedInBox(t, false, 1.0f, lo, hi);
-}
-
 TEST(ScanConversion, DegenerateAndNonFiniteTrianglesNeverCrash) {
   CHTriangulation t;
   Triangles(t, {{P(3, 3, 1), P(3, 3, 1), P(3, 3, 1)},  // a point: one sample
@@ -365,7 +352,7 @@ TEST(ScanConversion, ANaNHeightStampedAfterOthersStaysAsTheLoopLeavesIt) {
 
 // ---- NoDelete, the y band and limited ranges ----------------------------------------------------------
 
-TEST(ScanConversion, NoDeleteCombinesWithTheContentsWithinTheMatrixSize) {
+TEST(ScanConversion, NoDeleteCombinesWithTheContentsWithinTheMatrixSizeAndTheYBandIsStrict) {
   CHTriangulation t;
   Triangles(t, {{P(0, 0, 4), P(12, 0, 4), P(0, 12, 4)}}, 1.0f);  // heights relative to the box: 0
   CSSEMatrix m;
@@ -390,24 +377,22 @@ TEST(ScanConversion, NoDeleteCombinesWithTheContentsWithinTheMatrixSize) {
   t.ScanConvertTriangulationMinNoDelete(&low, true, true);
   EXPECT_EQ(At(low, 2, 2), 0.0f);
   EXPECT_EQ(At(low, 5, 5), 3.0f);
-}
 
-TEST(ScanConversion, YAreaStampsOnlyTrianglesWhoseFirstCornerLiesStrictlyInside) {
-  CHTriangulation t;
-  Triangles(t, {{P(2, 2, 1), P(2, 2, 1), P(2, 2, 1)},
-                {P(5, 5, 2), P(5, 5, 2), P(5, 5, 2)},
-                {P(0, 0, 0), P(10, 10, 0), P(10, 0, 0)}}, 1.0f);
-  CSSEMatrix m;
+  // The y band stamps only triangles whose first corner lies strictly inside it.
+  CHTriangulation band;
+  Triangles(band, {{P(2, 2, 1), P(2, 2, 1), P(2, 2, 1)},
+                   {P(5, 5, 2), P(5, 5, 2), P(5, 5, 2)},
+                   {P(0, 0, 0), P(10, 10, 0), P(10, 0, 0)}}, 1.0f);
   m.Create(10, 10);
-  t.ScanConvertTriangulationMaxNoDeleteInYArea(&m, 2.0f, 6.0f);  // y = 2 is on the bound: out
+  band.ScanConvertTriangulationMaxNoDeleteInYArea(&m, 2.0f, 6.0f);  // y = 2 is on the bound: out
   ExpectPixels(m, {{2, 2, 0.0f}, {5, 5, 2.0f}, {8, 2, 0.0f}});
   m.Fill(9.0f);
-  t.ScanConvertTriangulationMinNoDeleteInYArea(&m, 1.0f, 6.0f);
+  band.ScanConvertTriangulationMinNoDeleteInYArea(&m, 1.0f, 6.0f);
   EXPECT_EQ(At(m, 2, 2), 1.0f);
   EXPECT_EQ(At(m, 5, 4), 2.0f);
 }
 
-TEST(ScanConversion, LimitedRangesIntoOneMatrixMakeTheWholeConversion) {
+TEST(ScanConversion, LimitedRangesIntoOneMatrixMakeTheWholeConversionAndACallersBoxSetsSizeAndOrigin) {
   std::mt19937 rng(3);
   CHTriangulation t(0, 1, 1, 1);
   RandomSoup(t, rng, 60, 25);
@@ -437,6 +422,11 @@ TEST(ScanConversion, LimitedRangesIntoOneMatrixMakeTheWholeConversion) {
       }
     }
   }
+  // A caller's box sets size and origin, at another resolution.
+  t.SetScanConvResolution(0.75f, 0.75f, 1.0f);
+  const SSEPoint boxLo = P(-3, 2, -1), boxHi = P(25, 20, 4);
+  EXPECT_EQ(ShippedInBox(t, true, 1.0f, boxLo, boxHi).GetSizeX(), 37);  // trunc(28 / 0.75 + 0.5)
+  ShippedInBox(t, false, 1.0f, boxLo, boxHi);
 }
 
 // ---- refinement and constraint -------------------------------------------------------------------------
