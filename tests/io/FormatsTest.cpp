@@ -33,7 +33,7 @@ HeightField SmallField() {
 
 }  // namespace
 
-TEST(HeightFieldFormats, PfmNpyAndMatrixKeepEveryFloatAndTheRowOrder) {
+TEST(HeightFieldFormats, PfmNpyMatrixFilesAndMatricesKeepEveryFloatAndTheRowOrder) {
   const HeightField h = SmallField();
   const HeightField pfm = ParsePfm(EncodePfm(h), "f.pfm");
   const HeightField npy = ParseNpy(EncodeNpy(h), "f.npy");
@@ -45,6 +45,13 @@ TEST(HeightFieldFormats, PfmNpyAndMatrixKeepEveryFloatAndTheRowOrder) {
     EXPECT_EQ(r->height, 3);
     EXPECT_EQ(r->values, h.values);
   }
+  // The conversions to and from the library's matrix keep every pixel.
+  CSSEMatrix m;
+  ToMatrix(h, m);
+  EXPECT_EQ(m.GetPoint(4, 2), h.At(4, 2));
+  EXPECT_EQ(FromMatrix(m).values, h.values);
+  EXPECT_THROW(HeightFieldKindFromName("x.tif"), CIoException);
+  EXPECT_THROW(ToMatrix(HeightField{0, 3, {}}, m), CIoException);
 }
 
 TEST(HeightFieldFormats, PfmStoresRowsBottomUpLittleEndianAndReadsBigEndianTooAndNpyHeadersAreAligned) {
@@ -177,16 +184,6 @@ TEST(HeightFieldFormats, CorruptedPngIsRejectedWithItsFileName) {
   badData[good.size() - 20] ^= 0x55;  // inside the compressed data or its checksum
   for (const auto& b : {badCrc, badData})
     EXPECT_EQ(iotest::WhatThrown([&] { ParsePngHeights(b, "f.png", {}); }).rfind("f.png: ", 0), 0u);
-}
-
-TEST(HeightFieldFormats, MatrixConversionKeepsPixels) {
-  const HeightField h = SmallField();
-  CSSEMatrix m;
-  ToMatrix(h, m);
-  EXPECT_EQ(m.GetPoint(4, 2), h.At(4, 2));
-  EXPECT_EQ(FromMatrix(m).values, h.values);
-  EXPECT_THROW(HeightFieldKindFromName("x.tif"), CIoException);
-  EXPECT_THROW(ToMatrix(HeightField{0, 3, {}}, m), CIoException);
 }
 
 TEST(MeshFormats, StlPlyAndObjRoundTripTheSameTrianglesAndStlNormalsAreUnitNormals) {
