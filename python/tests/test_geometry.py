@@ -65,15 +65,13 @@ class TestDelaunay:
             np.minimum(a[:, 1], b[:, 1]) <= q[:, None, 1]) & (q[:, None, 1] <= np.maximum(a[:, 1], b[:, 1]))
         assert len(tri) == 2 * n - 2 - on_edge.any(axis=1).sum()
 
-    def test_mesh_of_the_triangulation(self, rng):
+    def test_mesh_of_the_triangulation_and_cocircular_points_refused(self, rng):
         pts = rng.uniform(0, 20, (30, 2)).astype(np.float32)
         d = qssse.Delaunay2D(pts)
         flat = qssse.Mesh.from_delaunay(d, flatten=True)
         assert flat.num_triangles == d.num_faces and (flat.marks == 14).all()
         np.testing.assert_allclose(flat.triangles()[:, :, :2], np.round(pts * 10)[d.triangles()] / 10, atol=1e-5)
-
-    def test_points_on_one_circle_are_refused(self):
-        with pytest.raises(qssse.HullError) as e:
+        with pytest.raises(qssse.HullError) as e:  # points on one circle are refused
             # Positive coordinates: the scaling truncates toward zero, which would move negative ones.
             qssse.Delaunay2D([[30, 20], [28, 26], [26, 28], [20, 30], [14, 28], [10, 20], [20, 10], [26, 12]])
         assert e.value.cause == "coplanar"

@@ -62,7 +62,7 @@ class TestMeshesAndOutlines:
         np.testing.assert_array_equal(welded_v[welded_f], v[f])
         assert len(welded_v) == 4 and qssse.detect_file_kind(path) == qssse.FileKind.BinaryStl
 
-    def test_outline_text_round_trips_exactly(self, tmp_path, rng):
+    def test_outline_text_round_trips_exactly_and_rings_draw_as_svg(self, tmp_path, rng):
         pts = rng.uniform(-1, 1, (5, 3)).astype(np.float32)
         path = str(tmp_path / "o.txt")
         qssse.write_outline(path, pts)
@@ -70,7 +70,5 @@ class TestMeshesAndOutlines:
         (tmp_path / "closed.txt").write_text("0 0\n4 0\n4 3\n0 0\n")
         np.testing.assert_array_equal(qssse.Polygon3d.read(str(tmp_path / "closed.txt")).to_numpy(),
                                       [[0, 0, 0], [4, 0, 0], [4, 3, 0]])
-
-    def test_svg_of_rings(self):
         svg = qssse.encode_svg([qssse.Polygon3d([[0, 0], [4, 0], [4, 3]])], 10, 10)
         assert svg.lstrip().startswith("<") and "svg" in svg

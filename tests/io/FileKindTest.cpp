@@ -84,11 +84,8 @@ TEST(FileKind, EveryReaderTakesItsKindUnderAnyNameAndNamesAnyOtherKind) {
       }
     }
   }
-}
-
-TEST(FileKind, APngNamedStlIsAPngToEveryReader) {
-  // Read as a binary STL, the PNG signature and header announced 876,163,630 triangles.
-  iotest::TempDir dir;
+  // A PNG named .stl is a PNG to every reader: read as a binary STL, its signature and header announced
+  // 876,163,630 triangles.
   const std::vector<unsigned char> png = EncodePngHeights(Field(), {});
   iotest::WriteAll(dir / "scan.stl", png, png.size());
   EXPECT_EQ(iotest::WhatThrown([&] { ReadMesh(dir / "scan.stl"); }, true), "this is a height field (PNG), not a mesh");

@@ -79,7 +79,7 @@ TEST(HTriangulationFromPolygon, RefinedMeshKeepsTheAreaAndInterpolatesHeightsWit
   EXPECT_EQ(sampled.GetNumTriangles(), 8);
 }
 
-TEST(HTriangulationFromPolygon, FanCoversTheOutlineAroundItsMeanPoint) {
+TEST(HTriangulationFromPolygon, FanCoversTheOutlineAroundItsMeanPointAndMissingOrShortOutlinesGiveNone) {
   CSSE3dPolygon outline = Ngon(8, 10.0f, 5.0f, 5.0f, 2.0f);  // z 2 .. 9, mean 5.5
   const CHTriangulation t(&outline, 1, true, 0.0f, 2.0f, 2.0f, 1.0f);
   ASSERT_EQ(t.GetNumTriangles(), 8);
@@ -100,6 +100,15 @@ TEST(HTriangulationFromPolygon, FanCoversTheOutlineAroundItsMeanPoint) {
   every2.CreateSimpleFanTriangulationFromPolygon(&outline, 3);  // two sampled points: empty
   EXPECT_EQ(every2.GetNumTriangles(), 0);
   EXPECT_THROW(every2.CreateSimpleFanTriangulationFromPolygon(&outline, 0), CInvalidArgumentException);
+
+  // Missing or too short outlines give an empty mesh, as does a clockwise one (no ear), rather than a
+  // wrong one.
+  EXPECT_EQ(CHTriangulation(static_cast<CSSE3dPolygon*>(nullptr), 1, false, 1.0f, 1.0f, 1.0f, 1.0f).GetNumTriangles(), 0);
+  CSSE3dPolygon five = Ngon(5, 10.0f, 0.0f, 0.0f, 0.0f);
+  EXPECT_EQ(CHTriangulation(&five, 2, false, 1.0f, 1.0f, 1.0f, 1.0f).GetNumTriangles(), 0);
+  EXPECT_THROW(CHTriangulation(&five, 0, false, 1.0f, 1.0f, 1.0f, 1.0f), CInvalidArgumentException);
+  five.InvertPolygonDirection();
+  EXPECT_EQ(CHTriangulation(&five, 1, false, 1.0f, 1.0f, 1.0f, 1.0f).GetNumTriangles(), 0);
 }
 
 TEST(HTriangulationFromPolygon, HeightFieldLimitsTheUnscaledCornersAtTheirOwnPixels) {
@@ -123,17 +132,6 @@ TEST(HTriangulationFromPolygon, HeightFieldLimitsTheUnscaledCornersAtTheirOwnPix
   // Below: corners lowered to field + offset, here -1 everywhere on the left.
   const CHTriangulation below(&outline, 1, 1000.0f, &field, false, -1.0f, 1.0f, 1.0f, 1.0f);
   for (int k = 0; k < 30; ++k) EXPECT_LE(below.GetEdgeArray()[k].z, 0.0f);
-}
-
-TEST(HTriangulationFromPolygon, MissingOrTooShortOutlinesGiveAnEmptyMesh) {
-  const CHTriangulation none(static_cast<CSSE3dPolygon*>(nullptr), 1, false, 1.0f, 1.0f, 1.0f, 1.0f);
-  EXPECT_EQ(none.GetNumTriangles(), 0);
-  CSSE3dPolygon five = Ngon(5, 10.0f, 0.0f, 0.0f, 0.0f);
-  EXPECT_EQ(CHTriangulation(&five, 2, false, 1.0f, 1.0f, 1.0f, 1.0f).GetNumTriangles(), 0);
-  EXPECT_THROW(CHTriangulation(&five, 0, false, 1.0f, 1.0f, 1.0f, 1.0f), CInvalidArgumentException);
-  // Clockwise: the ear clipping finds no ear, and the mesh stays empty rather than wrong.
-  five.InvertPolygonDirection();
-  EXPECT_EQ(CHTriangulation(&five, 1, false, 1.0f, 1.0f, 1.0f, 1.0f).GetNumTriangles(), 0);
 }
 
 }  // namespace
