@@ -34,8 +34,7 @@ MeshData RingAndIsland() {
 TEST(BorderCommand, LoopsAreListedLongestFirstAndWrittenAsOutlineOrPicture) {
   tooltest::TempDir dir;
   WriteMesh(dir / "ring.obj", RingAndIsland());
-  const auto r = RunTool(dir, {"border", dir / "ring.obj", "-o", dir / "outer.txt"});
-  ASSERT_EQ(r.status, 0) << r.err;
+  ASSERT_RUN_OK(r, dir, {"border", dir / "ring.obj", "-o", dir / "outer.txt"});
   EXPECT_TRUE(ContainsAll(r.out, {"3 loops over 20 open sides of 18 triangles, 3-D length 20 in all",
       "loop 1: 12 points, 3-D length 12, area 9 in x-y (counter-clockwise)",
       "loop 2: 4 points, 3-D length 4, area 1 in x-y (clockwise)",
@@ -47,31 +46,27 @@ TEST(BorderCommand, LoopsAreListedLongestFirstAndWrittenAsOutlineOrPicture) {
     EXPECT_EQ(p.z, 1.0f);
   }
 
-  const auto hole = RunTool(dir, {"border", dir / "ring.obj", "-o", dir / "hole.txt", "--loop", "2"});
-  ASSERT_EQ(hole.status, 0) << hole.err;
+  ASSERT_RUN_OK(hole, dir, {"border", dir / "ring.obj", "-o", dir / "hole.txt", "--loop", "2"});
   const OutlinePoints h = ReadOutline(dir / "hole.txt");
   ASSERT_EQ(h.size(), 4u);
   for (const Vertex& p : h) EXPECT_TRUE((p.x == 1 || p.x == 2) && (p.y == 1 || p.y == 2));
 
-  const auto picture = RunTool(dir, {"border", dir / "ring.obj", "-o", dir / "b.svg"});
-  ASSERT_EQ(picture.status, 0) << picture.err;
+  ASSERT_RUN_OK(picture, dir, {"border", dir / "ring.obj", "-o", dir / "b.svg"});
   const std::string svg = tooltest::ReadText(dir / "b.svg");
   std::size_t polygons = 0;
   for (std::size_t at = svg.find("<polygon"); at != std::string::npos; at = svg.find("<polygon", at + 1))
     ++polygons;
   EXPECT_EQ(polygons, 3u);
 
-  const auto tooFar = RunTool(dir, {"border", dir / "ring.obj", "-o", dir / "x.txt", "--loop", "4"});
-  EXPECT_EQ(tooFar.status, 1);
-  EXPECT_TRUE(Contains(tooFar.err, "--loop 4 asks for more than the 3 loops"));
+  EXPECT_TRUE(ExitedWith(RunTool(dir, {"border", dir / "ring.obj", "-o", dir / "x.txt", "--loop", "4"}), 1,
+                         "--loop 4 asks for more than the 3 loops"));
 }
 
 TEST(BorderCommand, ClosedMeshesAndWrongNamesAreAnsweredInOneLine) {
   tooltest::TempDir dir;
   WriteFileBytes(dir / "tet.off",
                  "OFF\n4 4 0\n0 0 0\n10 1 2\n3 20 4\n5 6 30\n3 0 1 2\n3 0 3 1\n3 1 3 2\n3 2 3 0\n");
-  const auto closed = RunTool(dir, {"border", dir / "tet.off"});
-  ASSERT_EQ(closed.status, 0) << closed.err;
+  ASSERT_RUN_OK(closed, dir, {"border", dir / "tet.off"});
   EXPECT_TRUE(Contains(closed.out, "4 triangles, no open side: the mesh is closed"));
   const auto none = RunTool(dir, {"border", dir / "tet.off", "-o", dir / "b.txt"});
   EXPECT_TRUE(FailedInOneLine(none, 1));
@@ -93,8 +88,7 @@ TEST(BorderCommand, MeshOfAHeightFieldHasOneLoopPerHoleAndTheOuterBorder) {
   f.At(8, 5) = 0.0f;
   WriteHeightField(dir / "f.pfm", f);
   ASSERT_EQ(RunTool(dir, {"mesh", dir / "f.pfm", dir / "f.stl", "--threshold", "1"}).status, 0);
-  const auto r = RunTool(dir, {"border", dir / "f.stl"});
-  ASSERT_EQ(r.status, 0) << r.err;
+  ASSERT_RUN_OK(r, dir, {"border", dir / "f.stl"});
   EXPECT_TRUE(ContainsAll(r.out, {"3 loops over 48 open sides of 190 triangles",
       "loop 1: 40 points, 3-D length 40, area 99 in x-y (counter-clockwise)",
       "loop 2: 4 points, 3-D length 5.65685, area 2 in x-y (clockwise)",

@@ -22,8 +22,7 @@ OutlinePoints Square(float a, float b, float spacing) {
 TEST(FillCommand, FillsTheCellsInsideTheOutlineWithTheValueOrTheOutlineHeightsOnARasterCoveringIt) {
   tooltest::TempDir dir;
   WriteFileBytes(dir / "sq.txt", EncodeOutlineText(Square(1.5f, 6.5f, 0.5f)));
-  const auto r = RunTool(dir, {"fill", dir / "sq.txt", dir / "mask.npy", "--value", "3"});
-  ASSERT_EQ(r.status, 0) << r.err;
+  ASSERT_RUN_OK(r, dir, {"fill", dir / "sq.txt", dir / "mask.npy", "--value", "3"});
   EXPECT_TRUE(Contains(r.out, "8 x 8, 25 pixels inside the outline of 40 points"));
   const HeightField m = ReadHeightField(dir / "mask.npy");
   ASSERT_EQ(m.width, 8);
@@ -34,16 +33,13 @@ TEST(FillCommand, FillsTheCellsInsideTheOutlineWithTheValueOrTheOutlineHeightsOn
       EXPECT_EQ(m.At(x, y), inside ? 3.0f : 0.0f) << x << "," << y;
     }
   }
-  const auto wide =
-      RunTool(dir, {"fill", dir / "sq.txt", dir / "wide.pfm", "--width", "12", "--height", "9"});
-  ASSERT_EQ(wide.status, 0) << wide.err;
+  ASSERT_RUN_OK(wide, dir, {"fill", dir / "sq.txt", dir / "wide.pfm", "--width", "12", "--height", "9"});
   const HeightField w = ReadHeightField(dir / "wide.pfm");
   EXPECT_EQ(w.width, 12);
   EXPECT_EQ(w.At(6, 6), 1.0f);
 
   // With --heights the values come from the outline points and stay within their range.
-  const auto heights = RunTool(dir, {"fill", dir / "sq.txt", dir / "h.pfm", "--heights"});
-  ASSERT_EQ(heights.status, 0) << heights.err;
+  ASSERT_RUN_OK(heights, dir, {"fill", dir / "sq.txt", dir / "h.pfm", "--heights"});
   const HeightField h = ReadHeightField(dir / "h.pfm");
   for (int y = 0; y < 8; ++y) {
     for (int x = 0; x < 8; ++x) {

@@ -29,8 +29,7 @@ TEST(HullCommand, CubeCornersAndInnerPointsGiveTheTwelveTrianglesOfTheCubeAndFla
   pts.push_back({1.0f, 1.25f, 2.0f});
   pts.push_back({2.5f, 1.0f, 1.0f});  // on a face: not a corner
   WriteFileBytes(dir / "p.txt", EncodeOutlineText(pts));
-  const auto r = RunTool(dir, {"hull", dir / "p.txt", dir / "h.ply", "--svg", dir / "h.svg"});
-  ASSERT_EQ(r.status, 0) << r.err;
+  ASSERT_RUN_OK(r, dir, {"hull", dir / "p.txt", dir / "h.ply", "--svg", dir / "h.svg"});
   EXPECT_TRUE(Contains(r.out, "12 faces, 18 edges, 8 vertices"));
   const MeshData m = ReadMesh(dir / "h.ply");
   EXPECT_EQ(m.triangles.size(), 12u);
@@ -42,8 +41,7 @@ TEST(HullCommand, CubeCornersAndInnerPointsGiveTheTwelveTrianglesOfTheCubeAndFla
                     "property float z\nend_header\n";
   for (const Vertex& v : pts) ply += std::to_string(v.x) + " " + std::to_string(v.y) + " " + std::to_string(v.z) + "\n";
   WriteFileBytes(dir / "cloud.dat", ply);
-  const auto fromCloud = RunTool(dir, {"hull", dir / "cloud.dat", dir / "c.stl"});
-  ASSERT_EQ(fromCloud.status, 0) << fromCloud.err;
+  ASSERT_RUN_OK(fromCloud, dir, {"hull", dir / "cloud.dat", dir / "c.stl"});
   EXPECT_TRUE(Contains(fromCloud.out, "12 faces, 18 edges, 8 vertices"));
 
   // Flat input is reported in one line.
@@ -59,8 +57,7 @@ TEST(DelaunayCommand, PointsKeepTheirHeightsAndTrianglesFaceUp) {
   for (int y = 0; y < 4; ++y)
     for (int x = 0; x < 4; ++x) pts.push_back({static_cast<float>(x), static_cast<float>(y) + (x == 1 && y == 1 ? 0.3f : 0.0f), 0.5f * x});
   WriteFileBytes(dir / "p.txt", EncodeOutlineText(pts));
-  const auto r = RunTool(dir, {"delaunay", dir / "p.txt", dir / "t.obj"});
-  ASSERT_EQ(r.status, 0) << r.err;
+  ASSERT_RUN_OK(r, dir, {"delaunay", dir / "p.txt", dir / "t.obj"});
   const MeshData m = ReadMesh(dir / "t.obj");
   EXPECT_EQ(m.triangles.size(), 18u);  // 2n - 2 - h with 16 points, 12 on the boundary
   EXPECT_EQ(m.vertices.size(), 16u);
@@ -75,8 +72,7 @@ TEST(DelaunayCommand, WallStripJoinsTwoOutlines) {
   tooltest::TempDir dir;
   WriteFileBytes(dir / "lo.txt", EncodeOutlineText(Ring(24, 8.0f, 0.0f)));
   WriteFileBytes(dir / "up.txt", EncodeOutlineText(Ring(24, 6.0f, 5.0f)));
-  const auto r = RunTool(dir, {"delaunay", dir / "lo.txt", dir / "w.stl", "--upper", dir / "up.txt", "--svg", dir / "w.svg"});
-  ASSERT_EQ(r.status, 0) << r.err;
+  ASSERT_RUN_OK(r, dir, {"delaunay", dir / "lo.txt", dir / "w.stl", "--upper", dir / "up.txt", "--svg", dir / "w.svg"});
   EXPECT_TRUE(Contains(r.out, "48 triangles"));
   const MeshData m = ReadMesh(dir / "w.stl");
   EXPECT_EQ(m.triangles.size(), 48u);

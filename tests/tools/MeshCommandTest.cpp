@@ -109,9 +109,8 @@ TEST(MeshCommand, WritesTheScaledCellsThatPassTheThresholdInEveryMeshFormat) {
   HeightField f{3, 3, {1, 2, 3, 4, 5, 6, 7, 8, 9}};
   WriteHeightField(dir / "h.npy", f);
   for (const char* name : {"m.stl", "m.ply", "m.obj"}) {
-    const auto r = RunTool(dir, {"mesh", dir / "h.npy", dir / name, "--below", "--threshold", "5",
-                                 "--scale-x", "0.5", "--scale-y", "2", "--scale-z", "-1"});
-    ASSERT_EQ(r.status, 0) << r.err;
+    ASSERT_RUN_OK(r, dir,
+                  {"mesh", dir / "h.npy", dir / name, "--below", "--threshold", "5", "--scale-x", "0.5", "--scale-y", "2", "--scale-z", "-1"});
     EXPECT_TRUE(Contains(r.out, std::string(name) + ": 1 triangles, 3 vertices"));
     const MeshData m = ReadMesh(dir / name);
     EXPECT_EQ(VertexSet(m), (std::set<std::tuple<float, float, float>>{
@@ -121,8 +120,7 @@ TEST(MeshCommand, WritesTheScaledCellsThatPassTheThresholdInEveryMeshFormat) {
 
   // Every second pixel of a 5 x 5 plateau: 2 x 2 cells of 2 x 2 pixels.
   WriteHeightField(dir / "p.pfm", Constant(5, 5, 2.0f));
-  const auto stepped = RunTool(dir, {"mesh", dir / "p.pfm", dir / "p.stl", "--step", "2"});
-  ASSERT_EQ(stepped.status, 0) << stepped.err;
+  ASSERT_RUN_OK(stepped, dir, {"mesh", dir / "p.pfm", dir / "p.stl", "--step", "2"});
   const MeshData p = ReadMesh(dir / "p.stl");
   EXPECT_EQ(p.triangles.size(), 8u);
   EXPECT_EQ(VertexSet(p).size(), 9u);
@@ -133,17 +131,14 @@ TEST(MeshCommand, ClipsToAnOutlineFileAndReportsEmptyResultsAndBadNamesInOneLine
   tooltest::TempDir dir;
   WriteHeightField(dir / "p.pfm", Constant(10, 10, 1.0f));
   WriteFileBytes(dir / "ring.txt", EncodeOutlineText(Square(1.5f, 6.5f, 0.25f)));
-  const auto r = RunTool(dir, {"mesh", dir / "p.pfm", dir / "c.ply", "--outline", dir / "ring.txt"});
-  ASSERT_EQ(r.status, 0) << r.err;
+  ASSERT_RUN_OK(r, dir, {"mesh", dir / "p.pfm", dir / "c.ply", "--outline", dir / "ring.txt"});
   EXPECT_EQ(ReadMesh(dir / "c.ply").triangles.size(), 32u);
 
   const auto empty = RunTool(dir, {"mesh", dir / "p.pfm", dir / "e.stl", "--threshold", "1"});
   EXPECT_TRUE(FailedInOneLine(empty, 1, "qssse mesh: " + dir / "p.pfm" + ": no cell has corners above"));
   EXPECT_FALSE(std::filesystem::exists(dir / "e.stl"));
 
-  const auto badName = RunTool(dir, {"mesh", dir / "p.pfm", dir / "m.xyz"});
-  EXPECT_EQ(badName.status, 1);
-  EXPECT_TRUE(Contains(badName.err, "m.xyz"));
+  EXPECT_TRUE(ExitedWith(RunTool(dir, {"mesh", dir / "p.pfm", dir / "m.xyz"}), 1, "m.xyz"));
   const auto badOutline = RunTool(dir, {"mesh", dir / "p.pfm", dir / "m.stl", "--outline", dir / "p.pfm"});
   EXPECT_TRUE(FailedInOneLine(badOutline, 1));
   EXPECT_TRUE(Contains(badOutline.err, dir / "p.pfm"));

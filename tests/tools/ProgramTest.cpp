@@ -66,9 +66,8 @@ TEST(Program, InfoDescribesEachFormatWithItsNumbers) {
   tooltest::TempDir dir;
   WriteOneOfEach(dir);
   WriteFileBytes(dir / "ring.txt", "0 0 1\n4 0 1\n4 3 1\n");
-  const auto r = RunTool(dir, {"info", dir / "a.pfm", dir / "a.npy", dir / "a.png", dir / "a.qsm",
-                               dir / "a.stl", dir / "a.ply", dir / "ring.txt"});
-  ASSERT_EQ(r.status, 0) << r.err;
+  ASSERT_RUN_OK(r, dir,
+                {"info", dir / "a.pfm", dir / "a.npy", dir / "a.png", dir / "a.qsm", dir / "a.stl", dir / "a.ply", dir / "ring.txt"});
   EXPECT_TRUE(ContainsAll(r.out, {"a.pfm: PFM height field 6 x 5, heights 0 .. 13",
       "a.npy: NPY height field 6 x 5, heights 0 .. 13", "a.png: PNG image 6 x 5, 16-bit grey",
       "a.png: PNG height field 6 x 5, heights 0 .. 13", "a.qsm: qssse matrix height field 6 x 5",
@@ -112,9 +111,8 @@ TEST(Program, CorruptedAndMissingFilesAreNamedInOneLine) {
     EXPECT_TRUE(FailedInOneLine(r, 1, "qssse morph: " + dir / name + ": "));
     EXPECT_TRUE(Contains(r.err, expected));
   }
-  const auto unwritable = RunTool(dir, {"morph", "median", dir / "a.pfm", dir / "no-such-dir/out.pfm"});
-  EXPECT_EQ(unwritable.status, 1);
-  EXPECT_TRUE(Contains(unwritable.err, "no-such-dir/out.pfm: cannot create"));
+  EXPECT_TRUE(ExitedWith(RunTool(dir, {"morph", "median", dir / "a.pfm", dir / "no-such-dir/out.pfm"}), 1,
+                         "no-such-dir/out.pfm: cannot create"));
 }
 
 TEST(Program, MorphWritesTheLibraryResultInTheFormatOfTheOutputName) {
@@ -123,13 +121,10 @@ TEST(Program, MorphWritesTheLibraryResultInTheFormatOfTheOutputName) {
   HeightField mask{20, 20, std::vector<float>(400, 0.0f)};
   mask.At(9, 9) = 1.0f;
   WriteHeightField(dir / "dot.npy", mask);
-  const auto scaled =
-      RunTool(dir, {"morph", "scale", dir / "dot.npy", dir / "big.png", "--width", "18", "--height", "12"});
-  ASSERT_EQ(scaled.status, 0) << scaled.err;
+  ASSERT_RUN_OK(scaled, dir, {"morph", "scale", dir / "dot.npy", dir / "big.png", "--width", "18", "--height", "12"});
   EXPECT_EQ(DecodePngGrey(ReadFileBytes(dir / "big.png"), "big.png").width, 18);
-  const auto noSize = RunTool(dir, {"morph", "scale", dir / "dot.npy", dir / "big.png"});
-  EXPECT_EQ(noSize.status, 1);
-  EXPECT_TRUE(Contains(noSize.err, "--width and --height"));
+  EXPECT_TRUE(ExitedWith(RunTool(dir, {"morph", "scale", dir / "dot.npy", dir / "big.png"}), 1,
+                         "--width and --height"));
 }
 
 TEST(Program, EveryCommandKeepsOneSizeRuleWithOneMessageBeforeAllocating) {
@@ -164,11 +159,8 @@ TEST(Program, EveryCommandKeepsOneSizeRuleWithOneMessageBeforeAllocating) {
   EXPECT_EQ(zero.status, 2);
   EXPECT_TRUE(Contains(zero.err, "--resolution: must be a number above 0, not '0'"));
   EXPECT_LT(zero.err.size(), 120u) << zero.err;
-  const auto tolerance =
-      RunTool(dir, {"offset", dir / "ring.txt", dir / "o.txt", "-d", "1", "--arc-tolerance", "-1"});
-  EXPECT_EQ(tolerance.status, 2);
-  EXPECT_TRUE(Contains(tolerance.err, "--arc-tolerance: must be a number, at least 0, not '-1'"));
-  const auto width = RunTool(dir, {"fill", dir / "ring.txt", dir / "o.pfm", "--width", "0"});
-  EXPECT_EQ(width.status, 2);
-  EXPECT_TRUE(Contains(width.err, "--width: must be a whole number from 1 to 2147483647, not '0'"));
+  EXPECT_TRUE(ExitedWith(RunTool(dir, {"offset", dir / "ring.txt", dir / "o.txt", "-d", "1", "--arc-tolerance", "-1"}),
+                         2, "--arc-tolerance: must be a number, at least 0, not '-1'"));
+  EXPECT_TRUE(ExitedWith(RunTool(dir, {"fill", dir / "ring.txt", dir / "o.pfm", "--width", "0"}), 2,
+                         "--width: must be a whole number from 1 to 2147483647, not '0'"));
 }

@@ -46,23 +46,19 @@ TEST(ScanCommand, FlatSquareFillsItsGridPointsAndARequestedSizeIsKept) {
   tooltest::TempDir dir;
   const MeshData m = tooltest::MeshOf({{0, 0, 2}, {10, 0, 2}, {10, 10, 2}, {0, 10, 2}}, {{0, 1, 2}, {0, 2, 3}});
   WriteMesh(dir / "sq.ply", m);
-  const auto r =
-      RunTool(dir, {"scan", dir / "sq.ply", dir / "sq.npy", "--resolution", "0.5", "--z-offset", "5"});
-  ASSERT_EQ(r.status, 0) << r.err;
+  ASSERT_RUN_OK(r, dir, {"scan", dir / "sq.ply", dir / "sq.npy", "--resolution", "0.5", "--z-offset", "5"});
   EXPECT_TRUE(Contains(r.out, "21 x 21 pixels, 441 covered by the 2 triangles"));
   const HeightField h = ReadHeightField(dir / "sq.npy");
   EXPECT_EQ(h.values, std::vector<float>(21 * 21, 7.0f));  // z 2 plus the offset, border included
 
-  const auto sized = RunTool(dir, {"scan", dir / "sq.ply", dir / "big.pfm", "--width", "30", "--height", "12"});
-  ASSERT_EQ(sized.status, 0) << sized.err;
+  ASSERT_RUN_OK(sized, dir, {"scan", dir / "sq.ply", dir / "big.pfm", "--width", "30", "--height", "12"});
   const HeightField b = ReadHeightField(dir / "big.pfm");
   ASSERT_EQ(b.width, 30);
   ASSERT_EQ(b.height, 12);
   EXPECT_EQ(b.At(10, 10), 2.0f);
   EXPECT_EQ(b.At(11, 5), 0.0f);  // beyond the mesh
-  const auto stamped = RunTool(
-      dir, {"scan", dir / "sq.ply", dir / "st.pfm", "--width", "30", "--height", "12", "--method", "stamp"});
-  ASSERT_EQ(stamped.status, 0) << stamped.err;
+  ASSERT_RUN_OK(stamped, dir,
+                {"scan", dir / "sq.ply", dir / "st.pfm", "--width", "30", "--height", "12", "--method", "stamp"});
   EXPECT_EQ(ReadHeightField(dir / "st.pfm").width, 30);
 }
 
@@ -74,8 +70,7 @@ TEST(ScanCommand, ByDefaultAMeshedFieldComesBackExactlyAndStampsKeepTheirBoundsW
   for (const bool low : {false, true}) {
     std::vector<std::string> args = {"scan", dir / "f.stl", dir / "r.pfm"};
     if (low) args.push_back("--min");
-    const auto r = RunTool(dir, args);
-    ASSERT_EQ(r.status, 0) << r.err;
+    ASSERT_RUN_OK(r, dir, args);
     EXPECT_TRUE(ContainsAll(r.out, {"9 x 7 pixels, 63 covered", "heights as in the mesh"}));
     const HeightField back = ReadHeightField(dir / "r.pfm");
     EXPECT_EQ(back.width, 9);
@@ -174,8 +169,7 @@ TEST(ScanCommand, AMeshedSpikeIsStampedWithoutSamplingItsHeight) {
   for (const char* threads : {"", "--threads"}) {
     std::vector<std::string> args = {"scan", dir / "f.stl", dir / "o.pfm", "--method", "stamp"};
     if (*threads) args.push_back(threads);
-    const auto r = RunTool(dir, args);
-    ASSERT_EQ(r.status, 0) << r.err;
+    ASSERT_RUN_OK(r, dir, args);
     const HeightField o = ReadHeightField(dir / "o.pfm");
     EXPECT_EQ(o.At(2, 3), 65536.0f);  // the peak comes back at its pixel
     if (first.empty()) {

@@ -26,6 +26,11 @@ inline RunResult RunTool(const TempDir& dir, const std::vector<std::string>& arg
   return RunShell(dir, cmd);
 }
 
+// Runs the program into the constant r and ends the test unless the run exited with 0 (stderr shown).
+#define ASSERT_RUN_OK(r, ...)                     \
+  const auto r = tooltest::RunTool(__VA_ARGS__); \
+  ASSERT_EQ(r.status, 0) << r.err
+
 inline int CountLines(const std::string& s) {
   int n = 0;
   for (char c : s) n += c == '\n';
@@ -35,6 +40,13 @@ inline int CountLines(const std::string& s) {
 // A run that ended with `status` and said why in one line on stderr starting with `start`.
 inline ::testing::AssertionResult FailedInOneLine(const RunResult& r, int status, const std::string& start = "qssse") {
   const bool ok = r.status == status && CountLines(r.err) == 1 && r.err.rfind(start, 0) == 0;
+  return (ok ? ::testing::AssertionSuccess() : ::testing::AssertionFailure())
+         << "status " << r.status << ", stderr: " << r.err;
+}
+
+// A run that ended with `status` and said `part` on stderr.
+inline ::testing::AssertionResult ExitedWith(const RunResult& r, int status, const std::string& part) {
+  const bool ok = r.status == status && r.err.find(part) != std::string::npos;
   return (ok ? ::testing::AssertionSuccess() : ::testing::AssertionFailure())
          << "status " << r.status << ", stderr: " << r.err;
 }
@@ -64,6 +76,7 @@ inline qssse::tool::OutlinePoints Square(float a, float b, float spacing) {
 
 using iotest::Contains;
 using iotest::ContainsAll;
+using tooltest::ExitedWith;
 using tooltest::FailedInOneLine;
 using tooltest::RunTool;
 using namespace qssse::tool;

@@ -24,8 +24,7 @@ HeightField Dem() { return {4, 3, {-50, -20, 10, kNaN, -30, 0, 400, 1200, -10, 5
 TEST(UserFiles, MeshMeshesTheWholeFieldByDefaultAndLeavesNoDataOut) {
   tooltest::TempDir dir;
   WriteHeightField(dir / "dem.npy", Dem());
-  const auto r = RunTool(dir, {"mesh", dir / "dem.npy", dir / "dem.ply", "--nodata", "-9999"});
-  ASSERT_EQ(r.status, 0) << r.err;
+  ASSERT_RUN_OK(r, dir, {"mesh", dir / "dem.npy", dir / "dem.ply", "--nodata", "-9999"});
   EXPECT_TRUE(ContainsAll(r.out, {"dem.npy: 2 of 12 pixels carry no height", "left out of the mesh",
       "dem.ply: threshold -50.0012512 (auto: just below the lowest height -50)"}));
   // Two full cells in each of the first two cell columns and one triangle in each cell of the third:
@@ -36,26 +35,22 @@ TEST(UserFiles, MeshMeshesTheWholeFieldByDefaultAndLeavesNoDataOut) {
   for (const Vertex& v : m.vertices) EXPECT_NE(v.z, -9999.0f);
 
   // The printed threshold, given back, makes the same mesh; 0 leaves the sea floor out.
-  const auto again = RunTool(
-      dir, {"mesh", dir / "dem.npy", dir / "again.ply", "--nodata", "-9999", "--threshold", "-50.0012512"});
-  ASSERT_EQ(again.status, 0) << again.err;
+  ASSERT_RUN_OK(again, dir,
+                {"mesh", dir / "dem.npy", dir / "again.ply", "--nodata", "-9999", "--threshold", "-50.0012512"});
   EXPECT_EQ(ReadMesh(dir / "again.ply").triangles.size(), 10u);
-  const auto land = RunTool(dir, {"mesh", dir / "dem.npy", dir / "land.ply", "--threshold", "0"});
-  ASSERT_EQ(land.status, 0) << land.err;
+  ASSERT_RUN_OK(land, dir, {"mesh", dir / "dem.npy", dir / "land.ply", "--threshold", "0"});
   EXPECT_EQ(ReadMesh(dir / "land.ply").triangles.size(), 3u);  // on the corners 5, 10, 400, 800, 1200
 
-  const auto bad = RunTool(dir, {"mesh", dir / "dem.npy", dir / "x.ply", "--threshold", "low"});
-  EXPECT_EQ(bad.status, 1);
-  EXPECT_TRUE(Contains(bad.err, "--threshold must be a number or 'auto'"));
+  EXPECT_TRUE(ExitedWith(RunTool(dir, {"mesh", dir / "dem.npy", dir / "x.ply", "--threshold", "low"}), 1,
+                         "--threshold must be a number or 'auto'"));
 }
 
 TEST(UserFiles, ScanWritesNanWhereNoTriangleLiesWhenAsked) {
   tooltest::TempDir dir;
   const MeshData m = tooltest::MeshOf({{0, 0, 2}, {10, 0, 2}, {10, 10, 2}, {0, 10, 2}}, {{0, 1, 2}, {0, 2, 3}});
   WriteMesh(dir / "sq.off", m);
-  const auto r = RunTool(dir, {"scan", dir / "sq.off", dir / "sq.pfm", "--resolution", "0.5", "--z-offset",
-                               "5", "--nodata-out", "nan", "--method", "stamp"});
-  ASSERT_EQ(r.status, 0) << r.err;
+  ASSERT_RUN_OK(r, dir,
+                {"scan", dir / "sq.off", dir / "sq.pfm", "--resolution", "0.5", "--z-offset", "5", "--nodata-out", "nan", "--method", "stamp"});
   HeightFieldReadOptions keep;
   keep.noValue = kNaN;
   const HeightField h = ReadHeightField(dir / "sq.pfm", keep);
@@ -81,12 +76,10 @@ TEST(UserFiles, EveryCommandTellsFilesByTheirContents) {
   // An OFF file was read as outline text.
   tooltest::WriteText(dir / "square.off",
                       "OFF\n# a unit square\n4 1 0\n0 0 1\n4 0 1\n4 4 1\n0 4 1\n4 0 1 2 3\n");
-  const auto off = RunTool(dir, {"info", dir / "square.off"});
-  ASSERT_EQ(off.status, 0) << off.err;
+  ASSERT_RUN_OK(off, dir, {"info", dir / "square.off"});
   EXPECT_TRUE(ContainsAll(off.out, {"square.off: OFF mesh, 2 triangles, 4 vertices (4 distinct)",
       "1 polygon of more than three corners split into triangles"}));
-  const auto scanned = RunTool(dir, {"scan", dir / "square.off", dir / "square.pfm"});
-  ASSERT_EQ(scanned.status, 0) << scanned.err;
+  ASSERT_RUN_OK(scanned, dir, {"scan", dir / "square.off", dir / "square.pfm"});
   EXPECT_TRUE(Contains(scanned.out, "square.off: 1 polygon of more than three corners split into 2 triangles in all"));
   const auto asOutline = RunTool(dir, {"fill", dir / "square.off", dir / "mask.png"});
   EXPECT_TRUE(FailedInOneLine(asOutline, 1));
