@@ -102,11 +102,11 @@ class FewRows {
       case 2:  // (0,0) (0,1) (1,0)
         return Group<kShifted, 0, 0, 1, 0, 0, 1, 0, 0, 3>(low, f, nan);
       case 3:  // (0,0) (0,1) (0,2) (1,0) | (1,1) (2,0)
-        return (Group<kShifted, 0, 0, 0, 1, 0, 1, 2, 0, 4>(low, f, nan) &
+        return (Group<kShifted, 0, 0, 0, 1, 0, 1, 2, 0, 4>(low, f, nan) &&
                 Group<kShifted, 1, 2, 0, 0, 1, 0, 0, 0, 2>(low, f, nan));
       case 4:  // (0,0..3) | (1,0) (1,1) (1,2) (2,0) | (2,1) (3,0)
-        return (Group<kShifted, 0, 0, 0, 0, 0, 1, 2, 3, 4>(low, f, nan) &
-                Group<kShifted, 1, 1, 1, 2, 0, 1, 2, 0, 4>(low, f, nan) &
+        return (Group<kShifted, 0, 0, 0, 0, 0, 1, 2, 3, 4>(low, f, nan) &&
+                Group<kShifted, 1, 1, 1, 2, 0, 1, 2, 0, 4>(low, f, nan) &&
                 Group<kShifted, 2, 3, 0, 0, 1, 0, 0, 0, 2>(low, f, nan));
       default:
         break;
@@ -115,18 +115,18 @@ class FewRows {
     const Terms mixed = Interleave(low, MakeTerms(i, lanes(b[4], b[5], b[6], b[7])));
     if (r == 5) {
       // (0,0..3) | (1,0) (1,2) (1,3) (2,0) | (2,1) (2,2) (3,0) (3,1) | mixed: (1,1) (0,4) (4,0)
-      return Group<kShifted, 0, 0, 0, 0, 0, 1, 2, 3, 4>(low, f, nan) &
-             Group<kShifted, 1, 1, 1, 2, 0, 2, 3, 0, 4>(low, f, nan) &
-             Group<kShifted, 2, 2, 3, 3, 1, 2, 0, 1, 4>(low, f, nan) &
+      return Group<kShifted, 0, 0, 0, 0, 0, 1, 2, 3, 4>(low, f, nan) &&
+             Group<kShifted, 1, 1, 1, 2, 0, 2, 3, 0, 4>(low, f, nan) &&
+             Group<kShifted, 2, 2, 3, 3, 1, 2, 0, 1, 4>(low, f, nan) &&
              Group<kShifted, 2, 0, 1, 0, 2, 1, 0, 0, 3>(mixed, f, nan);
     }
     // (0,1) (0,2) (0,3) (1,0) | (1,2) (1,3) (2,0) (2,1) | (2,2) (2,3) (3,0) (3,1) | (3,2) |
     // mixed: (0,0) (1,1) (0,4) (0,5) | (1,4) (4,0) (4,1) (5,0)
-    return Group<kShifted, 0, 0, 0, 1, 1, 2, 3, 0, 4>(low, f, nan) &
-           Group<kShifted, 1, 1, 2, 2, 2, 3, 0, 1, 4>(low, f, nan) &
-           Group<kShifted, 2, 2, 3, 3, 2, 3, 0, 1, 4>(low, f, nan) &
-           Group<kShifted, 3, 0, 0, 0, 2, 0, 0, 0, 1>(low, f, nan) &
-           Group<kShifted, 0, 2, 0, 0, 0, 2, 1, 3, 4>(mixed, f, nan) &
+    return Group<kShifted, 0, 0, 0, 1, 1, 2, 3, 0, 4>(low, f, nan) &&
+           Group<kShifted, 1, 1, 2, 2, 2, 3, 0, 1, 4>(low, f, nan) &&
+           Group<kShifted, 2, 2, 3, 3, 2, 3, 0, 1, 4>(low, f, nan) &&
+           Group<kShifted, 3, 0, 0, 0, 2, 0, 0, 0, 1>(low, f, nan) &&
+           Group<kShifted, 0, 2, 0, 0, 0, 2, 1, 3, 4>(mixed, f, nan) &&
            Group<kShifted, 2, 1, 1, 3, 1, 0, 2, 0, 4>(mixed, f, nan);
   }
 
