@@ -139,8 +139,7 @@ TEST(HPolygonTriangulator, FewerThanThreeRingVerticesGiveASafeEmptyResult) {
   EXPECT_EQ(CHPolygonTriangulator(&two, 0, 1.0f, 1.0f, false).GetNumTriangles(), 0);  // step not looked at
 
   // Five points with step 2: a ring of two vertices, no triangles.
-  CSSE3dPolygon five;
-  Make3d(five, {{0, 0}, {1, 0}, {2, 1}, {1, 2}, {0, 1}});
+  CSSE3dPolygon five = Make3d({{0, 0}, {1, 0}, {2, 1}, {1, 2}, {0, 1}});
   const CHPolygonTriangulator t(&five, 2, 1.0f, 1.0f, 1.0f, false);
   EXPECT_EQ(t.GetNumVertices(), 2);
   EXPECT_EQ(t.GetNumTriangles(), 0);
@@ -155,8 +154,7 @@ TEST(HPolygonTriangulator, FewerThanThreeRingVerticesGiveASafeEmptyResult) {
 TEST(HPolygonTriangulator, StepSamplesThePolygonAndTriangle3DReadsItsOwnPoints) {
   // Eight points, step 2: vertices are points 0, 2, 4, 6 (a square), scaled for the planar work only.
   const Ring ring = {{0, 0}, {5, -1}, {2, 0}, {3, 1}, {2, 2}, {1, 3}, {0, 2}, {-1, 1}};
-  CSSE3dPolygon poly;
-  Make3d(poly, ring, 10.0f);
+  CSSE3dPolygon poly = Make3d(ring, 10.0f);
   const CHPolygonTriangulator t(&poly, 2, 2.0f, 3.0f, 0.5f, false);
   ASSERT_EQ(t.GetNumVertices(), 4);
   EXPECT_TRUE(poly.IsBoundingBoxCalculated());

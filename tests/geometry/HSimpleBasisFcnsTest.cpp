@@ -24,15 +24,6 @@ void LinkRing(t_hvertex* v, int n) {
   }
 }
 
-TEST(HSimpleBasisFcns, DefaultPlanarPointMeansNoValue) {
-  const t_h2dpoint p;
-  EXPECT_EQ(p.x, 3.4028235e38f);
-  EXPECT_EQ(p.y, std::numeric_limits<float>::max());
-  const t_vector v;
-  EXPECT_EQ(v.x, 0.0f);
-  EXPECT_EQ(v.z, 0.0f);
-}
-
 TEST(HSimpleBasisFcns, AreaToleranceIsAbsoluteAndExcludesItsOwnValueAndNaNCountsAsCollinear) {
   // c against the base (0, 0) -> (1, 0): a doubled area of exactly +-0.0005 is no turn yet.
   const struct {
@@ -195,21 +186,16 @@ TEST(HSimpleBasisFcns, LineDirectionsAndNormals) {
   EXPECT_EQ(dir.x, 0.0f);
   EXPECT_EQ(dir.y, 0.0f);
 
-  t_vector n;
-  F::FindOrthogonal(t_vector{5, 0, 0}, n);
-  EXPECT_EQ(n.x, 0.0f);
-  EXPECT_EQ(n.y, 1.0f);
-  F::FindOrthogonal(t_vector{0, 0, 0}, n);
-  EXPECT_EQ(n.y, 1.0f);
-  F::FindOrthogonal(t_vector{1, 1, 0}, n);
-  EXPECT_FLOAT_EQ(n.x, 0.70710677f);
-  EXPECT_FLOAT_EQ(n.y, -0.70710677f);
-  F::FindOrthogonal(t_vector{0, 1, 0}, n);
-  EXPECT_EQ(n.x, 1.0f);
-  EXPECT_EQ(n.y, 0.0f);
-  F::FindOrthogonal(t_vector{-2, 1, 0}, n);  // no turning sense: x stays positive
-  EXPECT_FLOAT_EQ(n.x, 1.0f / std::sqrt(5.0f));
-  EXPECT_FLOAT_EQ(n.y, 2.0f / std::sqrt(5.0f));
+  // {direction, normal}: no turning sense, x of the normal stays positive.
+  const float r2 = 0.70710677f, r5 = 1.0f / std::sqrt(5.0f);
+  const t_vector normals[][2] = {{{5, 0, 0}, {0, 1, 0}},    {{0, 0, 0}, {0, 1, 0}}, {{1, 1, 0}, {r2, -r2, 0}},
+                                 {{0, 1, 0}, {1, 0, 0}},    {{-2, 1, 0}, {r5, 2 * r5, 0}}};
+  for (const auto& [d, expected] : normals) {
+    t_vector n;
+    F::FindOrthogonal(d, n);
+    EXPECT_FLOAT_EQ(n.x, expected.x) << d.x << "," << d.y;
+    EXPECT_FLOAT_EQ(n.y, expected.y) << d.x << "," << d.y;
+  }
 }
 
 TEST(HSimpleBasisFcns, FootPointAndLineParameters) {
