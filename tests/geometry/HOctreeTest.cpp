@@ -236,7 +236,7 @@ TEST(HOctree, OnlyTheFirstNineEntriesOfAListAreReadable) {
   EXPECT_EQ(root->children[0], nullptr);
 }
 
-TEST(HOctree, CollectorsMinimumIsTheLastTrianglesBoxMinimum) {
+TEST(HOctree, CollectorsMinimumIsTheLastTrianglesBoxMinimumChildrenFirst) {
   CHOctree tree(kHigh, kLow, 4.0f);                            // the root alone
   auto mesh = Mesh({{P(-3, -3, -3), P(3, 3, 3), P(-3, 3, 0)},  // the widest box
                     Small(1, 1, 1),                            // a small one, filed last
@@ -270,16 +270,15 @@ TEST(HOctree, CollectorsMinimumIsTheLastTrianglesBoxMinimum) {
   tree.AppendEntryToOctreeElement(root, 0, 42);
   collect(hi, lo);
   EXPECT_POINT(hi, -1e6f, -1e6f, -1e6f, -1e6f);
-}
 
-TEST(HOctree, CollectorVisitsChildrenBeforeTheElementItself) {
-  CHOctree tree(kHigh, kLow, 2.0f);
-  auto mesh = Mesh({Small(-3, -3, -3), Small(2, 2, 2)});
-  tree.CalculateOctreeEntries(mesh.get(), 0);             // both go to level-1 children
-  tree.AppendEntryToOctreeElement(tree.GetStem(), 0, 0);  // and triangle 0 once more at the root
-  SSEPoint hi = P(-1e6f, -1e6f, -1e6f), lo = P(1e6f, 1e6f, 1e6f);
-  tree.FindMinMaxPointTriangulation(mesh.get(), hi, lo, tree.GetStem(), 0);
-  EXPECT_POINT(lo, -3, -3, -3, 0);  // the root's entry comes last
+  // Children are visited before the element itself: the root's entry comes last.
+  CHOctree deep(kHigh, kLow, 2.0f);
+  auto two = Mesh({Small(-3, -3, -3), Small(2, 2, 2)});
+  deep.CalculateOctreeEntries(two.get(), 0);             // both go to level-1 children
+  deep.AppendEntryToOctreeElement(deep.GetStem(), 0, 0);  // and triangle 0 once more at the root
+  hi = P(-1e6f, -1e6f, -1e6f), lo = P(1e6f, 1e6f, 1e6f);
+  deep.FindMinMaxPointTriangulation(two.get(), hi, lo, deep.GetStem(), 0);
+  EXPECT_POINT(lo, -3, -3, -3, 0);
 }
 
 TEST(HOctree, RandomMeshesAreFiledOnceEachIntoTheDeepestHolder) {
