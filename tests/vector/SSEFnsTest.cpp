@@ -33,13 +33,8 @@ bool SameBits(float a, float b) { return std::memcmp(&a, &b, sizeof a) == 0; }
 const float kNaN = std::numeric_limits<float>::quiet_NaN();
 const float kInf = std::numeric_limits<float>::infinity();
 
-TEST(SSEPoint, LanesAreXYZWInOrder) {
-  const SSEPoint p = P(1, 2, 3, 4);
-  EXPECT_EQ(Lanes(p.m), (L4{1, 2, 3, 4}));
-  EXPECT_EQ(p.w, 4.0f);
-}
-
-TEST(SSEFns, SumsLanesAsFirstPlusLastThenThirdPlusSecond) {
+TEST(SSEFns, SumsLanesOfXYZWAsFirstPlusLastThenThirdPlusSecond) {
+  EXPECT_EQ(Lanes(P(1, 2, 3, 4).m), (L4{1, 2, 3, 4}));  // an SSEPoint's lanes are x, y, z, w in order
   // (a0 + a3) + (a2 + a1): 1e8 + 1 rounds back to 1e8, so this order gives 0 where a left-to-right sum
   // gives 1.
   EXPECT_EQ(CSSEFns::internal_addition_of_m128(P(1e8f, 1.0f, -1e8f, 1.0f).m), 0.0f);
@@ -68,9 +63,6 @@ TEST(SSEFns, CrossProductAndVolumeFollowTheRightHand) {
   EXPECT_EQ(Lanes(CSSEFns::vectorproduct(P(2, 3, 4).m, P(5, 6, 7).m)), (L4{3 * 7 - 4 * 6, 4 * 5 - 2 * 7, 2 * 6 - 3 * 5, 0}));
   EXPECT_EQ(CSSEFns::volume(P(1, 0, 0).m, P(0, 1, 0).m, P(0, 0, 1).m), 1.0f);
   EXPECT_EQ(CSSEFns::volume(P(1, 0, 0).m, P(0, 0, 1).m, P(0, 1, 0).m), -1.0f);
-}
-
-TEST(SSEFns, VolumeIgnoresInfiniteWLanesOfTheCrossedVectors) {
   // Lane 3 of b x c is forced to 0, so w = inf in b and c cannot leak a NaN into the sum.
   EXPECT_EQ(CSSEFns::volume(P(1, 0, 0).m, P(0, 1, 0, kInf).m, P(0, 0, 1, kInf).m), 1.0f);
 }
