@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <cstring>
 #include <random>
+#include <type_traits>
 #include <utility>
 #include <vector>
 
@@ -52,6 +53,24 @@ inline float Lane(const CSSEMatrix& m, int x, int g, int l) {
   return reinterpret_cast<const float*>(&m.GetMatrixDataDirectly()[g][x])[l];
 }
 
+// Every lane of every element, padding rows included, set in storage order (SIMD rows, columns, lanes)
+// to value(x, g, l) or to value() (a generator).
+template <class F>
+CSSEMatrix& SetLanes(CSSEMatrix& m, F value) {
+  for (int g = 0; g < m.GetSSESizeY(); ++g) {
+    for (int x = 0; x < m.GetSSESizeX(); ++x) {
+      for (int l = 0; l < 4; ++l) {
+        if constexpr (std::is_invocable_v<F>) {
+          Lane(m, x, g, l) = value();
+        } else {
+          Lane(m, x, g, l) = value(x, g, l);
+        }
+      }
+    }
+  }
+  return m;
+}
+
 // What Serialize writes into an archive, and an object read back from such bytes.
 template <class T>
 std::vector<unsigned char> ArchiveBytes(T& object) {
@@ -91,11 +110,7 @@ inline CSSEMatrix Ramp(int sx, int sy, int rowStep = 100) {
 
 // sx x sy pixels drawn from values; the padding lanes hold `padding`, so that a kernel touching them shows.
 inline CSSEMatrix RandomFrom(std::mt19937& rng, int sx, int sy, const std::vector<float>& values, float padding = 0.0f) {
-  CSSEMatrix m = Blank(sx, sy);
-  for (int g = 0; g < m.GetSSESizeY(); ++g) {
-    float* f = reinterpret_cast<float*>(m.GetMatrixDataDirectly()[g]);
-    for (int i = 0; i < 4 * sx; ++i) f[i] = padding;
-  }
+  CSSEMatrix m = Blank(sx, sy, padding);
   for (int y = 0; y < sy; ++y)
     for (int x = 0; x < sx; ++x) m.SetPoint(x, y, values[rng() % values.size()]);
   return m;

@@ -15,18 +15,12 @@
 
 namespace {
 
-using rastertest::ArchiveBytes;
-using rastertest::Blank;
-using rastertest::LoadArchive;
-using rastertest::SameBits;
+using namespace rastertest;
 
 // Distinct values everywhere, padding pixels included.
 CSSEMatrix Sample(int sx, int sy) {
   CSSEMatrix m = Blank(sx, sy);
-  for (int g = 0; g < m.GetSSESizeY(); ++g)
-    for (int x = 0; x < sx; ++x)
-      for (int l = 0; l < 4; ++l) rastertest::Lane(m, x, g, l) = static_cast<float>(1000 * x + 4 * g + l) + 0.25f;
-  return m;
+  return SetLanes(m, [](int x, int g, int l) { return static_cast<float>(1000 * x + 4 * g + l) + 0.25f; });
 }
 
 std::vector<unsigned char> StreamBytes(const CSSEMatrix& m) {

