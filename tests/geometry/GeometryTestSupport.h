@@ -1,4 +1,6 @@
 #pragma once
+#include <gtest/gtest.h>
+
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
@@ -34,6 +36,12 @@ inline Ring RingOf(const CSSE3dPolygon& p) {
   Ring r(static_cast<std::size_t>(p.GetNumPoints()));
   for (int i = 0; i < p.GetNumPoints(); ++i) p.GetPointXY(i, r[i].x, r[i].y);
   return r;
+}
+
+// Exact equality of all four lanes of a point.
+inline ::testing::AssertionResult IsPoint(const SSEPoint& p, float x, float y, float z, float w) {
+  if (p.x == x && p.y == y && p.z == z && p.w == w) return ::testing::AssertionSuccess();
+  return ::testing::AssertionFailure() << "(" << p.x << ", " << p.y << ", " << p.z << ", " << p.w << ")";
 }
 
 // Exact twice-signed area of a lattice triangle / ring (coordinates are small integers).

@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "GeometryTestSupport.h"
 #include "HullTestSupport.h"
 #include "qssse/geometry/HConvexHull3D.h"
 #include "qssse/geometry/HullException.h"
@@ -97,16 +98,10 @@ TEST(ConvexHull3D, VertexReadersUndoTheScaling) {
   tFaceStructure* f = h.GetFaces();
   for (int i = 0; i < 3; ++i) {
     const tVertexStructure* v = f->vertex[i];
-    const SSEPoint p = h.GetVertexFromFace(f, i);
-    EXPECT_EQ(p.x, static_cast<float>(v->x) / 10.0f);
-    EXPECT_EQ(p.y, static_cast<float>(v->y) / 10.0f);
-    EXPECT_EQ(p.z, static_cast<float>(v->x * v->x + v->y * v->y) / 10.0f);
-    EXPECT_EQ(p.w, 0.0f);
+    const auto x = static_cast<float>(v->x), y = static_cast<float>(v->y), z = static_cast<float>(v->z);
+    EXPECT_TRUE(geomtest::IsPoint(h.GetVertexFromFace(f, i), x / 10.0f, y / 10.0f, (x * x + y * y) / 10.0f, 0.0f));
     SSEPoint scale = qssse::MakeSSEPoint(2.0f, 4.0f, 8.0f, 0.0f);
-    const SSEPoint q = h.GetVertexFromFace3D(f, i, scale);
-    EXPECT_EQ(q.x, static_cast<float>(v->x) / 2.0f);
-    EXPECT_EQ(q.z, static_cast<float>(v->z) / 8.0f);
-    EXPECT_EQ(q.w, 0.0f);
+    EXPECT_TRUE(geomtest::IsPoint(h.GetVertexFromFace3D(f, i, scale), x / 2.0f, y / 4.0f, z / 8.0f, 0.0f));
   }
   EXPECT_EQ(h.GetVertexFromFace(f, 3).x, 0.0f);
   EXPECT_EQ(h.GetVertexFromFace(nullptr, 0).x, 0.0f);

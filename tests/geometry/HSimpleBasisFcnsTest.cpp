@@ -3,6 +3,7 @@
 #include <cmath>
 #include <limits>
 
+#include "GeometryTestSupport.h"
 #include "qssse/geometry/HPolygonTriangulator.h"
 #include "qssse/geometry/HSimpleBasisFcns.h"
 
@@ -128,10 +129,7 @@ TEST(HSimpleBasisFcns, GetIntersectionWritesTheLineCrossingAndTheParallelEndpoin
   // The SSEPoint form: z becomes 0, w is kept.
   SSEPoint q = P(7, 7, 7, 3);
   EXPECT_TRUE(F::GetIntersection(P(0, 0, 9), P(2, 2, 9), P(0, 2), P(2, 0), q));
-  EXPECT_EQ(q.x, 1.0f);
-  EXPECT_EQ(q.y, 1.0f);
-  EXPECT_EQ(q.z, 0.0f);
-  EXPECT_EQ(q.w, 3.0f);
+  EXPECT_TRUE(geomtest::IsPoint(q, 1, 1, 0, 3));
 }
 
 TEST(HSimpleBasisFcns, GetIntersectionFormsItsProductsInDouble) {
@@ -201,13 +199,9 @@ TEST(HSimpleBasisFcns, LineDirectionsAndNormals) {
 TEST(HSimpleBasisFcns, FootPointAndLineParameters) {
   SSEPoint foot = P(0, 0, 5, 7);
   F::FindFoodPoint(t_vector{2, 0, 0}, P(1, 1, 4), P(3, 5, 4), foot);
-  EXPECT_EQ(foot.x, 3.0f);
-  EXPECT_EQ(foot.y, 1.0f);
-  EXPECT_EQ(foot.z, 0.0f);
-  EXPECT_EQ(foot.w, 7.0f);
+  EXPECT_TRUE(geomtest::IsPoint(foot, 3, 1, 0, 7));
   F::FindFoodPoint(t_vector{0, 0, 1}, P(1, 1), P(3, 5), foot);  // no planar direction: all four zero
-  EXPECT_EQ(foot.x, 0.0f);
-  EXPECT_EQ(foot.w, 0.0f);
+  EXPECT_TRUE(geomtest::IsPoint(foot, 0, 0, 0, 0));
 
   SSEPoint q = P(0, 0, 5, 7);
   F::FindPointOnLine(t_vector{0.6f, 0.8f, 0}, P(1, 1), 5.0f, q);
