@@ -79,7 +79,6 @@ TEST(HOctree, LevelCountFollowsTheRoundedLogOfExtentOverCellSize) {
     EXPECT_EQ(tree.GetNumBricks(), total);
     EXPECT_EQ(tree.GetStem() != nullptr, levels > 0);
   }
-  EXPECT_EQ(CHOctree(kHigh, kLow, 0.125f).GetNumBricks(), 37449);
 }
 
 TEST(HOctree, ElementsArePositionedByTheChildOffsetTable) {
