@@ -192,15 +192,29 @@ struct PixelOnly {
   static void Stamp(__m128** rows, int x, int y, float v) { raster::KeepAt<Rule>(rows, x, y, v); }
 };
 
+// The swept matrix's storage and where the sweep's pixels lie on it, shared by the sample holders below.
+class SweptRows {
+ protected:
+  SweptRows(__m128** rows, int offsetX, int offsetY) : rows_(rows), offsetX_(offsetX), offsetY_(offsetY) {}
+  template <class Stamp>
+  void Put(int x, int y, float v) const {
+    Stamp::Stamp(rows_, x - offsetX_, y - offsetY_, v);
+  }
+
+ private:
+  __m128** rows_;
+  int offsetX_, offsetY_;
+};
+
 // Consecutive samples on one pixel, folded by the keep rule and stamped once: the rule keeps the present
 // value only when it is strictly better, so stamping v1 then v2 leaves on every pixel what stamping
 // their fold leaves (of equal values the later one, -0 or +0 alike). A NaN sample is stamped as it comes,
 // since stamping it replaces whatever was there.
 template <class Stamp>
-class HeldStamps {
+class HeldStamps : SweptRows {
  public:
   using Rule = typename Stamp::Rule;
-  HeldStamps(__m128** rows, int offsetX, int offsetY) : rows_(rows), offsetX_(offsetX), offsetY_(offsetY) {}
+  HeldStamps(__m128** rows, int offsetX, int offsetY) : SweptRows(rows, offsetX, offsetY) {}
   ~HeldStamps() { Release(); }
   HeldStamps(const HeldStamps&) = delete;
   HeldStamps& operator=(const HeldStamps&) = delete;
@@ -212,7 +226,7 @@ class HeldStamps {
     }
     Release();
     if (v != v) {
-      Stamp::Stamp(rows_, x - offsetX_, y - offsetY_, v);
+      Put<Stamp>(x, y, v);
       return;
     }
     x_ = x;
@@ -221,13 +235,11 @@ class HeldStamps {
     holding_ = true;
   }
   void Release() {
-    if (holding_) Stamp::Stamp(rows_, x_ - offsetX_, y_ - offsetY_, v_);
+    if (holding_) Put<Stamp>(x_, y_, v_);
     holding_ = false;
   }
 
  private:
-  __m128** rows_;
-  int offsetX_, offsetY_;
   int x_ = 0, y_ = 0;
   float v_ = 0.0f;
   bool holding_ = false;
@@ -238,10 +250,10 @@ class HeldStamps {
 // pixel ends as the better of its value and the best stamp reaching it, whatever the order, equal
 // heights having equal bits); a NaN height empties the pool and is stamped in its place.
 template <class Stamp>
-class PooledStamps {
+class PooledStamps : SweptRows {
  public:
   using Rule = typename Stamp::Rule;
-  PooledStamps(__m128** rows, int offsetX, int offsetY) : rows_(rows), offsetX_(offsetX), offsetY_(offsetY) {}
+  PooledStamps(__m128** rows, int offsetX, int offsetY) : SweptRows(rows, offsetX, offsetY) {}
   ~PooledStamps() { Release(); }
   PooledStamps(const PooledStamps&) = delete;
   PooledStamps& operator=(const PooledStamps&) = delete;
@@ -249,7 +261,7 @@ class PooledStamps {
   void Add(int x, int y, float v) {
     if (v != v) {
       Release();
-      Stamp::Stamp(rows_, x - offsetX_, y - offsetY_, v);
+      Put<Stamp>(x, y, v);
       return;
     }
     for (int k = 0; k < n_; ++k) {
@@ -265,14 +277,12 @@ class PooledStamps {
     ++n_;
   }
   void Release() {
-    for (int k = 0; k < n_; ++k) Stamp::Stamp(rows_, x_[k] - offsetX_, y_[k] - offsetY_, v_[k]);
+    for (int k = 0; k < n_; ++k) Put<Stamp>(x_[k], y_[k], v_[k]);
     n_ = 0;
   }
 
  private:
   static constexpr int kSize = 4;
-  __m128** rows_;
-  int offsetX_, offsetY_;
   int x_[kSize] = {}, y_[kSize] = {};
   float v_[kSize] = {};
   int n_ = 0;
@@ -577,19 +587,17 @@ void Sweep(const Job& job, CSSEMatrix& m) {
 
 // Centre stamps of a fresh conversion: every sample kept on its own pixel only, NaN heights noted.
 template <class KeepRule>
-class CentreStamps {
+class CentreStamps : SweptRows {
  public:
   using Rule = KeepRule;
-  CentreStamps(__m128** rows, int offsetX, int offsetY) : rows_(rows), offsetX_(offsetX), offsetY_(offsetY) {}
+  CentreStamps(__m128** rows, int offsetX, int offsetY) : SweptRows(rows, offsetX, offsetY) {}
   void Add(int x, int y, float v) {
     nan_ |= v != v;
-    raster::KeepAt<Rule>(rows_, x - offsetX_, y - offsetY_, v);
+    Put<PixelOnly<Rule>>(x, y, v);
   }
   bool SawNaN() const { return nan_; }
 
  private:
-  __m128** rows_;
-  int offsetX_, offsetY_;
   bool nan_ = false;
 };
 
