@@ -118,7 +118,7 @@ TEST(HOctree, EveryConstructionShowsOctreeCreatedAlsoWithoutRoot) {
   EXPECT_EQ(shown, (std::vector<std::wstring>{L"OctreeCreated", L"OctreeCreated"}));
 }
 
-TEST(HOctree, TreeWithoutLevelsAcceptsEveryMemberAndDoesNothing) {
+TEST(HOctree, TreeWithoutLevelsAcceptsEveryMemberAndATreeWithANaNCornerFilesNothing) {
   const float nan = std::numeric_limits<float>::quiet_NaN();
   const float inf = std::numeric_limits<float>::infinity();
   auto mesh = Mesh({Small(0, 0, 0)});
@@ -143,16 +143,12 @@ TEST(HOctree, TreeWithoutLevelsAcceptsEveryMemberAndDoesNothing) {
     tree.PositionReferenceOctree(tree.GetStem(), &hi);
   }
   EXPECT_EQ(mesh->GetTriangle(0)->mark, -1);
-}
-
-TEST(HOctree, CornersWithNaNBuildATreeThatFilesNothing) {
-  const float nan = std::numeric_limits<float>::quiet_NaN();
-  CHOctree tree(P(nan, 4, 4), kLow, 1.0f);  // the extent comes from the finite lanes
-  ASSERT_NE(tree.GetStem(), nullptr);
-  auto mesh = Mesh({Small(0, 0, 0)});
-  tree.CalculateOctreeEntries(mesh.get(), 0);
+  // A NaN corner lane: the extent comes from the finite lanes, but no box fits inside the tree's.
+  CHOctree nanCorner(P(nan, 4, 4), kLow, 1.0f);
+  ASSERT_NE(nanCorner.GetStem(), nullptr);
+  nanCorner.CalculateOctreeEntries(mesh.get(), 0);
   EXPECT_EQ(mesh->GetTriangle(0)->mark, -1);
-  EXPECT_TRUE(AllEntries(tree.GetStem(), 0).empty());
+  EXPECT_TRUE(AllEntries(nanCorner.GetStem(), 0).empty());
 }
 
 TEST(HOctree, TreeLargerThanTheMachineIsRejectedBeforeAllocating) {

@@ -173,9 +173,7 @@ TEST(SSE3dPolygonDraw, HeightDrawersEqualTheSampleBySampleWalkOnFarHugeAndNonFin
     }
     CSSE3dPolygon p = Make(pts);
     CSSEMatrix base = Blank(w, h);
-    for (int y = 0; y < h; ++y)
-      for (int x = 0; x < w; ++x)
-        base.SetPoint(x, y, rng() % 9 == 0 ? NAN : static_cast<float>(static_cast<int>(rng() % 5) - 2));
+    SetPixels(base, [&] { return rng() % 9 == 0 ? NAN : static_cast<float>(static_cast<int>(rng() % 5) - 2); });
     SCOPED_TRACE(testing::Message() << "round " << round << " " << w << "x" << h);
     // Each drawer against the walk putting its samples with the matching stamp; NaN sums may differ in
     // payload.
@@ -259,9 +257,7 @@ TEST(SSE3dPolygonDraw, EdgeWalkEqualsTheCellByCellRuleOnRandomRingsAndMatrices) 
            0.5f * static_cast<float>(static_cast<int>(rng() % (2 * h + 24)) - 12), 0.0f};
     }
     CSSEMatrix fast = Blank(w, h);
-    for (int y = 0; y < h; ++y) {
-      for (int x = 0; x < w; ++x) fast.SetPoint(x, y, rng() % 4 == 0 ? 1.0f + 0.3f * static_cast<float>(rng() % 5) : 0.0f);
-    }
+    SetPixels(fast, [&] { return rng() % 4 == 0 ? 1.0f + 0.3f * static_cast<float>(rng() % 5) : 0.0f; });
     CSSEMatrix plain(fast);
     Make(pts).DrawInMatrixAndFill(1.0f, &fast);
     PlainEdgeWalk(pts, 1.0f, plain);

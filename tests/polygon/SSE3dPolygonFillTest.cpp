@@ -110,9 +110,7 @@ void PlainCoarseBands(CSSE3dPolygon& p, CSSEMatrix& m, float value, bool subsamp
 // A matrix of small integers 0..3 and an occasional NaN, so that Min, Max and Sub have work to do.
 CSSEMatrix Noise(int w, int h, std::mt19937& rng) {
   CSSEMatrix m = Blank(w, h);
-  for (int y = 0; y < h; ++y)
-    for (int x = 0; x < w; ++x) m.SetPoint(x, y, rng() % 50 == 0 ? NAN : static_cast<float>(rng() % 4));
-  return m;
+  return SetPixels(m, [&] { return rng() % 50 == 0 ? NAN : static_cast<float>(rng() % 4); });
 }
 
 // Outlines that break sweeps: coordinates on a coarse integer grid (points on cell centres, vertical and

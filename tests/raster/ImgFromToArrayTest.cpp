@@ -11,9 +11,7 @@ using rastertest::Blank;
 // A matrix 10 wide and 8 high whose columns from `step` on hold `height` (all rows alike).
 CSSEMatrix Step(int step, float height) {
   CSSEMatrix m = Blank(10, 8);
-  for (int y = 0; y < 8; ++y)
-    for (int x = step; x < 10; ++x) m.SetPoint(x, y, height);
-  return m;
+  return rastertest::SetPixels(m, [&](int x, int) { return x >= step ? height : 0.0f; });
 }
 
 TEST(ImgFromToArray, BackwardScanStopsAboveFromSoASingleStepLeavesToOpen) {

@@ -100,20 +100,31 @@ inline CSSEMatrix Blank(int sx, int sy, float v) {
   return m;
 }
 
+// Every real pixel set, rows outer and columns inner, to value(x, y) or to value() (a generator).
+template <class F>
+CSSEMatrix& SetPixels(CSSEMatrix& m, F value) {
+  for (int y = 0; y < m.GetSizeY(); ++y) {
+    for (int x = 0; x < m.GetSizeX(); ++x) {
+      if constexpr (std::is_invocable_v<F>) {
+        m.SetPoint(x, y, value());
+      } else {
+        m.SetPoint(x, y, value(x, y));
+      }
+    }
+  }
+  return m;
+}
+
 // Every pixel (x, y) = rowStep * y + x: a value that tells where it came from.
 inline CSSEMatrix Ramp(int sx, int sy, int rowStep = 100) {
   CSSEMatrix m = Blank(sx, sy);
-  for (int y = 0; y < sy; ++y)
-    for (int x = 0; x < sx; ++x) m.SetPoint(x, y, static_cast<float>(rowStep * y + x));
-  return m;
+  return SetPixels(m, [rowStep](int x, int y) { return static_cast<float>(rowStep * y + x); });
 }
 
 // sx x sy pixels drawn from values; the padding lanes hold `padding`, so that a kernel touching them shows.
 inline CSSEMatrix RandomFrom(std::mt19937& rng, int sx, int sy, const std::vector<float>& values, float padding = 0.0f) {
   CSSEMatrix m = Blank(sx, sy, padding);
-  for (int y = 0; y < sy; ++y)
-    for (int x = 0; x < sx; ++x) m.SetPoint(x, y, values[rng() % values.size()]);
-  return m;
+  return SetPixels(m, [&] { return values[rng() % values.size()]; });
 }
 
 // The bits of a float, so that NaN compares equal to itself and -0 differs from +0.
@@ -125,22 +136,16 @@ inline std::uint32_t Bits(float v) {
 
 // A sx x sy matrix of values `levels` apart ((rng() % levels) * step + offset): few levels give ties.
 inline CSSEMatrix RandomMatrix(std::mt19937& rng, int sx, int sy, int levels, float step, float offset) {
-  CSSEMatrix m;
-  m.Create(sx, sy);
-  for (int y = 0; y < sy; ++y)
-    for (int x = 0; x < sx; ++x) m.SetPoint(x, y, static_cast<float>(rng() % levels) * step + offset);
-  return m;
+  CSSEMatrix m = Blank(sx, sy);
+  return SetPixels(m, [&] { return static_cast<float>(rng() % levels) * step + offset; });
 }
 
 // Pixel rows y = 0, 1, ... as vectors: hand-written inputs and expected results.
 using Rows = std::vector<std::vector<float>>;
 
 inline CSSEMatrix FromRows(const Rows& rows) {
-  CSSEMatrix m;
-  m.Create(static_cast<int>(rows[0].size()), static_cast<int>(rows.size()));
-  for (int y = 0; y < m.GetSizeY(); ++y)
-    for (int x = 0; x < m.GetSizeX(); ++x) m.SetPoint(x, y, rows[y][x]);
-  return m;
+  CSSEMatrix m = Blank(static_cast<int>(rows[0].size()), static_cast<int>(rows.size()));
+  return SetPixels(m, [&](int x, int y) { return rows[y][x]; });
 }
 
 inline Rows ToRows(const CSSEMatrix& m) {

@@ -15,9 +15,7 @@ using namespace rastertest;
 CSSEMatrix Sample() {
   CSSEMatrix m = Blank(3, 5, 100.0f);
   const float v[5][3] = {{0, 2, -1}, {4, 0, 3}, {NAN, 5, 0}, {-2, 1, 0}, {0, 7, 6}};
-  for (int y = 0; y < 5; ++y)
-    for (int x = 0; x < 3; ++x) m.SetPoint(x, y, v[y][x]);
-  return m;
+  return SetPixels(m, [&](int x, int y) { return v[y][x]; });
 }
 
 TEST(SSEMatrixQueries, ExtremesSkipNaNPaddingAndOptionallyZero) {
