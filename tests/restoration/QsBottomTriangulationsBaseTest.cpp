@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "mesh/MeshTestSupport.h"
+#include "polygon/PolygonTestUtil.h"
 #include "qssse/platform/DmTriangulationStatic.h"
 #include "qssse/polygon/SSE3dPolygon.h"
 #include "qssse/restoration/QsBottomTriangulationsBase.h"
@@ -36,14 +37,7 @@ CHTriangulation* UnitTriangle(float offset = 0.0f) {
   return m;
 }
 
-CSSE3dPolygon* UnitLine() {
-  auto* l = new CSSE3dPolygon();
-  l->Create(3);
-  l->SetPoint(0, 1, 0, 0);
-  l->SetPoint(1, 0, 1, 0);
-  l->SetPoint(2, 0, 0, 1);
-  return l;
-}
+CSSE3dPolygon* UnitLine() { return new CSSE3dPolygon(polytest::Make({{1, 0, 0}, {0, 1, 0}, {0, 0, 1}})); }
 
 void ExpectNear(const SSEPoint& p, float x, float y, float z) {
   EXPECT_NEAR(p.x, x, 1e-6f);
