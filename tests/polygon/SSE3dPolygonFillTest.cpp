@@ -349,12 +349,8 @@ TEST(SSE3dPolygonFill, CoarseShortcutEqualsThePlainWalkOnHugeInfiniteAndNaNOutli
 
 // The outline of the robustness report: 18 bytes of coordinates, a square of side 2e7 around a 40 x 40
 // matrix.
-CSSE3dPolygon HugeSquare() {
-  return Make({{-1e7f, -1e7f, 1}, {1e7f, -1e7f, 2}, {1e7f, 1e7f, 3}, {-1e7f, 1e7f, 4}});
-}
-
 TEST(SSE3dPolygonFill, CoarseFillsOfAHugeSquareCostTheMatrixNotTheSquare) {
-  CSSE3dPolygon p = HugeSquare();
+  CSSE3dPolygon p = Make({{-1e7f, -1e7f, 1}, {1e7f, -1e7f, 2}, {1e7f, 1e7f, 3}, {-1e7f, 1e7f, 4}});
   CSSEMatrix m = Blank(40, 40);
   qssse::polygon::ResetFillWorkSteps();
   p.DrawInMatrixAndFillCoarse(2.0f, &m, false, -1e9f, 1e9f);
