@@ -20,6 +20,7 @@
 #include "qssse/platform/Export.h"
 #include "qssse/platform/Field2D.h"
 #include "qssse/platform/File.h"
+#include "qssse/platform/ForceInline.h"
 #include "qssse/platform/InvalidArgumentException.h"
 #include "qssse/platform/Matrix4Rf.h"
 #include "qssse/platform/MemFile.h"
@@ -71,6 +72,7 @@
 
 #include "qssse/mesh/HTriangle.h"
 #include "qssse/mesh/HTriangulation.h"
+#include "qssse/mesh/ScanFresh.h"
 #include "qssse/mesh/ScanSweep.h"
 #include "qssse/mesh/ScanWorkers.h"
 #include "qssse/mesh/StepSequence.h"

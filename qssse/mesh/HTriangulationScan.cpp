@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "qssse/mesh/HTriangulation.h"
+#include "qssse/mesh/ScanFresh.h"
 #include "qssse/mesh/ScanSweep.h"
 #include "qssse/platform/MemoryException.h"
 #include "qssse/raster/SSEMatrix.h"

@@ -6,6 +6,7 @@
 #include <memory>
 
 #include "qssse/mesh/HTriangulation.h"
+#include "qssse/mesh/ScanFresh.h"
 #include "qssse/mesh/ScanSweep.h"
 #include "qssse/mesh/ScanWorkers.h"
 #include "qssse/platform/CPU.h"

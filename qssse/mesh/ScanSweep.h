@@ -8,7 +8,6 @@
 
 #include "qssse/mesh/HTriangulation.h"
 #include "qssse/mesh/StepSequence.h"
-#include "qssse/raster/AlignedBuffer.h"
 #include "qssse/raster/PixelLayout.h"
 #include "qssse/raster/SSEMatrix.h"
 #include "qssse/vector/SSEFns.h"
@@ -553,13 +552,20 @@ void SampleTriangle(const Job& job, int i, float step, Emit&& emit) {
   }
 }
 
-// The triangles of job stamped through held.
-template <class Stamp, class Held>
-void SweepWith(const Job& job, Held& held) {
+// Stands for no faster way: every triangle goes the general way.
+struct NoShortcut {
+  bool operator()(int, float) const { return false; }
+};
+
+// The triangles of job stamped through held. shortcut(i, step) may take a triangle first, returning true
+// when it has stamped all of its samples.
+template <class Stamp, class Held, class Shortcut = NoShortcut>
+void SweepWith(const Job& job, Held& held, Shortcut&& shortcut = {}) {
   for (int i = job.first; i <= job.last; ++i) {
     if (!TakesTriangle(job, i)) continue;
     const float step = TriangleStep(job, i);
     if (step < kMinStep) continue;
+    if (shortcut(i, step)) continue;
     if (MayWalkRows(job, step) && PlanStep(job, i, step).way == Way::kRows) {
       WalkRows<Stamp>(job, i, step, held);
       continue;
@@ -581,91 +587,6 @@ void Sweep(const Job& job, CSSEMatrix& m) {
     HeldStamps<Stamp> held(rows, job.offsetX, job.offsetY);
     SweepWith<Stamp>(job, held);
   }
-}
-
-// ---- fresh conversions: one stamp per sample, the crosses spread afterwards ----------------------------
-
-// Centre stamps of a fresh conversion: every sample kept on its own pixel only, NaN heights noted.
-template <class KeepRule>
-class CentreStamps : SweptRows {
- public:
-  using Rule = KeepRule;
-  CentreStamps(__m128** rows, int offsetX, int offsetY) : SweptRows(rows, offsetX, offsetY) {}
-  void Add(int x, int y, float v) {
-    nan_ |= v != v;
-    Put<PixelOnly<Rule>>(x, y, v);
-  }
-  bool SawNaN() const { return nan_; }
-
- private:
-  bool nan_ = false;
-};
-
-// Every real pixel of m becomes the Rule-best of itself and its four neighbours as they stood (pixels
-// outside the raster count as `outside`); padding lanes keep their values. Without NaN and -0 the best
-// of five is the same value whatever the order, so this is the cross stamp applied to every pixel at once.
-template <class Rule>
-void SpreadCrosses(CSSEMatrix& m, float outside) {
-  using namespace simd;
-  __m128** rows = m.GetMatrixDataDirectly();
-  const int w = m.GetSizeX(), h = m.GetSizeY(), groups = m.GetSSESizeY();
-  if (rows == nullptr || w < 1 || h < 1) return;
-  const f4 o = splat(outside);
-  // The SIMD row above and the current one as they stood before this pass wrote them.
-  AlignedBuffer<float> above(4 * static_cast<std::size_t>(w)), current(4 * static_cast<std::size_t>(w));
-  __m128* up = reinterpret_cast<__m128*>(above.get());
-  __m128* cur = reinterpret_cast<__m128*>(current.get());
-  for (int x = 0; x < w; ++x) up[x] = o;
-  const int realGroups = (h + 3) >> 2;
-  for (int g = 0; g < realGroups; ++g) {
-    __m128* row = rows[g];
-    const __m128* below = g + 1 < groups ? rows[g + 1] : nullptr;
-    for (int x = 0; x < w; ++x) cur[x] = row[x];
-    const f4 keepMask = firstLanes(h - 4 * g);  // the real lanes of this SIMD row
-    const auto at = [&](int x) {
-      const f4 c = cur[x];
-      const f4 left = x > 0 ? cur[x - 1] : o, right = x + 1 < w ? cur[x + 1] : o;
-      const f4 upper = shiftLanesUp(c, up[x]), lower = shiftLanesDown(c, below != nullptr ? below[x] : o);
-      return Rule::Keep(Rule::Keep(Rule::Keep(Rule::Keep(c, left), right), upper), lower);
-    };
-    if (4 * g + 4 <= h) {
-      row[0] = at(0);
-      for (int x = 1; x + 1 < w; ++x) {
-        const f4 c = cur[x];
-        row[x] = Rule::Keep(Rule::Keep(Rule::Keep(Rule::Keep(c, cur[x - 1]), cur[x + 1]), shiftLanesUp(c, up[x])),
-                            shiftLanesDown(c, below != nullptr ? below[x] : o));
-      }
-      if (w > 1) row[w - 1] = at(w - 1);
-    } else {
-      for (int x = 0; x < w; ++x) row[x] = select(keepMask, at(x), cur[x]);
-    }
-    std::swap(up, cur);
-  }
-}
-
-// The conversion of job into m, which holds `sentinel` in every element and covers the pixels job's
-// crosses reach: the samples kept on their centres, then the crosses spread over the whole raster (one
-// pass, within the allowance's share per pixel). When the stamps commute (see StampsCommute) that
-// leaves on every pixel the best of the sentinel and every cross reaching it, as the cross stamps in
-// loop order do, at a fifth of the stamps. A NaN height makes the order matter: then m is filled again
-// and swept in order.
-// (Folding a pixel's consecutive samples in registers before the keep, with branches or with masks,
-// measured slower than keeping every sample: the keep is a load, a max and a store the processor
-// overlaps, the fold adds work to every sample.)
-template <class Rule>
-void SweepFresh(const Job& job, CSSEMatrix& m, float sentinel) {
-  __m128** rows = m.GetMatrixDataDirectly();
-  if (rows == nullptr || job.width < 3 || job.height < 3) return;  // no pixel inside the frame
-  if (StampsCommute(job)) {
-    CentreStamps<Rule> centres(rows, job.offsetX, job.offsetY);
-    SweepWith<PixelOnly<Rule>>(job, centres);
-    if (!centres.SawNaN()) {
-      SpreadCrosses<Rule>(m, sentinel);
-      return;
-    }
-    m.Fill(sentinel);
-  }
-  Sweep<Cross<Rule>>(job, m);
 }
 
 }  // namespace qssse::scan

@@ -17,6 +17,14 @@ inline const float* PixelAddress(const __m128* const* rows, int x, int y) {
   return reinterpret_cast<const float*>(rows[y >> 2]) + 4 * x + (y & 3);
 }
 
+// The same address for four pixels (x[l], y[l]) at once: the SIMD row in `row`, the float offset within
+// it in `at`, so that pixel l is reinterpret_cast<float*>(rows[row[l]]) + at[l].
+inline void PixelParts(simd::i4 x, simd::i4 y, simd::i4& row, simd::i4& at) {
+  using namespace simd;
+  row = shiftRightInt<2>(y);
+  at = addInt(shiftLeftInt<2>(x), andInt(y, splatInt(3)));
+}
+
 // Byte raster (CSSEcharMatrix::GetMatrixDataDirectly): pixel (x, y) is byte y & 15 of element x of SIMD
 // row y >> 4.
 inline char* BytePixelAddress(__m128i* const* rows, int x, int y) {

@@ -88,6 +88,9 @@ inline f4 shiftLanesDown(f4 a, f4 in) {
   return shuffle<1, 2, 3, 0>(t, t);
 }
 
+// (a0, b0, a1, b1): the low lanes of a and b interleaved.
+inline f4 interleaveLow(f4 a, f4 b) { return _mm_unpacklo_ps(a, b); }
+
 // ---- horizontal reductions, in the library's fixed lane order, result in lane 0 ----
 // (a0 + a3) + (a2 + a1).
 inline f4 sumLanes(f4 a) {
@@ -118,6 +121,29 @@ inline void truncLanes01(f4 v, int& l0, int& l1) {
   l0 = _mm_cvtsi128_si32(i);
   l1 = _mm_cvtsi128_si32(_mm_shuffle_epi32(i, 1));
 }
+
+// ---- four 32-bit integers ----
+// For the integer side of kernels that turn float coordinates into pixels; lane order as for f4.
+using i4 = __m128i;
+inline i4 splatInt(int v) { return _mm_set1_epi32(v); }
+inline void storeInt(int* p, i4 v) { _mm_store_si128(reinterpret_cast<__m128i*>(p), v); }  // 16-byte aligned
+// Every lane truncated toward zero; NaN and values beyond int give INT_MIN.
+inline i4 truncLanes(f4 v) { return _mm_cvttps_epi32(v); }
+inline i4 addInt(i4 a, i4 b) { return _mm_add_epi32(a, b); }  // wraps
+inline i4 subInt(i4 a, i4 b) { return _mm_sub_epi32(a, b); }  // wraps
+inline i4 andInt(i4 a, i4 b) { return _mm_and_si128(a, b); }
+inline i4 gtInt(i4 a, i4 b) { return _mm_cmpgt_epi32(a, b); }  // all ones where a > b (signed)
+inline i4 ltInt(i4 a, i4 b) { return _mm_cmplt_epi32(a, b); }  // all ones where a < b (signed)
+template <int N>
+inline i4 shiftLeftInt(i4 a) {
+  return _mm_slli_epi32(a, N);
+}
+template <int N>
+inline i4 shiftRightInt(i4 a) {  // arithmetic: the sign is copied in
+  return _mm_srai_epi32(a, N);
+}
+// Bit l set where lane l of a is negative (all ones, for a mask).
+inline int movemaskInt(i4 a) { return _mm_movemask_ps(_mm_castsi128_ps(a)); }
 
 // The integer nearest to v in the current rounding mode (ties to even unless the caller changed it);
 // v must lie within +-2^63.
