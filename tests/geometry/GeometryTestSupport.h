@@ -1,4 +1,6 @@
 #pragma once
+#include <gtest/gtest.h>
+
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
@@ -21,10 +23,25 @@ inline CSSE2dPolygon Make2d(const Ring& r) {
 }
 
 // z of point i is z0 + i (so tests can tell which polygon point a corner came from).
-inline void Make3d(CSSE3dPolygon& p, const Ring& r, float z0 = 0.0f) {
+inline CSSE3dPolygon Make3d(const Ring& r, float z0 = 0.0f) {
+  CSSE3dPolygon p;
   p.Create(static_cast<int>(r.size()));
   for (int i = 0; i < static_cast<int>(r.size()); ++i)
     p.SetPoint(i, r[i].x, r[i].y, z0 + static_cast<float>(i));
+  return p;
+}
+
+// The x-y ring of a polygon.
+inline Ring RingOf(const CSSE3dPolygon& p) {
+  Ring r(static_cast<std::size_t>(p.GetNumPoints()));
+  for (int i = 0; i < p.GetNumPoints(); ++i) p.GetPointXY(i, r[i].x, r[i].y);
+  return r;
+}
+
+// Exact equality of all four lanes of a point.
+inline ::testing::AssertionResult IsPoint(const SSEPoint& p, float x, float y, float z, float w) {
+  if (p.x == x && p.y == y && p.z == z && p.w == w) return ::testing::AssertionSuccess();
+  return ::testing::AssertionFailure() << "(" << p.x << ", " << p.y << ", " << p.z << ", " << p.w << ")";
 }
 
 // Exact twice-signed area of a lattice triangle / ring (coordinates are small integers).
@@ -53,12 +70,8 @@ inline Ring RandomLatticeRing(std::mt19937& rng, int n) {
   return r;
 }
 
-// A simple counter-clockwise lattice polygon of up to n distinct points: sorted by angle around a centre
-// that no two lattice points are collinear with, so the ring is star-shaped and simple; rings with three
-// consecutive collinear points are rejected unless allowStraight (they are degenerate outlines), so the
-// result may be empty.
-inline Ring RandomSimpleLatticePolygon(std::mt19937& rng, int n, unsigned span = 10,
-                                       bool allowStraight = false) {
+// Up to n distinct lattice points (0..span-1), from at most 4n draws.
+inline Ring DistinctLatticePoints(std::mt19937& rng, int n, unsigned span) {
   Ring pts;
   for (int k = 0; k < 4 * n && static_cast<int>(pts.size()) < n; ++k) {
     const t_h2dpoint p{static_cast<float>(rng() % span), static_cast<float>(rng() % span)};
@@ -66,6 +79,16 @@ inline Ring RandomSimpleLatticePolygon(std::mt19937& rng, int n, unsigned span =
       pts.push_back(p);
     }
   }
+  return pts;
+}
+
+// A simple counter-clockwise lattice polygon of up to n distinct points: sorted by angle around a centre
+// that no two lattice points are collinear with, so the ring is star-shaped and simple; rings with three
+// consecutive collinear points are rejected unless allowStraight (they are degenerate outlines), so the
+// result may be empty.
+inline Ring RandomSimpleLatticePolygon(std::mt19937& rng, int n, unsigned span = 10,
+                                       bool allowStraight = false) {
+  Ring pts = DistinctLatticePoints(rng, n, span);
   if (pts.size() < 3) return {};
   double cx = 0.0, cy = 0.0;  // the centroid, nudged off every lattice line
   for (const t_h2dpoint& p : pts) cx += p.x, cy += p.y;
@@ -113,13 +136,7 @@ inline bool SegmentsMeet(const t_h2dpoint& p, const t_h2dpoint& q, const t_h2dpo
 // reversing the path between crossing edges until no two edges meet; empty when that does not settle or
 // three consecutive points are collinear. Unlike the star-shaped ones these have pockets and spirals.
 inline Ring RandomUntangledLatticePolygon(std::mt19937& rng, int n) {
-  Ring r;
-  for (int k = 0; k < 4 * n && static_cast<int>(r.size()) < n; ++k) {
-    const t_h2dpoint p{static_cast<float>(rng() % 10), static_cast<float>(rng() % 10)};
-    if (std::none_of(r.begin(), r.end(), [&](const t_h2dpoint& q) { return q.x == p.x && q.y == p.y; })) {
-      r.push_back(p);
-    }
-  }
+  Ring r = DistinctLatticePoints(rng, n, 10);
   const int m = static_cast<int>(r.size());
   if (m < 4) return {};
   for (int moves = 0;; ++moves) {

@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "GeometryTestSupport.h"
 #include "HullTestSupport.h"
 #include "qssse/geometry/HConvexHull3D.h"
 #include "qssse/geometry/HullException.h"
@@ -39,33 +40,29 @@ CHullException::Cause CauseOf(CHConvexHull3D& h) {
 
 }  // namespace
 
-TEST(ConvexHull3D, TetrahedronHasFourFacesSixEdgesFourVertices) {
+TEST(ConvexHull3D, HullsKeepTheCornersOnlyAndTheFirstFaceFacesAwayFromTheApex) {
+  const std::vector<I3> tetra = {{0, 0, 0}, {10, 0, 0}, {0, 10, 0}, {0, 0, 10}};
   CHConvexHull3D h;
-  Append(h, {{0, 0, 0}, {10, 0, 0}, {0, 10, 0}, {0, 0, 10}});
+  Append(h, tetra);
   h.CalcConvexHull();
-  EXPECT_EQ(h.GetNumFaces(), 4);
-  EXPECT_EQ(h.GetNumEdges(), 6);
-  EXPECT_EQ(h.GetNumVertices(), 4);
   EXPECT_EQ(h.GetNumAppended(), 4);
-  hulltest::ExpectValidHull(h, {{0, 0, 0}, {10, 0, 0}, {0, 10, 0}, {0, 0, 10}});
+  hulltest::ExpectValidHull(h, tetra);  // four faces, six edges, four vertices by Euler and closure
+  EXPECT_EQ(h.GetNumFaces(), 4);
   // The first face is the double triangle's second face, turned to face away from the apex.
   const tFaceStructure* f = h.GetFaces();
   EXPECT_EQ(Coords(f->vertex[0]), (I3{0, 10, 0}));
   EXPECT_EQ(Coords(f->vertex[1]), (I3{10, 0, 0}));
   EXPECT_EQ(Coords(f->vertex[2]), (I3{0, 0, 0}));
-}
-
-TEST(ConvexHull3D, InnerAndSurfacePointsAreDropped) {
-  CHConvexHull3D h;
   // A cube, its centre, and the midpoint of a face diagonal inserted after the face exists.
   const std::vector<I3> pts = {{0, 0, 0}, {4, 0, 0}, {0, 4, 0}, {0, 0, 4}, {4, 4, 0}, {4, 0, 4},
                                {0, 4, 4}, {4, 4, 4}, {2, 2, 2}, {2, 2, 0}};
-  Append(h, pts);
-  h.SetCheck(true);
-  h.CalcConvexHull();
-  EXPECT_EQ(h.GetNumVertices(), 8);
-  EXPECT_EQ(h.GetNumFaces(), 12);
-  hulltest::ExpectValidHull(h, pts);
+  CHConvexHull3D cube;
+  Append(cube, pts);
+  cube.SetCheck(true);
+  cube.CalcConvexHull();
+  EXPECT_EQ(cube.GetNumVertices(), 8);
+  EXPECT_EQ(cube.GetNumFaces(), 12);
+  hulltest::ExpectValidHull(cube, pts);
 }
 
 TEST(ConvexHull3D, AppendsRoundTruncateAndDropDuplicates) {
@@ -101,16 +98,10 @@ TEST(ConvexHull3D, VertexReadersUndoTheScaling) {
   tFaceStructure* f = h.GetFaces();
   for (int i = 0; i < 3; ++i) {
     const tVertexStructure* v = f->vertex[i];
-    const SSEPoint p = h.GetVertexFromFace(f, i);
-    EXPECT_EQ(p.x, static_cast<float>(v->x) / 10.0f);
-    EXPECT_EQ(p.y, static_cast<float>(v->y) / 10.0f);
-    EXPECT_EQ(p.z, static_cast<float>(v->x * v->x + v->y * v->y) / 10.0f);
-    EXPECT_EQ(p.w, 0.0f);
+    const auto x = static_cast<float>(v->x), y = static_cast<float>(v->y), z = static_cast<float>(v->z);
+    EXPECT_TRUE(geomtest::IsPoint(h.GetVertexFromFace(f, i), x / 10.0f, y / 10.0f, (x * x + y * y) / 10.0f, 0.0f));
     SSEPoint scale = qssse::MakeSSEPoint(2.0f, 4.0f, 8.0f, 0.0f);
-    const SSEPoint q = h.GetVertexFromFace3D(f, i, scale);
-    EXPECT_EQ(q.x, static_cast<float>(v->x) / 2.0f);
-    EXPECT_EQ(q.z, static_cast<float>(v->z) / 8.0f);
-    EXPECT_EQ(q.w, 0.0f);
+    EXPECT_TRUE(geomtest::IsPoint(h.GetVertexFromFace3D(f, i, scale), x / 2.0f, y / 4.0f, z / 8.0f, 0.0f));
   }
   EXPECT_EQ(h.GetVertexFromFace(f, 3).x, 0.0f);
   EXPECT_EQ(h.GetVertexFromFace(nullptr, 0).x, 0.0f);

@@ -79,7 +79,6 @@ TEST(HOctree, LevelCountFollowsTheRoundedLogOfExtentOverCellSize) {
     EXPECT_EQ(tree.GetNumBricks(), total);
     EXPECT_EQ(tree.GetStem() != nullptr, levels > 0);
   }
-  EXPECT_EQ(CHOctree(kHigh, kLow, 0.125f).GetNumBricks(), 37449);
 }
 
 TEST(HOctree, ElementsArePositionedByTheChildOffsetTable) {
@@ -119,7 +118,7 @@ TEST(HOctree, EveryConstructionShowsOctreeCreatedAlsoWithoutRoot) {
   EXPECT_EQ(shown, (std::vector<std::wstring>{L"OctreeCreated", L"OctreeCreated"}));
 }
 
-TEST(HOctree, TreeWithoutLevelsAcceptsEveryMemberAndDoesNothing) {
+TEST(HOctree, TreeWithoutLevelsAcceptsEveryMemberAndATreeWithANaNCornerFilesNothing) {
   const float nan = std::numeric_limits<float>::quiet_NaN();
   const float inf = std::numeric_limits<float>::infinity();
   auto mesh = Mesh({Small(0, 0, 0)});
@@ -144,16 +143,12 @@ TEST(HOctree, TreeWithoutLevelsAcceptsEveryMemberAndDoesNothing) {
     tree.PositionReferenceOctree(tree.GetStem(), &hi);
   }
   EXPECT_EQ(mesh->GetTriangle(0)->mark, -1);
-}
-
-TEST(HOctree, CornersWithNaNBuildATreeThatFilesNothing) {
-  const float nan = std::numeric_limits<float>::quiet_NaN();
-  CHOctree tree(P(nan, 4, 4), kLow, 1.0f);  // the extent comes from the finite lanes
-  ASSERT_NE(tree.GetStem(), nullptr);
-  auto mesh = Mesh({Small(0, 0, 0)});
-  tree.CalculateOctreeEntries(mesh.get(), 0);
+  // A NaN corner lane: the extent comes from the finite lanes, but no box fits inside the tree's.
+  CHOctree nanCorner(P(nan, 4, 4), kLow, 1.0f);
+  ASSERT_NE(nanCorner.GetStem(), nullptr);
+  nanCorner.CalculateOctreeEntries(mesh.get(), 0);
   EXPECT_EQ(mesh->GetTriangle(0)->mark, -1);
-  EXPECT_TRUE(AllEntries(tree.GetStem(), 0).empty());
+  EXPECT_TRUE(AllEntries(nanCorner.GetStem(), 0).empty());
 }
 
 TEST(HOctree, TreeLargerThanTheMachineIsRejectedBeforeAllocating) {
@@ -163,34 +158,19 @@ TEST(HOctree, TreeLargerThanTheMachineIsRejectedBeforeAllocating) {
   EXPECT_THROW(CHOctree(P(3e38f, 0, 0), P(-3e38f, 0, 0), 1e-38f), CMemoryException);
 }
 
-TEST(HOctree, TrianglesGoToTheDeepestElementHoldingTheirBox) {
+// Which element each triangle goes to (points on dividing planes included) is the plain recursion's in
+// the random-mesh test below; the mark per level is the level table's. Here what filing leaves alone.
+TEST(HOctree, TrianglesOutOfTheRootOrBeyondTheLevelsAreNotFiledAndOtherListsStayEmpty) {
   CHOctree tree(kHigh, kLow, 1.0f);  // levels 0, 1 (half-size 2), 2 (half-size 1)
-  auto mesh = Mesh({
-      Small(2.25f, 2.25f, 2.25f),            // inside level-2 element: child 4 of child 4
-      Small(1.75f, 2.25f, 2.25f, 0.5f),      // straddles x = 2 inside root child 4
-      Small(-0.25f, 1, 1, 0.5f),             // straddles the root's x = 0 plane
-      Small(3.9f, 3.9f, 3.9f, 0.2f),         // pokes out of the root box
-      {P(0, 0, 0), P(0, 0, 0), P(0, 0, 0)},  // a point on every dividing plane: first child wins
-  });
+  auto mesh = Mesh({Small(2.25f, 2.25f, 2.25f), Small(3.9f, 3.9f, 3.9f, 0.2f)});  // the second pokes out
   tree.CalculateOctreeEntries(mesh.get(), 1);
-  const t_hoctreeelement* root = tree.GetStem();
-  const t_hoctreeelement* c4 = root->children[4];
-  EXPECT_EQ(AllEntries(c4->children[4], 1), std::vector<int>{0});
-  EXPECT_EQ(AllEntries(c4, 1), std::vector<int>{1});
-  EXPECT_EQ(AllEntries(root, 1), std::vector<int>{2});
-  // The point lies in every child's closed box; child 0 is tried first, and its child 6 (-x -y +z) holds it.
-  EXPECT_EQ(AllEntries(root->children[0]->children[6], 1), std::vector<int>{4});
-  // Marks: level 2 -> 2, level 1 -> 4, the root -> 1, not filed -> unchanged.
+  EXPECT_EQ(AllEntries(tree.GetStem()->children[4]->children[4], 1), std::vector<int>{0});
   EXPECT_EQ(mesh->GetTriangle(0)->mark, 2);
-  EXPECT_EQ(mesh->GetTriangle(1)->mark, 4);
-  EXPECT_EQ(mesh->GetTriangle(2)->mark, 1);
-  EXPECT_EQ(mesh->GetTriangle(3)->mark, -1);
-  EXPECT_EQ(mesh->GetTriangle(4)->mark, 2);
-  EXPECT_FALSE(tree.InsertTriangleIntoOctree(mesh->GetTriangle(3), tree.GetStem(), 2));
+  EXPECT_EQ(mesh->GetTriangle(1)->mark, -1);
+  EXPECT_FALSE(tree.InsertTriangleIntoOctree(mesh->GetTriangle(1), tree.GetStem(), 2));
   EXPECT_FALSE(tree.InsertTriangleIntoOctree(mesh->GetTriangle(0), tree.GetStem(), 4));
   EXPECT_FALSE(tree.InsertTriangleIntoOctree(nullptr, tree.GetStem(), 0));
-  // The other lists are untouched.
-  for (int list : {0, 2, 3}) EXPECT_TRUE(AllEntries(root, list).empty());
+  for (int list : {0, 2, 3}) EXPECT_TRUE(AllEntries(tree.GetStem(), list).empty());
 }
 
 TEST(HOctree, MarkOfAFiledTriangleFollowsTheIrregularLevelTable) {
@@ -236,7 +216,7 @@ TEST(HOctree, OnlyTheFirstNineEntriesOfAListAreReadable) {
   EXPECT_EQ(root->children[0], nullptr);
 }
 
-TEST(HOctree, CollectorsMinimumIsTheLastTrianglesBoxMinimum) {
+TEST(HOctree, CollectorsMinimumIsTheLastTrianglesBoxMinimumChildrenFirst) {
   CHOctree tree(kHigh, kLow, 4.0f);                            // the root alone
   auto mesh = Mesh({{P(-3, -3, -3), P(3, 3, 3), P(-3, 3, 0)},  // the widest box
                     Small(1, 1, 1),                            // a small one, filed last
@@ -270,16 +250,15 @@ TEST(HOctree, CollectorsMinimumIsTheLastTrianglesBoxMinimum) {
   tree.AppendEntryToOctreeElement(root, 0, 42);
   collect(hi, lo);
   EXPECT_POINT(hi, -1e6f, -1e6f, -1e6f, -1e6f);
-}
 
-TEST(HOctree, CollectorVisitsChildrenBeforeTheElementItself) {
-  CHOctree tree(kHigh, kLow, 2.0f);
-  auto mesh = Mesh({Small(-3, -3, -3), Small(2, 2, 2)});
-  tree.CalculateOctreeEntries(mesh.get(), 0);             // both go to level-1 children
-  tree.AppendEntryToOctreeElement(tree.GetStem(), 0, 0);  // and triangle 0 once more at the root
-  SSEPoint hi = P(-1e6f, -1e6f, -1e6f), lo = P(1e6f, 1e6f, 1e6f);
-  tree.FindMinMaxPointTriangulation(mesh.get(), hi, lo, tree.GetStem(), 0);
-  EXPECT_POINT(lo, -3, -3, -3, 0);  // the root's entry comes last
+  // Children are visited before the element itself: the root's entry comes last.
+  CHOctree deep(kHigh, kLow, 2.0f);
+  auto two = Mesh({Small(-3, -3, -3), Small(2, 2, 2)});
+  deep.CalculateOctreeEntries(two.get(), 0);             // both go to level-1 children
+  deep.AppendEntryToOctreeElement(deep.GetStem(), 0, 0);  // and triangle 0 once more at the root
+  hi = P(-1e6f, -1e6f, -1e6f), lo = P(1e6f, 1e6f, 1e6f);
+  deep.FindMinMaxPointTriangulation(two.get(), hi, lo, deep.GetStem(), 0);
+  EXPECT_POINT(lo, -3, -3, -3, 0);
 }
 
 TEST(HOctree, RandomMeshesAreFiledOnceEachIntoTheDeepestHolder) {

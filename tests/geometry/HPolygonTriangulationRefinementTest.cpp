@@ -104,8 +104,7 @@ Ring SixteenPointSquare() {
 }
 
 TEST(HPolygonTriangulationRefinement, TakesTheTrianglesOverNewestFirstWithTheirNeighbours) {
-  CSSE3dPolygon poly;
-  Make3d(poly, kSquare10);
+  CSSE3dPolygon poly = Make3d(kSquare10);
   CHPolygonTriangulator tri(&poly, 1, 1.0f, 1.0f, 1.0f, false);  // (3, 0, 1), (1, 2, 3)
   const CHPolygonTriangulationRefinement r(&tri, 100.0f, 14);    // nothing is long enough to split
   ASSERT_EQ(r.GetNumTriangles(), 2);
@@ -129,8 +128,7 @@ TEST(HPolygonTriangulationRefinement, TakesTheTrianglesOverNewestFirstWithTheirN
 
 TEST(HPolygonTriangulationRefinement, AnOutlineSideSplitsAloneAndAnInteriorOneWithItsNeighbour) {
   // A lone triangle: its longest side (P2 -> P0) lies on the outline, so it splits alone.
-  CSSE3dPolygon tri3;
-  Make3d(tri3, {{0, 0}, {10, 0}, {0, 4}});
+  CSSE3dPolygon tri3 = Make3d({{0, 0}, {10, 0}, {0, 4}});
   CHPolygonTriangulator lone(&tri3, 1, 1.0f, 1.0f, 1.0f, false);  // (2, 0, 1): (0,4), (0,0), (10,0)
   const CHPolygonTriangulationRefinement one(&lone, 1.0f, 1);
   ASSERT_EQ(one.GetNumTriangles(), 2);
@@ -144,8 +142,7 @@ TEST(HPolygonTriangulationRefinement, AnOutlineSideSplitsAloneAndAnInteriorOneWi
   EXPECT_EQ(list[0]->neighbour[2], nullptr);  // the halves of the outline side stay open
 
   // The square's diagonal (squared 200) is split in both triangles; the outline sides (100) are not.
-  CSSE3dPolygon sq;
-  Make3d(sq, kSquare10);
+  CSSE3dPolygon sq = Make3d(kSquare10);
   CHPolygonTriangulator tri(&sq, 1, 1.0f, 1.0f, 1.0f, false);
   const CHPolygonTriangulationRefinement r(&tri, 6.0f, 1);
   ASSERT_EQ(r.GetNumTriangles(), 4);
@@ -183,8 +180,7 @@ TEST(HPolygonTriangulationRefinement, NeighbourRefusesWhenTheSharedSideIsNotItsL
   // With scale z 1 the limit is a squared length of 4: the diagonal of a 1.2 square (2.88) is never
   // split, however short the split length; with scale z 0.25 (limit 1) it is.
   const Ring small = {{0, 0}, {1.2f, 0}, {1.2f, 1.2f}, {0, 1.2f}};
-  CSSE3dPolygon sq;
-  Make3d(sq, small);
+  CSSE3dPolygon sq = Make3d(small);
   CHPolygonTriangulator unit(&sq, 1, 1.0f, 1.0f, 1.0f, false);
   EXPECT_EQ(CHPolygonTriangulationRefinement(&unit, 0.01f, 14).GetNumTriangles(), 2);
   CHPolygonTriangulator quarter(&sq, 1, 1.0f, 1.0f, 0.25f, false);
@@ -200,8 +196,7 @@ TEST(HPolygonTriangulationRefinement, RefinedLatticePolygonsKeepTheirAreaAndBord
     if (ring.empty()) continue;
     ++checked;
     for (t_h2dpoint& q : ring) q.x *= 4.0f, q.y *= 4.0f;
-    CSSE3dPolygon poly;
-    Make3d(poly, ring);
+    CSSE3dPolygon poly = Make3d(ring);
     CHPolygonTriangulator tri(&poly, 1, 1.0f, 1.0f, 0.25f, true);
     ASSERT_EQ(tri.GetNumTriangles(), static_cast<int>(ring.size()) - 2);
     const int passes = static_cast<int>(trial % 6);
@@ -219,13 +214,7 @@ TEST(HPolygonTriangulationRefinement, RefinedLatticePolygonsKeepTheirAreaAndBord
     }
     CSSE3dPolygon border;
     r.GetBorderLinePolygon(&border);
-    Ring loop;
-    for (int i = 0; i < border.GetNumPoints(); ++i) {
-      float x = 0, y = 0;
-      border.GetPointXY(i, x, y);
-      loop.push_back({x, y});
-    }
-    EXPECT_EQ(geomtest::RingArea2(loop), geomtest::RingArea2(ring)) << "trial " << trial;
+    EXPECT_EQ(geomtest::RingArea2(geomtest::RingOf(border)), geomtest::RingArea2(ring)) << "trial " << trial;
     EXPECT_GE(border.GetNumPoints(), static_cast<int>(ring.size()));
   }
   EXPECT_GT(checked, 100);
@@ -235,8 +224,7 @@ TEST(HPolygonTriangulationRefinement, ReadsInterpolateCacheInCornerZerosSlotAndP
   // Sixteen points around the 10 square with heights 0..15, so InterpolateZ's every-8th sampling sees
   // points 0 (at the origin, height 0) and 8 (at (10, 10), height 8).
   const Ring ring = SixteenPointSquare();
-  CSSE3dPolygon poly;
-  Make3d(poly, ring);
+  CSSE3dPolygon poly = Make3d(ring);
   CHPolygonTriangulator tri(&poly, 4, 1.0f, 1.0f, 1.0f, false);  // the square's corners, points 0, 4, 8, 12
   CHPolygonTriangulationRefinement r(&tri, 6.0f, 1);
   ASSERT_EQ(r.GetNumTriangles(), 4);
@@ -292,19 +280,16 @@ TEST(HPolygonTriangulationRefinement, ReadsInterpolateCacheInCornerZerosSlotAndP
 
 TEST(HPolygonTriangulationRefinement, BorderLineRunsCounterClockwiseWithTheSourceHeights) {
   const Ring ring = SixteenPointSquare();
-  CSSE3dPolygon poly;
-  Make3d(poly, ring);
+  CSSE3dPolygon poly = Make3d(ring);
   CHPolygonTriangulator tri(&poly, 4, 1.0f, 1.0f, 1.0f, false);
   // Split length 3: the outline sides (100) split too, alone.
   const CHPolygonTriangulationRefinement r(&tri, 3.0f, 1);
   CSSE3dPolygon border;
   r.GetBorderLinePolygon(&border);
   ASSERT_GE(border.GetNumPoints(), 4);
-  Ring loop;
   for (int i = 0; i < border.GetNumPoints(); ++i) {
     float x = 0, y = 0, z = 0;
     border.GetPoint(i, x, y, z);
-    loop.push_back({x, y});
     EXPECT_TRUE(x == 0 || x == 10 || y == 0 || y == 10) << i;  // on the square's outline
     if (x == 10 && y == 10) {
       EXPECT_EQ(z, 8.0f);  // a polygon point keeps its height
@@ -313,10 +298,9 @@ TEST(HPolygonTriangulationRefinement, BorderLineRunsCounterClockwiseWithTheSourc
       EXPECT_EQ(z, poly.InterpolateZ(5, 0, 8, 4.0f));
     }
   }
-  EXPECT_EQ(geomtest::RingArea2(loop), 200.0);  // counter-clockwise, the whole square
+  EXPECT_EQ(geomtest::RingArea2(geomtest::RingOf(border)), 200.0);  // counter-clockwise, the whole square
 
-  CSSE3dPolygon untouched;
-  Make3d(untouched, kSquare10);
+  CSSE3dPolygon untouched = Make3d(kSquare10);
   const CHPolygonTriangulationRefinement empty(nullptr, 1.0f, 0);
   empty.GetBorderLinePolygon(&untouched);
   EXPECT_EQ(untouched.GetNumPoints(), 0);
@@ -343,8 +327,7 @@ TEST(HPolygonTriangulationRefinement, HashedNeighbourPassLinksAsThePairwisePass)
     }
   }
   // The triangulation of a benchmark star, taken over.
-  CSSE3dPolygon star;
-  Make3d(star, geomtest::SmoothStar(2000, 300.0f));
+  CSSE3dPolygon star = Make3d(geomtest::SmoothStar(2000, 300.0f));
   CHPolygonTriangulator tri(&star, 1, 1.0f, 1.0f, 1.0f, true);
   const CHPolygonTriangulationRefinement r(&tri, 1e6f, 0);
   ExpectPlainLinks(List(r), "star");

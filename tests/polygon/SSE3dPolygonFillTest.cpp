@@ -22,8 +22,7 @@ namespace {
 
 using polytest::Make;
 using polytest::P3;
-using rastertest::Blank;
-using rastertest::SamePixels;
+using namespace rastertest;
 
 // ---- oracles ----
 
@@ -111,9 +110,7 @@ void PlainCoarseBands(CSSE3dPolygon& p, CSSEMatrix& m, float value, bool subsamp
 // A matrix of small integers 0..3 and an occasional NaN, so that Min, Max and Sub have work to do.
 CSSEMatrix Noise(int w, int h, std::mt19937& rng) {
   CSSEMatrix m = Blank(w, h);
-  for (int y = 0; y < h; ++y)
-    for (int x = 0; x < w; ++x) m.SetPoint(x, y, rng() % 50 == 0 ? NAN : static_cast<float>(rng() % 4));
-  return m;
+  return SetPixels(m, [&] { return rng() % 50 == 0 ? NAN : static_cast<float>(rng() % 4); });
 }
 
 // Outlines that break sweeps: coordinates on a coarse integer grid (points on cell centres, vertical and
@@ -153,6 +150,24 @@ Limits RandomLimits(std::mt19937& rng, int h) {
   if (rng() % 2) return {-1000.0f, 1000.0f};
   return {static_cast<float>(static_cast<int>(rng() % (h + 6)) - 3) + 0.7f,
           static_cast<float>(static_cast<int>(rng() % (h + 6)) - 3) + 0.2f};
+}
+
+// One of the blank-matrix fills against its plain scan, bit for bit.
+enum class Fill { Fine, Coarse, Front };
+
+::testing::AssertionResult AsPlain(Fill fill, CSSE3dPolygon& p, int w, int h, bool subsample, Limits lim, float v) {
+  CSSEMatrix fast = Blank(w, h), plain = Blank(w, h);
+  if (fill == Fill::Fine) {
+    p.DrawInMatrixAndFillFine(v, &fast, subsample, lim.from, lim.to);
+    PlainFine(p, w, h, subsample, lim.from, lim.to, [&](int x, int y) { plain.SetPoint(x, y, v); });
+  } else if (fill == Fill::Coarse) {
+    p.DrawInMatrixAndFillCoarse(v, &fast, subsample, lim.from, lim.to);
+    PlainCoarse(p, plain, v, subsample, lim.from, lim.to);
+  } else {
+    p.DrawInMatrixAndFillToOneSideFront(v, &fast, lim.from, lim.to, false);
+    PlainFront(p, plain, v, lim.from, lim.to);
+  }
+  return SamePixels(fast, plain);
 }
 
 // ---- differential tests ----
@@ -232,17 +247,10 @@ TEST(SSE3dPolygonFill, FineEqualsPerCellRuleOnLongAndFarOutlines) {
       pts.push_back({w * 0.5f + r * std::cos(a), h * 0.5f + r * std::sin(a), 0.0f});
     }
     CSSE3dPolygon p = Make(pts);
-    CSSEMatrix fast = Blank(w, h), plain = Blank(w, h);
     const bool subsample = round % 2 == 1;
-    p.DrawInMatrixAndFillFine(2.0f, &fast, subsample, -1e4f, 1e4f);
-    PlainFine(p, w, h, subsample, -1e4f, 1e4f, [&](int x, int y) { plain.SetPoint(x, y, 2.0f); });
-    ASSERT_TRUE(SamePixels(fast, plain)) << "Fine star";
+    ASSERT_TRUE(AsPlain(Fill::Fine, p, w, h, subsample, {-1e4f, 1e4f}, 2.0f)) << "Fine star";
     if (scale == 1.0f) {
-      fast.Clear();
-      plain.Clear();
-      p.DrawInMatrixAndFillCoarse(2.0f, &fast, subsample, -1e4f, 1e4f);
-      PlainCoarse(p, plain, 2.0f, subsample, -1e4f, 1e4f);
-      ASSERT_TRUE(SamePixels(fast, plain)) << "Coarse star";
+      ASSERT_TRUE(AsPlain(Fill::Coarse, p, w, h, subsample, {-1e4f, 1e4f}, 2.0f)) << "Coarse star";
     }
   }
 }
@@ -276,11 +284,7 @@ TEST(SSE3dPolygonFill, FrontFillStampsEveryColumnFromTheGridStartToItsLastInside
   for (int round = 0; round < 300; ++round) {
     const int w = 3 + static_cast<int>(rng() % 30), h = 3 + static_cast<int>(rng() % 30);
     CSSE3dPolygon p = RandomOutline(rng, w, h);
-    const Limits lim = RandomLimits(rng, h);
-    CSSEMatrix fast = Blank(w, h), plain = Blank(w, h);
-    p.DrawInMatrixAndFillToOneSideFront(1.0f, &fast, lim.from, lim.to, false);
-    PlainFront(p, plain, 1.0f, lim.from, lim.to);
-    ASSERT_TRUE(SamePixels(fast, plain)) << "Front";
+    ASSERT_TRUE(AsPlain(Fill::Front, p, w, h, false, RandomLimits(rng, h), 1.0f)) << "round " << round;
   }
 }
 
@@ -309,20 +313,9 @@ TEST(SSE3dPolygonFill, FineCoarseAndFrontEqualThePerCellRuleOnOutlinesFarBeyondT
     CSSE3dPolygon p = FarOutline(rng, w, h, 1.0f + static_cast<float>(rng() % 12));
     const Limits lim = RandomLimits(rng, h);
     SCOPED_TRACE(testing::Message() << "round " << round << " " << w << "x" << h);
-    CSSEMatrix fast = Blank(w, h), plain = Blank(w, h);
-    p.DrawInMatrixAndFillCoarse(2.0f, &fast, false, lim.from, lim.to);
-    PlainCoarse(p, plain, 2.0f, false, lim.from, lim.to);
-    ASSERT_TRUE(SamePixels(fast, plain)) << "Coarse";
-    fast.Clear();
-    plain.Clear();
-    p.DrawInMatrixAndFillFine(2.0f, &fast, false, lim.from, lim.to);
-    PlainFine(p, w, h, false, lim.from, lim.to, [&](int x, int y) { plain.SetPoint(x, y, 2.0f); });
-    ASSERT_TRUE(SamePixels(fast, plain)) << "Fine";
-    fast.Clear();
-    plain.Clear();
-    p.DrawInMatrixAndFillToOneSideFront(2.0f, &fast, lim.from, lim.to, false);
-    PlainFront(p, plain, 2.0f, lim.from, lim.to);
-    ASSERT_TRUE(SamePixels(fast, plain)) << "Front";
+    ASSERT_TRUE(AsPlain(Fill::Coarse, p, w, h, false, lim, 2.0f)) << "Coarse";
+    ASSERT_TRUE(AsPlain(Fill::Fine, p, w, h, false, lim, 2.0f)) << "Fine";
+    ASSERT_TRUE(AsPlain(Fill::Front, p, w, h, false, lim, 2.0f)) << "Front";
   }
 }
 
@@ -356,12 +349,8 @@ TEST(SSE3dPolygonFill, CoarseShortcutEqualsThePlainWalkOnHugeInfiniteAndNaNOutli
 
 // The outline of the robustness report: 18 bytes of coordinates, a square of side 2e7 around a 40 x 40
 // matrix.
-CSSE3dPolygon HugeSquare() {
-  return Make({{-1e7f, -1e7f, 1}, {1e7f, -1e7f, 2}, {1e7f, 1e7f, 3}, {-1e7f, 1e7f, 4}});
-}
-
 TEST(SSE3dPolygonFill, CoarseFillsOfAHugeSquareCostTheMatrixNotTheSquare) {
-  CSSE3dPolygon p = HugeSquare();
+  CSSE3dPolygon p = Make({{-1e7f, -1e7f, 1}, {1e7f, -1e7f, 2}, {1e7f, 1e7f, 3}, {-1e7f, 1e7f, 4}});
   CSSEMatrix m = Blank(40, 40);
   qssse::polygon::ResetFillWorkSteps();
   p.DrawInMatrixAndFillCoarse(2.0f, &m, false, -1e9f, 1e9f);
@@ -394,16 +383,8 @@ TEST(SSE3dPolygonFill, CoarseFallsBackOnTheWorkBudgetWhereEdgesCoincideBeyondThe
 
 // ---- exact cases ----
 
-TEST(SSE3dPolygonFill, FineWritesTheCellsTheRuleFindsInsideTheSquare) {
-  // The rule takes the right and bottom edges of the square (2,2)-(5,5), not the left and top ones.
-  CSSE3dPolygon p = Make({{2, 2, 0}, {5, 2, 0}, {5, 5, 0}, {2, 5, 0}});
-  CSSEMatrix m = Blank(8, 8);
-  p.DrawInMatrixAndFillFine(1.0f, &m, false, -100.0f, 100.0f);
-  for (int y = 0; y < 8; ++y)
-    for (int x = 0; x < 8; ++x)
-      EXPECT_EQ(m.GetPoint(x, y), (x >= 3 && x <= 5 && y >= 2 && y <= 4) ? 1.0f : 0.0f) << x << "," << y;
-}
-
+// Which cells the fills write is the fill rule's (right and bottom edges inside, see PolygonFillRule);
+// the per-cell oracles above pin every member to it, Sub and the row limits included.
 TEST(SSE3dPolygonFill, FineRowLimitsAboveTheBoxScanOnlyTheMarginAroundItsTop) {
   // yFrom beyond maxY: the scan starts at maxY - 5 and ends before maxY + 5, so the rows 12 .. 20 stay.
   CSSE3dPolygon p = Make({{0, 0, 0}, {9, 0, 0}, {9, 20, 0}, {0, 20, 0}});
@@ -413,18 +394,6 @@ TEST(SSE3dPolygonFill, FineRowLimitsAboveTheBoxScanOnlyTheMarginAroundItsTop) {
   EXPECT_EQ(m.GetPoint(5, 15), 1.0f);
   EXPECT_EQ(m.GetPoint(5, 19), 1.0f);
   EXPECT_EQ(m.GetPoint(5, 20), 0.0f);  // the top edge is outside
-}
-
-TEST(SSE3dPolygonFill, SubZeroesOnlyCellsLessThanThresholdAboveValue) {
-  CSSE3dPolygon p = Make({{0, 0, 0}, {4, 0, 0}, {4, 4, 0}, {0, 4, 0}});
-  CSSEMatrix m = Blank(5, 5, 10.0f);
-  m.SetPoint(2, 2, 12.5f);  // 12.5 - 10 is not below 2
-  m.SetPoint(3, 2, 11.0f);
-  p.DrawSubInMatrixAndFill(10.0f, &m, 2.0f, false, -100.0f, 100.0f);
-  EXPECT_EQ(m.GetPoint(2, 2), 12.5f);
-  EXPECT_EQ(m.GetPoint(3, 2), 0.0f);
-  EXPECT_EQ(m.GetPoint(1, 1), 0.0f);
-  EXPECT_EQ(m.GetPoint(0, 1), 10.0f);  // the left edge is outside
 }
 
 TEST(SSE3dPolygonFill, DegenerateInputWritesNothingAndNeverCrashes) {

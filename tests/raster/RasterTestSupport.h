@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <cstring>
 #include <random>
+#include <type_traits>
 #include <utility>
 #include <vector>
 
@@ -52,6 +53,24 @@ inline float Lane(const CSSEMatrix& m, int x, int g, int l) {
   return reinterpret_cast<const float*>(&m.GetMatrixDataDirectly()[g][x])[l];
 }
 
+// Every lane of every element, padding rows included, set in storage order (SIMD rows, columns, lanes)
+// to value(x, g, l) or to value() (a generator).
+template <class F>
+CSSEMatrix& SetLanes(CSSEMatrix& m, F value) {
+  for (int g = 0; g < m.GetSSESizeY(); ++g) {
+    for (int x = 0; x < m.GetSSESizeX(); ++x) {
+      for (int l = 0; l < 4; ++l) {
+        if constexpr (std::is_invocable_v<F>) {
+          Lane(m, x, g, l) = value();
+        } else {
+          Lane(m, x, g, l) = value(x, g, l);
+        }
+      }
+    }
+  }
+  return m;
+}
+
 // What Serialize writes into an archive, and an object read back from such bytes.
 template <class T>
 std::vector<unsigned char> ArchiveBytes(T& object) {
@@ -81,24 +100,31 @@ inline CSSEMatrix Blank(int sx, int sy, float v) {
   return m;
 }
 
+// Every real pixel set, rows outer and columns inner, to value(x, y) or to value() (a generator).
+template <class F>
+CSSEMatrix& SetPixels(CSSEMatrix& m, F value) {
+  for (int y = 0; y < m.GetSizeY(); ++y) {
+    for (int x = 0; x < m.GetSizeX(); ++x) {
+      if constexpr (std::is_invocable_v<F>) {
+        m.SetPoint(x, y, value());
+      } else {
+        m.SetPoint(x, y, value(x, y));
+      }
+    }
+  }
+  return m;
+}
+
 // Every pixel (x, y) = rowStep * y + x: a value that tells where it came from.
 inline CSSEMatrix Ramp(int sx, int sy, int rowStep = 100) {
   CSSEMatrix m = Blank(sx, sy);
-  for (int y = 0; y < sy; ++y)
-    for (int x = 0; x < sx; ++x) m.SetPoint(x, y, static_cast<float>(rowStep * y + x));
-  return m;
+  return SetPixels(m, [rowStep](int x, int y) { return static_cast<float>(rowStep * y + x); });
 }
 
 // sx x sy pixels drawn from values; the padding lanes hold `padding`, so that a kernel touching them shows.
 inline CSSEMatrix RandomFrom(std::mt19937& rng, int sx, int sy, const std::vector<float>& values, float padding = 0.0f) {
-  CSSEMatrix m = Blank(sx, sy);
-  for (int g = 0; g < m.GetSSESizeY(); ++g) {
-    float* f = reinterpret_cast<float*>(m.GetMatrixDataDirectly()[g]);
-    for (int i = 0; i < 4 * sx; ++i) f[i] = padding;
-  }
-  for (int y = 0; y < sy; ++y)
-    for (int x = 0; x < sx; ++x) m.SetPoint(x, y, values[rng() % values.size()]);
-  return m;
+  CSSEMatrix m = Blank(sx, sy, padding);
+  return SetPixels(m, [&] { return values[rng() % values.size()]; });
 }
 
 // The bits of a float, so that NaN compares equal to itself and -0 differs from +0.
@@ -110,22 +136,16 @@ inline std::uint32_t Bits(float v) {
 
 // A sx x sy matrix of values `levels` apart ((rng() % levels) * step + offset): few levels give ties.
 inline CSSEMatrix RandomMatrix(std::mt19937& rng, int sx, int sy, int levels, float step, float offset) {
-  CSSEMatrix m;
-  m.Create(sx, sy);
-  for (int y = 0; y < sy; ++y)
-    for (int x = 0; x < sx; ++x) m.SetPoint(x, y, static_cast<float>(rng() % levels) * step + offset);
-  return m;
+  CSSEMatrix m = Blank(sx, sy);
+  return SetPixels(m, [&] { return static_cast<float>(rng() % levels) * step + offset; });
 }
 
 // Pixel rows y = 0, 1, ... as vectors: hand-written inputs and expected results.
 using Rows = std::vector<std::vector<float>>;
 
 inline CSSEMatrix FromRows(const Rows& rows) {
-  CSSEMatrix m;
-  m.Create(static_cast<int>(rows[0].size()), static_cast<int>(rows.size()));
-  for (int y = 0; y < m.GetSizeY(); ++y)
-    for (int x = 0; x < m.GetSizeX(); ++x) m.SetPoint(x, y, rows[y][x]);
-  return m;
+  CSSEMatrix m = Blank(static_cast<int>(rows[0].size()), static_cast<int>(rows.size()));
+  return SetPixels(m, [&](int x, int y) { return rows[y][x]; });
 }
 
 inline Rows ToRows(const CSSEMatrix& m) {

@@ -11,12 +11,7 @@
 
 namespace {
 
-using rastertest::Blank;
-using rastertest::FromRows;
-using rastertest::RandomFrom;
-using rastertest::Rows;
-using rastertest::SamePixels;
-using rastertest::ToRows;
+using namespace rastertest;
 
 // Breadth-first search over the 4-neighbours from the seeds through pixels that `fits`.
 template <class Fits>
@@ -89,29 +84,12 @@ int PlainRemoveThinAreas(CSSEMatrix& m, float radius, float threshold, float val
 
 }  // namespace
 
-TEST(SSEMatrixFill, FillAreaFollowsTheFourNeighboursWithinTheTolerance) {
-  // The 1s on the diagonal touch only at corners; 1.0015 matches the seed 1, 1.003 does not.
+// Tolerance, 4-connectivity and NaN seeds on random rasters are the breadth-first search's below; here
+// the seed outside, a fill with a matching value, and a hole open to the outside only at a corner.
+TEST(SSEMatrixFill, FillAreaClampsItsSeedAndFillHolesUsesFourConnectivity) {
   CSSEMatrix m = FromRows({{1, 1, 0, 1}, {0, 1.0015f, 0, 0}, {1.003f, 1, 0, 1}});
-  EXPECT_EQ(m.FillArea(0, 0, 7.0f), 4);
-  EXPECT_EQ(ToRows(m), (Rows{{7, 7, 0, 1}, {0, 7, 0, 0}, {1.003f, 7, 0, 1}}));
-  // A seed outside is clamped; filling with a matching value still ends.
-  EXPECT_EQ(m.FillArea(100, -5, 1.001f), 1);
-  EXPECT_EQ(m.GetPoint(3, 0), 1.001f);
-  // A NaN seed fills the connected NaN pixels.
-  const float nan = std::nanf("");
-  CSSEMatrix holes = FromRows({{nan, nan, 2}, {3, nan, nan}, {nan, 4, 5}});
-  EXPECT_EQ(holes.FillArea(0, 0, 0.0f), 4);
-  EXPECT_TRUE(std::isnan(holes.GetPoint(0, 2)));
-}
-
-TEST(SSEMatrixFill, FillHolesFillsTheBackgroundCutOffFromTheBorder) {
-  CSSEMatrix m = FromRows(
-      {{0, 0, 0, 0, 0, 0}, {0, 5, 5, 5, 0, 0}, {0, 5, 0, 5, 5, 5}, {0, 5, 5, 5, 0, 5}, {0, 0, 0, 5, 5, 5}});
-  EXPECT_EQ(m.FillHoles(1.0f, 9.0f), 2);
-  EXPECT_EQ(m.GetPoint(2, 2), 9.0f);
-  EXPECT_EQ(m.GetPoint(4, 3), 9.0f);
-  EXPECT_EQ(m.GetPoint(4, 1), 0.0f);  // joined to the border through (4, 0)
-  // A hole only diagonally open to the outside is still a hole (4-connectivity).
+  EXPECT_EQ(m.FillArea(100, -5, 1.001f), 1);  // (3, 0); filling with a matching value still ends
+  EXPECT_EQ(ToRows(m), (Rows{{1, 1, 0, 1.001f}, {0, 1.0015f, 0, 0}, {1.003f, 1, 0, 1}}));
   CSSEMatrix corner = FromRows({{0, 5, 5}, {5, 0, 5}, {5, 5, 5}});
   EXPECT_EQ(corner.FillHoles(1.0f, 9.0f), 1);
   EXPECT_EQ(corner.GetPoint(1, 1), 9.0f);

@@ -10,7 +10,7 @@
 
 namespace {
 
-using rastertest::Blank;
+using namespace rastertest;
 
 // ---- plain oracles: the operations written as directly as they read --------------------------------
 
@@ -74,7 +74,7 @@ void PlainZhangSuen(CSSEMatrix& m, float threshold, bool stopAfterWholeIteration
   std::vector<std::vector<int>> b(sy, std::vector<int>(sx, 0)), mark = b;
   for (int y = 0; y < sy; ++y)
     for (int x = 0; x < sx; ++x)
-      b[y][x] = threshold < rastertest::Lane(m, x, y >> 2, y & 3);
+      b[y][x] = threshold < Lane(m, x, y >> 2, y & 3);
   for (int it = 0; it < 1000; ++it) {
     int deletedInIteration = 0;
     for (int sub = 0; sub < 2; ++sub) {
@@ -116,24 +116,16 @@ done:
 
 // ---- helpers --------------------------------------------------------------------------------------
 
-using rastertest::FromRows;
-using rastertest::ToRows;
-
-using rastertest::SameBits;
-
 // A random 0/1 mask (ones with probability 1/density), padding included; `extras` adds preset values.
 CSSEMatrix RandomMask(std::mt19937& rng, int sx, int sy, int density, bool extras = false) {
   CSSEMatrix m = Blank(sx, sy);
-  for (int g = 0; g < m.GetSSESizeY(); ++g) {
-    float* f = reinterpret_cast<float*>(m.GetMatrixDataDirectly()[g]);
-    for (int i = 0; i < 4 * sx; ++i) {
-      const unsigned r = rng() % 40;
-      f[i] = rng() % density == 0 ? 1.0f : 0.0f;
-      if (extras && r == 0) f[i] = static_cast<float>(rng() % 10) + 0.1f;
-      if (extras && r == 1) f[i] = std::numeric_limits<float>::quiet_NaN();
-    }
-  }
-  return m;
+  return SetLanes(m, [&] {
+    const unsigned r = rng() % 40;
+    const float v = rng() % density == 0 ? 1.0f : 0.0f;
+    return extras && r == 0 ? static_cast<float>(rng() % 10) + 0.1f
+           : extras && r == 1 ? std::numeric_limits<float>::quiet_NaN()
+                              : v;
+  });
 }
 
 // Each operation on a copy of input, against its plain oracle on another copy.
@@ -171,7 +163,7 @@ TEST(SSEMatrixMorphology, ReplaceValueWithValueUsesAnOpenToleranceOf0002OrTheCal
   EXPECT_TRUE(std::isnan(row[4]));
   // The padding lanes (0) are replaced too.
   m.ReplaceValueWithValue(0.0f, 9.0f);
-  EXPECT_EQ(rastertest::Lane(m, 0, 0, 1), 9.0f);
+  EXPECT_EQ(Lane(m, 0, 0, 1), 9.0f);
   // The scan converters' tolerance of 1.
   CSSEMatrix far = FromRows({{-999999.875f, -999999.0f, -999998.875f}});
   far.ReplaceValueWithValue(-999999.9f, 0.0f, 1.0f);
@@ -179,50 +171,41 @@ TEST(SSEMatrixMorphology, ReplaceValueWithValueUsesAnOpenToleranceOf0002OrTheCal
 }
 
 TEST(SSEMatrixMorphology, RemoveFrameArtefactsSetsOneMoreColumnRightAndOneMoreSimdRowAtTheBottom) {
-  CSSEMatrix m;
-  m.Create(10, 12);  // sseSizeY 4
-  m.Fill(7.0f);
+  CSSEMatrix m = Blank(10, 12, 7.0f);  // sseSizeY 4
   m.RemoveFrameArtefacts(2, 4, 0.0f);
   for (int y = 0; y < 16; ++y) {
     for (int x = 0; x < 10; ++x) {
-      const float v = rastertest::Lane(m, x, y >> 2, y & 3);
       // Left: columns 0, 1. Right: 7, 8, 9 (nx + 1). Top: SIMD row 0. Bottom: SIMD rows 2 and 3.
       const bool frame = x < 2 || x >= 7 || y < 4 || y >= 8;
-      EXPECT_EQ(v, frame ? 0.0f : 7.0f) << x << "," << y;
+      EXPECT_EQ(Lane(m, x, y >> 2, y & 3), frame ? 0.0f : 7.0f) << x << "," << y;
     }
   }
-}
-
-TEST(SSEMatrixMorphology, RemoveFrameArtefactsWithZeroWidthStillResetsTheLastColumnAndPaddingRow) {
-  CSSEMatrix m;
-  m.Create(5, 4);  // sseSizeY 2
-  m.Fill(7.0f);
-  m.RemoveFrameArtefacts(0, 0, 0.0f);
-  EXPECT_EQ(m.GetPoint(4, 0), 0.0f);
-  EXPECT_EQ(m.GetPoint(3, 3), 7.0f);
-  EXPECT_EQ(rastertest::Lane(m, 0, 1, 0), 0.0f);
-  m.Fill(7.0f);
-  m.RemoveFrameArtefacts(std::numeric_limits<int>::min(), std::numeric_limits<int>::min(), 0.0f);
-  EXPECT_EQ(m.GetPoint(4, 3), 7.0f);
+  // A zero width still resets the last column and the padding row; the most negative one nothing.
+  CSSEMatrix small = Blank(5, 4, 7.0f);  // sseSizeY 2
+  small.RemoveFrameArtefacts(0, 0, 0.0f);
+  EXPECT_EQ(ToRows(small), (Rows(4, {7, 7, 7, 7, 0})));
+  EXPECT_EQ(Lane(small, 0, 1, 0), 0.0f);
+  small.Fill(7.0f);
+  small.RemoveFrameArtefacts(std::numeric_limits<int>::min(), std::numeric_limits<int>::min(), 0.0f);
+  EXPECT_EQ(small.GetPoint(4, 3), 7.0f);
 }
 
 // ---- Chamfer --------------------------------------------------------------------------------------
 
-TEST(SSEMatrixMorphology, ChamferMarksAxialNeighboursWithThreeAndDiagonalsWithFour) {
-  CSSEMatrix m = Blank(16, 16);
+TEST(SSEMatrixMorphology, ChamferMarksAxialNeighboursWithThreeDiagonalsWithFourAndKeepsFarWithoutObject) {
+  CSSEMatrix m = Blank(16, 16), empty = Blank(16, 16);
   m.SetPoint(8, 8, 1.0f);
   m.Chamfer();
+  empty.Chamfer();
   EXPECT_EQ(m.GetPoint(8, 8), 0.0f);
   for (auto [x, y] : {std::pair{7, 8}, {9, 8}, {8, 7}, {8, 9}}) EXPECT_EQ(m.GetPoint(x, y), 3.0f);
   for (auto [x, y] : {std::pair{7, 7}, {9, 9}, {9, 7}, {7, 9}}) EXPECT_EQ(m.GetPoint(x, y), 4.0f);
   // Frame: four left columns, five right ones, the top SIMD row, the two bottom SIMD rows (12..19).
-  for (int y = 0; y < 16; ++y) {
-    for (int x = 0; x < 16; ++x) {
-      if (x < 4 || x > 10 || y < 4 || y > 11) {
-        EXPECT_EQ(m.GetPoint(x, y), 0.0f) << x << "," << y;
-      }
-    }
-  }
+  EXPECT_EQ(m.GetPoint(3, 8), 0.0f);
+  EXPECT_EQ(m.GetPoint(11, 8), 0.0f);
+  EXPECT_EQ(empty.GetPoint(4, 4), kFar);
+  EXPECT_EQ(empty.GetPoint(10, 11), kFar);
+  EXPECT_EQ(empty.GetPoint(10, 12), 0.0f);
 }
 
 TEST(SSEMatrixMorphology, ChamferDoesNotChainAlongTheAntiDiagonal) {
@@ -234,15 +217,6 @@ TEST(SSEMatrixMorphology, ChamferDoesNotChainAlongTheAntiDiagonal) {
   EXPECT_EQ(m.GetPoint(6, 8), 4.0f);
   EXPECT_EQ(m.GetPoint(7, 7), 10.0f);
   EXPECT_EQ(m.GetPoint(7, 11), 8.0f);  // towards the lower right the forward pass chains normally
-}
-
-TEST(SSEMatrixMorphology, ChamferOfAMaskWithoutObjectKeepsTheFarValueInside) {
-  CSSEMatrix m = Blank(16, 16);
-  m.Chamfer();
-  EXPECT_EQ(m.GetPoint(4, 4), kFar);
-  EXPECT_EQ(m.GetPoint(10, 11), kFar);
-  EXPECT_EQ(m.GetPoint(11, 11), 0.0f);
-  EXPECT_EQ(m.GetPoint(3, 8), 0.0f);
 }
 
 TEST(SSEMatrixMorphology, ChamferEqualsThePlainPassesOnRandomMasksOfEverySmallSize) {
@@ -268,33 +242,31 @@ TEST(SSEMatrixMorphology, ChamferEqualsThePlainPassesOnRandomMasksOfEverySmallSi
 
 // ---- Errode and Dilate ----------------------------------------------------------------------------
 
-TEST(SSEMatrixMorphology, ErrodeWithRadiusOneUsesTheCrossAndWithOnePointFiveTheBox) {
-  const std::vector<std::vector<float>> start = {
-      {1, 1, 1, 1, 1}, {1, 1, 1, 1, 1}, {1, 1, 0, 1, 1}, {1, 1, 1, 1, 1}, {1, 1, 1, 1, 1}};
-  CSSEMatrix cross = FromRows(start), box = FromRows(start);
+TEST(SSEMatrixMorphology, ErrodeWithRadiusOneUsesTheCrossWithOnePointFiveTheBoxAndDilateSwapsTheValues) {
+  const Rows start = {{1, 1, 1, 1, 1}, {1, 1, 1, 1, 1}, {1, 1, 0, 1, 1}, {1, 1, 1, 1, 1}, {1, 1, 1, 1, 1}};
+  CSSEMatrix cross = FromRows(start), box = FromRows(start), grown = FromRows(start);
   cross.Errode(1.0f, 0.0f, 1.0f, 0, 4, 0, 4);
   box.Errode(1.5f, 0.0f, 1.0f, 0, 4, 0, 4);
-  EXPECT_EQ(ToRows(cross),
-            (std::vector<std::vector<float>>{
-                {1, 1, 1, 1, 1}, {1, 1, 0, 1, 1}, {1, 0, 0, 0, 1}, {1, 1, 0, 1, 1}, {1, 1, 1, 1, 1}}));
-  EXPECT_EQ(ToRows(box),
-            (std::vector<std::vector<float>>{
-                {1, 1, 1, 1, 1}, {1, 0, 0, 0, 1}, {1, 0, 0, 0, 1}, {1, 0, 0, 0, 1}, {1, 1, 1, 1, 1}}));
+  // Dilate(r, a, b) = Errode(r, b, a): pixels near b become b, so Dilate(r, 1, 0) grows the 0 region.
+  grown.Dilate(1.0f, 1.0f, 0.0f, 0, 4, 0, 4);
+  EXPECT_EQ(ToRows(cross), (Rows{{1, 1, 1, 1, 1}, {1, 1, 0, 1, 1}, {1, 0, 0, 0, 1}, {1, 1, 0, 1, 1}, {1, 1, 1, 1, 1}}));
+  EXPECT_EQ(ToRows(box), (Rows{{1, 1, 1, 1, 1}, {1, 0, 0, 0, 1}, {1, 0, 0, 0, 1}, {1, 0, 0, 0, 1}, {1, 1, 1, 1, 1}}));
+  EXPECT_EQ(ToRows(grown), ToRows(cross));
 }
 
 TEST(SSEMatrixMorphology, ErrodeIgnoresBackgroundOutsideTheRectangleAndBinarisesInside) {
   CSSEMatrix m = FromRows({{0, 5, 5, 5}, {0, 5, 7, 5}, {0, 5, 5, 5}});
   m.Errode(1.5f, 0.0f, 1.0f, 1, 100, -3, 100);  // clamped to columns 1..3, rows 0..2
-  EXPECT_EQ(ToRows(m), (std::vector<std::vector<float>>{{0, 1, 1, 1}, {0, 1, 1, 1}, {0, 1, 1, 1}}));
+  EXPECT_EQ(ToRows(m), (Rows{{0, 1, 1, 1}, {0, 1, 1, 1}, {0, 1, 1, 1}}));
   m.Errode(1.5f, 0.0f, 1.0f, 0, 3, 0, 2);  // now column 0 is inside and erodes its neighbours
-  EXPECT_EQ(ToRows(m), (std::vector<std::vector<float>>{{0, 0, 1, 1}, {0, 0, 1, 1}, {0, 0, 1, 1}}));
+  EXPECT_EQ(ToRows(m), (Rows{{0, 0, 1, 1}, {0, 0, 1, 1}, {0, 0, 1, 1}}));
 }
 
 TEST(SSEMatrixMorphology, ErrodeWithoutReachOnlyBinarisesAndEmptyRectanglesDoNothing) {
   for (float radius : {0.0f, 0.5f, -2.0f, std::nanf("")}) {
     CSSEMatrix m = FromRows({{0, 3, 4}, {2, 0, 9}});
     m.Errode(radius, 0.0f, 1.0f, 0, 2, 0, 1);
-    EXPECT_EQ(ToRows(m), (std::vector<std::vector<float>>{{0, 1, 1}, {1, 0, 1}})) << radius;
+    EXPECT_EQ(ToRows(m), (Rows{{0, 1, 1}, {1, 0, 1}})) << radius;
   }
   CSSEMatrix m = FromRows({{0, 3, 4}});
   m.Errode(2.0f, 0.0f, 1.0f, 2, 1, 0, 0);
@@ -303,13 +275,6 @@ TEST(SSEMatrixMorphology, ErrodeWithoutReachOnlyBinarisesAndEmptyRectanglesDoNot
   CSSEMatrix empty;
   empty.Errode(2.0f, 0.0f, 1.0f, 0, 9, 0, 9);
   EXPECT_FALSE(empty.HasPixels());
-}
-
-TEST(SSEMatrixMorphology, DilateIsErrodeWithTheValuesSwapped) {
-  // Dilate(r, a, b) = Errode(r, b, a): pixels near b become b, so Dilate(r, 0, 1) grows the 1 region.
-  CSSEMatrix m = FromRows({{0, 0, 0, 0}, {0, 1, 0, 0}, {0, 0, 0, 0}});
-  m.Dilate(1.0f, 0.0f, 1.0f, 0, 3, 0, 2);
-  EXPECT_EQ(ToRows(m), (std::vector<std::vector<float>>{{0, 1, 0, 0}, {1, 1, 1, 0}, {0, 1, 0, 0}}));
 }
 
 TEST(SSEMatrixMorphology, ErrodeEqualsThePlainSearchOnRandomMasksRadiiAndRectangles) {
@@ -383,34 +348,19 @@ TEST(SSEMatrixMorphology, ErrodeKeepsTheStoredZeroOfABackgroundOfZero) {
 
 // ---- ZhangSuen ------------------------------------------------------------------------------------
 
-TEST(SSEMatrixMorphology, ZhangSuenDeletesAnIsolatedTwoByTwoBlockAndKeepsALonePixel) {
-  CSSEMatrix block = Blank(6, 6);
-  for (int y = 2; y <= 3; ++y)
-    for (int x = 2; x <= 3; ++x) block.SetPoint(x, y, 5.0f);
-  block.ZhangSuen(0.5f);
-  EXPECT_EQ(block.NumValuesAbove(0.0f), 0);
-
-  CSSEMatrix lone = Blank(5, 5);
-  lone.SetPoint(2, 2, 5.0f);
-  lone.SetPoint(0, 0, 5.0f);  // border pixels always end 0
-  lone.ZhangSuen(0.5f);
-  EXPECT_EQ(lone.GetPoint(2, 2), 1.0f);
-  EXPECT_EQ(lone.NumValuesAbove(0.0f), 1);
-}
-
 TEST(SSEMatrixMorphology, ZhangSuenKeepsEndPointsWithTwoNeighbours) {
   // With the published lower bound 2, the two arms of this L (one neighbour pair each) would go.
-  CSSEMatrix m = FromRows({{0, 0, 0, 0, 0}, {0, 1, 1, 0, 0}, {0, 1, 0, 0, 0}, {0, 0, 0, 0, 0}});
+  const Rows ell = {{0, 0, 0, 0, 0}, {0, 1, 1, 0, 0}, {0, 1, 0, 0, 0}, {0, 0, 0, 0, 0}};
+  CSSEMatrix m = FromRows(ell);
   m.ZhangSuen(0.5f);
-  EXPECT_EQ(ToRows(m), (std::vector<std::vector<float>>{
-                           {0, 0, 0, 0, 0}, {0, 1, 1, 0, 0}, {0, 1, 0, 0, 0}, {0, 0, 0, 0, 0}}));
+  EXPECT_EQ(ToRows(m), ell);
 }
 
 TEST(SSEMatrixMorphology, ZhangSuenStopsAfterTheFirstSubIterationWithoutDeletions) {
   // No pixel here meets the first sub-iteration's test; the second would delete (2, 2) (C = 6, A = 1,
   // N = 0), so stopping only after a whole iteration without deletions would remove it.
-  const std::vector<std::vector<float>> start = {{0, 0, 0, 0, 0, 0}, {0, 1, 0, 0, 1, 0}, {0, 1, 1, 1, 0, 0},
-                                                 {0, 1, 1, 1, 0, 0}, {0, 1, 0, 1, 0, 0}, {0, 0, 0, 0, 0, 0}};
+  const Rows start = {{0, 0, 0, 0, 0, 0}, {0, 1, 0, 0, 1, 0}, {0, 1, 1, 1, 0, 0},
+                     {0, 1, 1, 1, 0, 0}, {0, 1, 0, 1, 0, 0}, {0, 0, 0, 0, 0, 0}};
   CSSEMatrix ours = FromRows(start), published = FromRows(start);
   ours.ZhangSuen(0.5f);
   PlainZhangSuen(published, 0.5f, true);

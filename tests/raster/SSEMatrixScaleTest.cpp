@@ -8,25 +8,23 @@
 
 namespace {
 
-using rastertest::Blank;
+using namespace rastertest;
 
-using rastertest::SameBits;
-
-CSSEMatrix Random(std::mt19937& rng, int sx, int sy) { return rastertest::RandomMatrix(rng, sx, sy, 1000, 0.37f, -50.0f); }
+CSSEMatrix Random(std::mt19937& rng, int sx, int sy) { return RandomMatrix(rng, sx, sy, 1000, 0.37f, -50.0f); }
 
 TEST(SSEMatrixScale, UpscalingIsCornerAlignedAndRepeatsTheBorder) {
-  CSSEMatrix m = rastertest::Ramp(4, 4, 10);
+  CSSEMatrix m = Ramp(4, 4, 10);
   m.ScaleMatrix(8, 8);
   ASSERT_EQ(m.GetSizeX(), 8);
   EXPECT_EQ(m.GetPoint(0, 0), 0.0f);
   EXPECT_EQ(m.GetPoint(1, 0), 0.5f);
   EXPECT_EQ(m.GetPoint(2, 3), 16.0f);  // source (1, 1.5)
   EXPECT_EQ(m.GetPoint(7, 7), 33.0f);  // source (3.5, 3.5), clamped to (3, 3)
-  EXPECT_EQ(rastertest::Lane(m, 5, 2, 0), 0.0f);  // padding = source (0, 0)
+  EXPECT_EQ(Lane(m, 5, 2, 0), 0.0f);  // padding = source (0, 0)
 }
 
 TEST(SSEMatrixScale, DownscalingPicksPixelsWithoutAveraging) {
-  CSSEMatrix m = rastertest::Ramp(8, 8, 10);
+  CSSEMatrix m = Ramp(8, 8, 10);
   m.ScaleMatrix_SSE(4, 4);
   for (int y = 0; y < 4; ++y)
     for (int x = 0; x < 4; ++x) EXPECT_EQ(m.GetPoint(x, y), static_cast<float>(20 * y + 2 * x));
@@ -36,8 +34,7 @@ TEST(SSEMatrixScale, SameSizeReproducesAndBadSizesDoNothing) {
   std::mt19937 rng(42);
   CSSEMatrix m = Random(rng, 7, 9), before(m);
   m.ScaleMatrix(7, 9);
-  for (int y = 0; y < 9; ++y)
-    for (int x = 0; x < 7; ++x) EXPECT_EQ(m.GetPoint(x, y), before.GetPoint(x, y));
+  EXPECT_TRUE(SamePixels(m, before));
   for (auto [nx, ny] : {std::pair{0, 3}, {3, 0}, {-2, 5}}) {
     m.ScaleMatrix(nx, ny);
     m.ScaleMatrix_SSE(nx, ny);

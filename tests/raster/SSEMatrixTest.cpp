@@ -13,16 +13,17 @@
 
 namespace {
 
-using rastertest::Blank;
-using rastertest::Lane;
-using rastertest::Ramp;
+using namespace rastertest;
 
-TEST(SSEMatrixLayout, SizesAndFieldsFollowTheLayoutRules) {
+TEST(SSEMatrixLayout, SizesFieldsAndPixelAddressesFollowTheLayoutRules) {
   CSSEMatrix m = Blank(10, 8);
   EXPECT_EQ(m.GetSSESizeX(), 10);
   EXPECT_EQ(m.GetSSESizeY(), 3);  // a multiple of four still gets a padding row
   EXPECT_EQ(m.GetFields(), 1);
   EXPECT_EQ(m.GetLinesPerField(), 32);
+  m.SetPoint(2, 5, 7.5f);  // lane y & 3 of element x of SIMD row y >> 2
+  EXPECT_EQ(Lane(m, 2, 1, 1), 7.5f);
+  EXPECT_EQ(m.GetPointAddress(2, 5), &Lane(m, 2, 1, 1));
 
   m.Create(5, 512);
   EXPECT_EQ(m.GetSSESizeY(), 129);
@@ -31,17 +32,8 @@ TEST(SSEMatrixLayout, SizesAndFieldsFollowTheLayoutRules) {
   for (int f = 0; f < 5; ++f) EXPECT_EQ(rows[32 * f], m.GetField(f));
   EXPECT_EQ(rows[33], m.GetField(1) + 5);
   EXPECT_EQ(rows[128], m.GetField(4));
-  for (int g = 0; g < m.GetSSESizeY(); ++g) {
-    EXPECT_EQ(reinterpret_cast<std::uintptr_t>(rows[g]) % 16, 0u);
-  }
+  for (int g = 0; g < m.GetSSESizeY(); ++g) EXPECT_EQ(reinterpret_cast<std::uintptr_t>(rows[g]) % 16, 0u);
   EXPECT_EQ(reinterpret_cast<std::uintptr_t>(rows) % 16, 0u);
-}
-
-TEST(SSEMatrixLayout, PixelLivesInLaneYMod4OfElementXOfRowYDiv4) {
-  CSSEMatrix m = Blank(10, 8);
-  m.SetPoint(2, 5, 7.5f);
-  EXPECT_EQ(Lane(m, 2, 1, 1), 7.5f);
-  EXPECT_EQ(m.GetPointAddress(2, 5), &Lane(m, 2, 1, 1));
 }
 
 TEST(SSEMatrixLayout, CreateZeroesEverythingIncludingPadding) {
@@ -101,30 +93,25 @@ TEST(SSEMatrixAccess, MatricesWithoutPixelsReadZeroAndIgnoreWrites) {
   freed.Fill(2.0f);
 }
 
-TEST(SSEMatrixCopy, CopyIsDeepAndIncludesPadding) {
-  CSSEMatrix a = Ramp(9, 6);
-  Lane(a, 3, 1, 3) = 42.0f;  // padding pixel (3, 7)
+TEST(SSEMatrixCopy, CopiesAreDeepIncludePaddingAndReuseTheStorageOfAnEqualSize) {
+  CSSEMatrix a = Ramp(3, 300);  // 76 SIMD rows in three fields
+  Lane(a, 2, 75, 3) = 42.0f;    // padding pixel (2, 303)
   CSSEMatrix b(a);
   EXPECT_NE(b.GetMatrixDataDirectly(), a.GetMatrixDataDirectly());
-  EXPECT_EQ(Lane(b, 3, 1, 3), 42.0f);
-  EXPECT_EQ(b.GetPoint(8, 5), 508.0f);
+  EXPECT_EQ(Lane(b, 2, 75, 3), 42.0f);
   a.SetPoint(0, 0, -1.0f);
   EXPECT_EQ(b.GetPoint(0, 0), 0.0f);
-}
-
-TEST(SSEMatrixCopy, CopyIntoEqualSizeKeepsStorageAndAcrossFieldsCopiesEveryRow) {
-  CSSEMatrix src = Ramp(3, 300);  // 76 SIMD rows in three fields
   CSSEMatrix dst = Blank(3, 300);
   __m128** before = dst.GetMatrixDataDirectly();
-  dst.CopyFromSSEMatrix(src);
+  dst.CopyFromSSEMatrix(b);
   EXPECT_EQ(dst.GetMatrixDataDirectly(), before);
   EXPECT_EQ(dst.GetPoint(2, 299), 29902.0f);
   EXPECT_EQ(dst.GetPoint(1, 130), 13001.0f);
+  EXPECT_EQ(Lane(dst, 2, 75, 3), 42.0f);
   CSSEMatrix& alias = dst;
   dst = alias;  // self-assignment does nothing
   EXPECT_EQ(dst.GetPoint(1, 130), 13001.0f);
-  CSSEMatrix none;
-  dst.CopyFromSSEMatrix(none);  // a source without storage leaves the target alone
+  dst.CopyFromSSEMatrix(CSSEMatrix());  // a source without storage leaves the target alone
   EXPECT_EQ(dst.GetPoint(1, 130), 13001.0f);
 }
 
@@ -144,75 +131,47 @@ TEST(SSEMatrixCopy, CopiesFromDoubleRowsAndFromFields) {
   EXPECT_EQ(f.GetPoint(3, 2), 9.0f);
 }
 
-TEST(SSEMatrixCopy, CenteredCopyCropsTheMiddleOfALargerMatrix) {
+TEST(SSEMatrixCopy, CenteredCopiesCropTheMiddleAndMaxMinKeepTheStrictlyBetterValue) {
   const CSSEMatrix src = Ramp(10, 9);
   CSSEMatrix dst = Blank(4, 3);
   dst.CopyFromSSEMatrixCentered(src);
   // offset x: (10 >> 1) - (4 >> 1) = 3, y: (9 >> 1) - (3 >> 1) = 3
   EXPECT_EQ(dst.GetPoint(0, 0), 303.0f);
   EXPECT_EQ(dst.GetPoint(3, 2), 506.0f);
-
   CSSEMatrix big = Blank(20, 20, 7.0f);
   big.CopyFromSSEMatrixCentered(src);  // smaller source: cleared, nothing copied
   EXPECT_EQ(big.GetPoint(10, 10), 0.0f);
-}
 
-TEST(SSEMatrixCopy, CenteredMaximumAndMinimumKeepTheStrictlyBetterValue) {
-  CSSEMatrix src = Blank(3, 3);
-  src.SetPoint(0, 0, 5.0f);
-  src.SetPoint(1, 1, -5.0f);
-  CSSEMatrix hi = Blank(3, 3, 1.0f);
-  CSSEMatrix lo(hi);
-  hi.CopyFromSSEMatrixCenteredMaximum(src);
-  lo.CopyFromSSEMatrixCenteredMinimum(src);
-  EXPECT_EQ(hi.GetPoint(0, 0), 5.0f);
-  EXPECT_EQ(hi.GetPoint(1, 1), 1.0f);
-  EXPECT_EQ(lo.GetPoint(0, 0), 1.0f);
-  EXPECT_EQ(lo.GetPoint(1, 1), -5.0f);
-  EXPECT_EQ(lo.GetPoint(2, 2), 0.0f);
-
-  CSSEMatrix tiny = Blank(2, 2);
-  hi.CopyFromSSEMatrixCenteredMinimum(tiny);  // smaller source: unchanged
+  CSSEMatrix window = Blank(3, 3);
+  window.SetPoint(0, 0, 5.0f);
+  window.SetPoint(1, 1, -5.0f);
+  CSSEMatrix hi = Blank(3, 3, 1.0f), lo(hi);
+  hi.CopyFromSSEMatrixCenteredMaximum(window);
+  lo.CopyFromSSEMatrixCenteredMinimum(window);
+  EXPECT_EQ(ToRows(hi), (Rows{{5, 1, 1}, {1, 1, 1}, {1, 1, 1}}));
+  EXPECT_EQ(ToRows(lo), (Rows{{1, 0, 0}, {0, -5, 0}, {0, 0, 0}}));
+  hi.CopyFromSSEMatrixCenteredMinimum(Blank(2, 2));  // smaller source: unchanged
   EXPECT_EQ(hi.GetPoint(1, 1), 1.0f);
 }
 
-TEST(SSEMatrixQueries, MinMaxOfAnEmptyMatrixIsTheInvertedRange) {
-  CSSEMatrix m = Blank(0, 0);
+// The SIMD scan's frame, start values and NaN rule are the one-scan oracle's below, on every position.
+TEST(SSEMatrixQueries, MinMaxComesMaximumFirstFromAMillionOrFromEveryPixelOfASmallMatrix) {
+  CSSEMatrix m = Blank(12, 16, 2.0e6f);  // 5 SIMD rows: rows 1..3 and columns 3..8 are scanned
+  m.SetPoint(0, 8, 3.0e6f);  // left frame
   float maxValue = 0.0f, minValue = 0.0f;
-  m.CalcMinMaxValues(&maxValue, &minValue);
-  EXPECT_EQ(maxValue, FLT_MAX);
-  EXPECT_EQ(minValue, -FLT_MAX);
-}
-
-TEST(SSEMatrixQueries, LargeMatricesLeaveAFrameOutAndStartFromAMillion) {
-  CSSEMatrix m;
-  m.Create(12, 16);  // 5 SIMD rows: rows 1..3 and columns 3..8 are scanned
-  m.Fill(5.0f);
-  m.SetPoint(0, 8, 100.0f);   // left frame
-  m.SetPoint(9, 8, 100.0f);   // right frame (column sseSizeX - 3)
-  m.SetPoint(5, 2, 100.0f);   // top SIMD row
-  m.SetPoint(5, 16, -100.0f); // clamped to (5, 15), SIMD row 3: scanned
-  float maxValue = 0.0f, minValue = 0.0f;
-  m.CalcMinMaxValues(&maxValue, &minValue);
-  EXPECT_EQ(maxValue, 5.0f);
-  EXPECT_EQ(minValue, -100.0f);
-
-  m.Fill(2.0e6f);
   m.CalcMinMaxValues(&maxValue, &minValue);
   EXPECT_EQ(maxValue, 2.0e6f);
   EXPECT_EQ(minValue, 1.0e6f);  // never above the start value
-}
-
-TEST(SSEMatrixQueries, MinMaxComesMaximumFirstAndIgnoresNaNPixelsOnBothPaths) {
-  for (int size : {5, 40}) {
-    CSSEMatrix m = Blank(size, size, 1.0f);
-    m.SetPoint(size / 2, size / 2, std::numeric_limits<float>::quiet_NaN());
-    m.SetPoint(size / 2 + 1, size / 2, 4.0f);
-    float maxValue = 0.0f, minValue = 0.0f;
-    m.CalcMinMaxValues(&maxValue, &minValue);
-    EXPECT_EQ(maxValue, 4.0f) << size;
-    EXPECT_EQ(minValue, 1.0f) << size;
-  }
+  // Small matrices: every pixel, NaN skipped; none at all: the inverted range.
+  CSSEMatrix small = Blank(5, 5, 1.0f);
+  small.SetPoint(2, 2, std::numeric_limits<float>::quiet_NaN());
+  small.SetPoint(3, 2, 4.0f);
+  small.CalcMinMaxValues(&maxValue, &minValue);
+  EXPECT_EQ(maxValue, 4.0f);
+  EXPECT_EQ(minValue, 1.0f);
+  Blank(0, 0).CalcMinMaxValues(&maxValue, &minValue);
+  EXPECT_EQ(maxValue, FLT_MAX);
+  EXPECT_EQ(minValue, -FLT_MAX);
 }
 
 // The SIMD scan as one accumulator pair over the SIMD rows 1 .. sseSizeY - 2 and columns 3 .. sseSizeX - 4,
@@ -258,9 +217,7 @@ TEST(SSEMatrixQueries, MinMaxKeepsTheEarlierOfEqualZerosAsOneScanWould) {
                              {0.0f, -0.0f, 1.0f, -1.0f, nan, 2.0e6f}};
   for (int round = 0; round < 300; ++round) {
     CSSEMatrix m = Blank(7 + static_cast<int>(rng() % 9), 9 + static_cast<int>(rng() % 40));
-    for (int g = 0; g < m.GetSSESizeY(); ++g)
-      for (int x = 0; x < m.GetSSESizeX(); ++x)
-        for (int l = 0; l < 4; ++l) Lane(m, x, g, l) = kSets[round % 3][rng() % 6];
+    SetLanes(m, [&] { return kSets[round % 3][rng() % 6]; });
     ASSERT_TRUE(MinMaxAsOneScan(m)) << round;
   }
 }
@@ -289,9 +246,7 @@ TEST(SSEMatrixQueries, MinMaxAgreesWithOneScanForAZeroOrNaNAtEveryPosition) {
         }
       }
       for (int lane = 0; lane < 4; ++lane) {
-        for (int g = 0; g < m.GetSSESizeY(); ++g)
-          for (int x = 0; x < m.GetSSESizeX(); ++x)
-            for (int l = 0; l < 4; ++l) Lane(m, x, g, l) = static_cast<float>(rng() % 7) - 3.0f;
+        SetLanes(m, [&] { return static_cast<float>(rng() % 7) - 3.0f; });
         const auto [gp, xp] = at(p);
         Lane(m, xp, gp, lane) = std::numeric_limits<float>::quiet_NaN();
         ASSERT_TRUE(MinMaxAsOneScan(m)) << sx << "x" << sy << " NaN at " << p;

@@ -89,9 +89,7 @@ TEST(SSEcharMatrix, ThresholdEqualsThePixelLoopOnEverySmallSize) {
   for (int sy = 0; sy <= 40; ++sy) {
     for (int sx = 0; sx <= 5; ++sx) {
       CSSEMatrix f = Blank(sx, sy);
-      for (int g = 0; g < f.GetSSESizeY(); ++g)
-        for (int i = 0; i < 4 * sx; ++i)
-          reinterpret_cast<float*>(f.GetMatrixDataDirectly()[g])[i] = static_cast<float>(rng() % 5);
+      rastertest::SetLanes(f, [&] { return static_cast<float>(rng() % 5); });
       CSSEcharMatrix m;
       m.CopyAndTresholdAbove(f, 2.0f, 1);
       ASSERT_EQ(m.GetSizeY(), sy);

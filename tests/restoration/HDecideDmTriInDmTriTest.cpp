@@ -167,16 +167,11 @@ TEST(HDecideDmTriInDmTri, TriangleIntersectionOnHandMadeContacts) {
   const auto meet = [](std::array<V, 3> a, std::array<V, 3> b) {
     return CHDecideDmTriInDmTri::TrianglesIntersect(a.data(), b.data());
   };
+  // Triangles with area on the integer grid, touching cases included, are the separating-axis test's
+  // below; here a near miss off the grid and the zero-area triangles it does not take.
   const std::array<V, 3> floor = {V(0, 0, 0), V(4, 0, 0), V(0, 4, 0)};
-  EXPECT_TRUE(meet(floor, {V(1, 1, -1), V(1, 1, 1), V(2, 1, 1)}));  // pierces
-  EXPECT_TRUE(meet(floor, {V(1, 1, 0), V(1, 1, 1), V(2, 1, 1)}));   // a vertex on the face
-  EXPECT_TRUE(meet(floor, {V(2, 2, 0), V(2, 2, 1), V(3, 3, 1)}));   // a vertex on the hypotenuse
+  EXPECT_TRUE(meet(floor, {V(2, 2, 0), V(2, 2, 1), V(3, 3, 1)}));  // a vertex on the hypotenuse
   EXPECT_FALSE(meet(floor, {V(2.01f, 2.01f, 0), V(2, 2, 1), V(3, 3, 1)}));
-  EXPECT_FALSE(meet(floor, {V(0, 0, 1), V(4, 0, 1), V(0, 4, 1)}));  // parallel
-  EXPECT_TRUE(meet(floor, {V(1, 1, 0), V(2, 1, 0), V(1, 2, 0)}));   // coplanar, inside
-  EXPECT_TRUE(meet(floor, {V(4, 0, 0), V(5, 0, 0), V(5, 1, 0)}));   // coplanar, a shared vertex
-  EXPECT_FALSE(meet(floor, {V(3, 3, 0), V(5, 3, 0), V(3, 5, 0)}));  // coplanar, apart
-  EXPECT_TRUE(meet(floor, {V(-1, 2, 0), V(5, 2, 0), V(2, 5, 0)}));  // coplanar, edges crossing
   // Zero-area triangles: a segment through the face, a point on it, a point beside it.
   EXPECT_TRUE(meet(floor, {V(1, 1, -1), V(1, 1, 1), V(1, 1, 1)}));
   EXPECT_TRUE(meet(floor, {V(1, 1, 0), V(1, 1, 0), V(1, 1, 0)}));

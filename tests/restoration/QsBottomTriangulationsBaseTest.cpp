@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "mesh/MeshTestSupport.h"
+#include "polygon/PolygonTestUtil.h"
 #include "qssse/platform/DmTriangulationStatic.h"
 #include "qssse/polygon/SSE3dPolygon.h"
 #include "qssse/restoration/QsBottomTriangulationsBase.h"
@@ -36,14 +37,7 @@ CHTriangulation* UnitTriangle(float offset = 0.0f) {
   return m;
 }
 
-CSSE3dPolygon* UnitLine() {
-  auto* l = new CSSE3dPolygon();
-  l->Create(3);
-  l->SetPoint(0, 1, 0, 0);
-  l->SetPoint(1, 0, 1, 0);
-  l->SetPoint(2, 0, 0, 1);
-  return l;
-}
+CSSE3dPolygon* UnitLine() { return new CSSE3dPolygon(polytest::Make({{1, 0, 0}, {0, 1, 0}, {0, 0, 1}})); }
 
 void ExpectNear(const SSEPoint& p, float x, float y, float z) {
   EXPECT_NEAR(p.x, x, 1e-6f);
@@ -59,21 +53,12 @@ void ExpectLinePoint(const CSSE3dPolygon& l, int i, float x, float y, float z) {
 
 }  // namespace
 
-TEST(QsBottomTriangulationsBase, FreshContainerIsEmptyValidAndCombinesToNothing) {
-  const Bottoms b;
-  EXPECT_EQ(b.GetNumBottomTriangulations(), 0);
-  EXPECT_EQ(b.GetNumRestorationLines(), 0);
-  EXPECT_TRUE(b.CheckAllBottomTriangulationsValid());
-  EXPECT_EQ(b.getCombinedHTriangulation(), nullptr);
-  EXPECT_EQ(b.getCombinedDmTriangulation(), nullptr);
-  EXPECT_EQ(b.GetBottomTriangulation(0), nullptr);
-  EXPECT_EQ(b.GetBottomTriangulation(25), nullptr);
-  EXPECT_EQ(b.GetBottomTriangulation(-1), nullptr);
-  EXPECT_EQ(b.GetRestorationLine(0), nullptr);
-}
-
 TEST(QsBottomTriangulationsBase, CombiningSkipsNullAndEmptyMeshesAndKeepsArrayOrder) {
   Bottoms b;
+  EXPECT_TRUE(b.CheckAllBottomTriangulationsValid());  // a fresh container: empty, valid, combines to nothing
+  EXPECT_EQ(b.getCombinedHTriangulation(), nullptr);
+  EXPECT_EQ(b.getCombinedDmTriangulation(), nullptr);
+  EXPECT_EQ(b.GetRestorationLine(0), nullptr);
   b.AddMesh(nullptr);
   b.AddMesh(new CHTriangulation(0, 1, 1, 1));
   CHTriangulation* a = UnitTriangle();
@@ -83,6 +68,7 @@ TEST(QsBottomTriangulationsBase, CombiningSkipsNullAndEmptyMeshesAndKeepsArrayOr
   EXPECT_FALSE(b.CheckAllBottomTriangulationsValid());
   EXPECT_EQ(b.GetBottomTriangulation(2), a);
   EXPECT_EQ(b.GetBottomTriangulation(4), nullptr);
+  EXPECT_EQ(b.GetBottomTriangulation(-1), nullptr);
 
   std::unique_ptr<CHTriangulation> h(b.getCombinedHTriangulation());
   ASSERT_EQ(h->GetNumTriangles(), 2);
@@ -150,11 +136,7 @@ TEST(QsBottomTriangulationsBase, RotationsAreRightHandedAboutTheAxesInTheirOrder
       // about y by 90 degrees: z -> x, x -> -z
       {&B::TransformTriangulationsXY, &B::TransformLinesXY, 0, kQuarter, {{0, 0, -1}, {0, 1, 0}, {1, 0, 0}}},
       // about x, then about y: y -> z -> x
-      {&B::TransformTriangulationsXY,
-       &B::TransformLinesXY,
-       kQuarter,
-       kQuarter,
-       {{0, 0, -1}, {1, 0, 0}, {0, -1, 0}}},
+      {&B::TransformTriangulationsXY, &B::TransformLinesXY, kQuarter, kQuarter, {{0, 0, -1}, {1, 0, 0}, {0, -1, 0}}},
       // about x, then about z: z -> -y -> x
       {&B::TransformTriangulationsXZ, nullptr, kQuarter, kQuarter, {{0, 1, 0}, {0, 0, 1}, {1, 0, 0}}},
   };

@@ -50,10 +50,6 @@ TEST(RestorationOctree, LayersAreTheHalfOctantsNextToTheCentrePlane) {
   const double expected = std::atan((std::sqrt(9.25) - std::sqrt(1.25)) / -1.0 + 0.0001) + 0.0875;
   EXPECT_NEAR(angle, expected, 1e-6);
   EXPECT_LT(angle, 0.0875f);
-  // Another list holds nothing: both layers empty.
-  tree.CalcApproximateMaxRestorationAngle(mesh.get(), 0);
-  EXPECT_EQ(tree.GetZTop(), 1000000.0f);
-  EXPECT_EQ(tree.GetZBottom(), -1000000.0f);
 }
 
 TEST(RestorationOctree, EmptyLayersLeaveTheAccumulatorsAtTheirStartValues) {

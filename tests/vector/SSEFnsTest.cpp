@@ -33,13 +33,8 @@ bool SameBits(float a, float b) { return std::memcmp(&a, &b, sizeof a) == 0; }
 const float kNaN = std::numeric_limits<float>::quiet_NaN();
 const float kInf = std::numeric_limits<float>::infinity();
 
-TEST(SSEPoint, LanesAreXYZWInOrder) {
-  const SSEPoint p = P(1, 2, 3, 4);
-  EXPECT_EQ(Lanes(p.m), (L4{1, 2, 3, 4}));
-  EXPECT_EQ(p.w, 4.0f);
-}
-
-TEST(SSEFns, SumsLanesAsFirstPlusLastThenThirdPlusSecond) {
+TEST(SSEFns, SumsLanesOfXYZWAsFirstPlusLastThenThirdPlusSecond) {
+  EXPECT_EQ(Lanes(P(1, 2, 3, 4).m), (L4{1, 2, 3, 4}));  // an SSEPoint's lanes are x, y, z, w in order
   // (a0 + a3) + (a2 + a1): 1e8 + 1 rounds back to 1e8, so this order gives 0 where a left-to-right sum
   // gives 1.
   EXPECT_EQ(CSSEFns::internal_addition_of_m128(P(1e8f, 1.0f, -1e8f, 1.0f).m), 0.0f);
@@ -48,13 +43,11 @@ TEST(SSEFns, SumsLanesAsFirstPlusLastThenThirdPlusSecond) {
   EXPECT_EQ(CSSEFns::internal_addition_of_m128(P(1, 2, 3, 4).m), 10.0f);
 }
 
-TEST(SSEFns, ScalarProductIncludesTheWLaneAndLengthsAndDistancesFollow) {
-  EXPECT_EQ(CSSEFns::scalarproduct(P(1, 2, 3).m, P(4, 5, 6).m), 32.0f);
+// Products and distances over random lanes are the scalar reference's at the end.
+TEST(SSEFns, ScalarProductIncludesTheWLaneAndLengthsFollow) {
   EXPECT_EQ(CSSEFns::scalarproduct(P(1, 2, 3, 1).m, P(4, 5, 6, 1).m), 33.0f);
   EXPECT_EQ(CSSEFns::vectorlen(P(3, 4, 12).m), 13.0f);
   EXPECT_EQ(CSSEFns::vectorlen(P(0, 0, 0).m), 0.0f);
-  EXPECT_EQ(CSSEFns::euclideandistance(P(1, 1, 1).m, P(4, 5, 1).m), 5.0f);
-  EXPECT_EQ(CSSEFns::euclideansqr(P(1, 1, 1).m, P(4, 5, 1).m), 25.0f);
 }
 
 TEST(SSEFns, NormalizeDividesAllLanesAndTurnsZeroIntoNaN) {
@@ -64,13 +57,9 @@ TEST(SSEFns, NormalizeDividesAllLanesAndTurnsZeroIntoNaN) {
 }
 
 TEST(SSEFns, CrossProductAndVolumeFollowTheRightHand) {
-  EXPECT_EQ(Lanes(CSSEFns::vectorproduct(P(1, 0, 0).m, P(0, 1, 0).m)), (L4{0, 0, 1, 0}));
-  EXPECT_EQ(Lanes(CSSEFns::vectorproduct(P(2, 3, 4).m, P(5, 6, 7).m)), (L4{3 * 7 - 4 * 6, 4 * 5 - 2 * 7, 2 * 6 - 3 * 5, 0}));
+  EXPECT_EQ(Lanes(CSSEFns::vectorproduct(P(1, 0, 0).m, P(0, 1, 0).m)), (L4{0, 0, 1, 0}));  // lane 3 zero
   EXPECT_EQ(CSSEFns::volume(P(1, 0, 0).m, P(0, 1, 0).m, P(0, 0, 1).m), 1.0f);
   EXPECT_EQ(CSSEFns::volume(P(1, 0, 0).m, P(0, 0, 1).m, P(0, 1, 0).m), -1.0f);
-}
-
-TEST(SSEFns, VolumeIgnoresInfiniteWLanesOfTheCrossedVectors) {
   // Lane 3 of b x c is forced to 0, so w = inf in b and c cannot leak a NaN into the sum.
   EXPECT_EQ(CSSEFns::volume(P(1, 0, 0).m, P(0, 1, 0, kInf).m, P(0, 0, 1, kInf).m), 1.0f);
 }
