@@ -33,59 +33,54 @@ class CentreStamps : SweptRows {
 // converted at its own scale. The step sequence b_0 = 0, b_k = b_{k-1} + step of the loops gives the
 // rows a = b_j below 1 and, in row j, the samples b_k below 1 - b_j. A triangle of r = 2 .. 6 rows has
 // r - j samples in row j for every float step (the rounding of 1 - b_j never adds or drops one there:
-// checked over all of them), so the samples of each r are one fixed pattern. Each lane computes its sample as
-// the loop does, the same operations on the same operands: the pixel from ((P0 + b_j S) + b_k T - origin) /
-// resolution
-// + 0.5, the height ((P0 + b_j S) + b_k T - origin) + zOffset; the products b_j S and b_k T are formed
-// once per triangle for all rows and columns and picked into the lanes. Only for sweeps whose stamps
-// commute (see StampsCommute), where the order of the stamps cannot show.
+// checked over all of them), so the samples of each r are one fixed pattern. Each lane computes its
+// sample as the loop does, the same operations on the same operands: the pixel from
+// ((P0 + b_j S) + b_k T - origin) / resolution + 0.5, the height ((P0 + b_j S) + b_k T - origin) + zOffset;
+// the products b_j S and b_k T are formed once per triangle for all rows and columns and picked into the
+// lanes. Only for sweeps whose stamps commute (see StampsCommute), where the order cannot show.
 template <class Rule>
 class FewRows {
  public:
-  FewRows(const Job& job, __m128** rows)
-      : job_(job),
-        frame_{
-            rows,
-            {simd::broadcast<0>(job.origin), simd::broadcast<1>(job.origin), simd::broadcast<2>(job.origin)},
-            simd::splat(job.resX),
-            simd::splat(job.resY),
-            simd::splat(job.zOffset),
-            simd::splatInt(job.width - 1),
-            simd::splatInt(job.height - 1),
-            simd::splatInt(job.offsetX),
-            simd::splatInt(job.offsetY)},
-        shifted_(job.offsetX != 0 || job.offsetY != 0) {}
-
-  // Keeps every sample of triangle i (of this step) on its centre and returns true; false when the
-  // triangle is not of this kind or a sample of it falls outside the frame. Samples kept before such a
-  // sample was met are kept again by the caller's loop, which changes nothing: keeping a value twice
-  // leaves what keeping it once leaves.
-  QSSSE_FORCE_INLINE bool operator()(int i, float step) {
-    // Copies in registers: the stamps' float stores could otherwise alias the members.
-    const Frame f = frame_;
-    int nan = 0;
-    const bool kept = shifted_ ? Take<true>(i, step, f, nan) : Take<false>(i, step, f, nan);
-    nanBits_ |= nan;
-    return kept;
-  }
-
-  // Whether a sample kept here had a NaN height.
-  bool SawNaN() const { return nanBits_ != 0; }
-
- private:
   struct Coordinates {
     simd::f4 x, y, z;
   };
-  // Lane l: P0 + b_l S (the origin of row l), and b_l T (the offset of column l).
-  struct Terms {
-    Coordinates rowOrigin, columnOffset;
-  };
-  // What every sample of the job shares.
+  // What every sample of the job shares; the sweep keeps it in a local, where the stamps' float stores
+  // cannot alias it (in a member they could, and every value would be loaded again after each stamp).
   struct Frame {
     __m128** rows;
     Coordinates origin;
     simd::f4 resX, resY, zOffset;
     simd::i4 xEnd, yEnd, offsetX, offsetY;
+    bool shifted;  // the swept matrix starts elsewhere than the raster (a worker's box)
+  };
+  static Frame FrameOf(const Job& job, __m128** rows) {
+    using namespace simd;
+    return Frame{rows,
+                 {broadcast<0>(job.origin), broadcast<1>(job.origin), broadcast<2>(job.origin)},
+                 splat(job.resX),
+                 splat(job.resY),
+                 splat(job.zOffset),
+                 splatInt(job.width - 1),
+                 splatInt(job.height - 1),
+                 splatInt(job.offsetX),
+                 splatInt(job.offsetY),
+                 job.offsetX != 0 || job.offsetY != 0};
+  }
+
+  explicit FewRows(const Job& job) : job_(job) {}
+
+  // Keeps every sample of triangle i (of this step) on its centre and returns true, NaN heights noted in
+  // nan; false when the triangle is not of this kind or a sample of it falls outside the frame. Samples
+  // kept before such a sample was met are kept again by the caller's loop, which changes nothing:
+  // keeping a value twice leaves what keeping it once leaves.
+  QSSSE_FORCE_INLINE bool operator()(int i, float step, const Frame& f, int& nan) const {
+    return f.shifted ? Take<true>(i, step, f, nan) : Take<false>(i, step, f, nan);
+  }
+
+ private:
+  // Lane l: P0 + b_l S (the origin of row l), and b_l T (the offset of column l).
+  struct Terms {
+    Coordinates rowOrigin, columnOffset;
   };
 
   template <bool kShifted>
@@ -185,9 +180,6 @@ class FewRows {
   }
 
   const Job& job_;
-  Frame frame_;
-  bool shifted_;  // the swept matrix starts elsewhere than the raster (a worker's box)
-  int nanBits_ = 0;
 };
 
 // Every real pixel of m becomes the Rule-best of itself and its four neighbours as they stood (pixels
@@ -248,13 +240,15 @@ void SweepFresh(const Job& job, CSSEMatrix& m, float sentinel) {
   if (rows == nullptr || job.width < 3 || job.height < 3) return;  // no pixel inside the frame
   if (StampsCommute(job)) {
     CentreStamps<Rule> centres(rows, job.offsetX, job.offsetY);
-    FewRows<Rule> few(job, rows);
+    const FewRows<Rule> few(job);
+    const typename FewRows<Rule>::Frame frame = FewRows<Rule>::FrameOf(job, rows);
+    int nan = 0;
     if (job.alwaysWalkRows) {
       SweepWith<PixelOnly<Rule>>(job, centres);
     } else {
-      SweepWith<PixelOnly<Rule>>(job, centres, few);
+      SweepWith<PixelOnly<Rule>>(job, centres, [&](int i, float step) { return few(i, step, frame, nan); });
     }
-    if (!centres.SawNaN() && !few.SawNaN()) {
+    if (!centres.SawNaN() && nan == 0) {
       SpreadCrosses<Rule>(m, sentinel);
       return;
     }

@@ -22,10 +22,11 @@ template <class Rule>
 void KeepCentres(const scan::Job& job, int i, CSSEMatrix& m, bool fewRows, bool& taken, bool& sawNaN) {
   const float step = scan::TriangleStep(job, i);
   scan::CentreStamps<Rule> centres(m.GetMatrixDataDirectly(), job.offsetX, job.offsetY);
-  scan::FewRows<Rule> few(job, m.GetMatrixDataDirectly());
-  taken = fewRows && few(i, step);
+  const scan::FewRows<Rule> few(job);
+  int nan = 0;
+  taken = fewRows && few(i, step, scan::FewRows<Rule>::FrameOf(job, m.GetMatrixDataDirectly()), nan);
   if (!taken) scan::SampleTriangle(job, i, step, [&](int x, int y, float v) { centres.Add(x, y, v); });
-  sawNaN = few.SawNaN() || centres.SawNaN();
+  sawNaN = nan != 0 || centres.SawNaN();
 }
 
 }  // namespace
