@@ -97,12 +97,12 @@ class FewRows {
       case 2:  // (0,0) (0,1) (1,0)
         return Group<kShifted, 0, 0, 1, 0, 0, 1, 0, 0, 3>(low, f, nan);
       case 3:  // (0,0) (0,1) (0,2) (1,0) | (1,1) (2,0)
-        return (Group<kShifted, 0, 0, 0, 1, 0, 1, 2, 0, 4>(low, f, nan) &&
-                Group<kShifted, 1, 2, 0, 0, 1, 0, 0, 0, 2>(low, f, nan));
+        return Group<kShifted, 0, 0, 0, 1, 0, 1, 2, 0, 4>(low, f, nan) &&
+               Group<kShifted, 1, 2, 0, 0, 1, 0, 0, 0, 2>(low, f, nan);
       case 4:  // (0,0..3) | (1,0) (1,1) (1,2) (2,0) | (2,1) (3,0)
-        return (Group<kShifted, 0, 0, 0, 0, 0, 1, 2, 3, 4>(low, f, nan) &&
-                Group<kShifted, 1, 1, 1, 2, 0, 1, 2, 0, 4>(low, f, nan) &&
-                Group<kShifted, 2, 3, 0, 0, 1, 0, 0, 0, 2>(low, f, nan));
+        return Group<kShifted, 0, 0, 0, 0, 0, 1, 2, 3, 4>(low, f, nan) &&
+               Group<kShifted, 1, 1, 1, 2, 0, 1, 2, 0, 4>(low, f, nan) &&
+               Group<kShifted, 2, 3, 0, 0, 1, 0, 0, 0, 2>(low, f, nan);
       default:
         break;
     }
@@ -153,7 +153,7 @@ class FewRows {
     const f4 z =
         add(sub(add(shuffle<J0, J1, J2, J3>(a.z, a.z), shuffle<K0, K1, K2, K3>(b.z, b.z)), f.origin.z),
             f.zOffset);
-    const f4 half = splat(0.5f);
+    const f4 half = splat(0.5f);  // the loop's rounding offset
     const i4 px = truncLanes(add(div(qx, f.resX), half)), py = truncLanes(add(div(qy, f.resY), half));
     const i4 zero = splatInt(0);
     const i4 inside =
